@@ -1,0 +1,30 @@
+include(CMakePackageConfigHelpers)
+
+install(TARGETS meldra3d EXPORT meldra3d-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/meldra3d companions/numcore/include/numcore companions/meldra/include/meldra
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/meldra3d)
+install(EXPORT meldra3d-targets NAMESPACE quorl:: FILE meldra3d-targets.cmake DESTINATION ${package_dir})
+configure_package_config_file(cmake/meldra3d-config.cmake.in ${PROJECT_BINARY_DIR}/meldra3d-config.cmake
+  INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/meldra3d-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/meldra3d-config.cmake ${PROJECT_BINARY_DIR}/meldra3d-config-version.cmake
+  DESTINATION ${package_dir})
+
+# find_package works on the build tree, too.
+export(EXPORT meldra3d-targets NAMESPACE quorl:: FILE ${PROJECT_BINARY_DIR}/meldra3d-targets.cmake)
+
+# The .pc file may stay relocatable only while the folders are relative to the prefix.
+foreach(kind LIBDIR INCLUDEDIR)
+  set(pc_${kind} "\${prefix}/${CMAKE_INSTALL_${kind}}")
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
+    set(pc_${kind} "${CMAKE_INSTALL_${kind}}")
+  endif()
+endforeach()
+if(NOT BUILD_SHARED_LIBS)
+  set(pc_private_libs " -lstdc++ -lm")
+endif()
+configure_file(cmake/meldra3d.pc.in ${PROJECT_BINARY_DIR}/meldra3d.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/meldra3d.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
