@@ -1,0 +1,61 @@
+#pragma once
+
+#include <meldra/element_type.h>
+#include <numcore/numcore.h>
+
+/// Common mesh tools: checks of node IDs, neighbours and ancestors.
+///
+/// Connectivities have one column per element and one row per local node. None of these functions throws, prints or
+/// keeps state; concurrent calls on distinct outputs are safe.
+namespace quorl::meldra {
+
+/// True when every entry of a list is below `nodes` or equals `no_node` (a list of ancestors holds that for a node
+/// without an element). An empty list passes. One pass, no allocation.
+MELDRA3D_API bool check_IDs(const dense1D<unsigned int, 8>& ids, unsigned int nodes);
+
+/// True when every entry of a matrix is below `nodes` or equals `no_node` (a matrix of neighbours holds that on the
+/// boundary). An empty matrix passes. One pass, no allocation.
+MELDRA3D_API bool check_IDs(const dense2D<unsigned int>& connect, unsigned int nodes);
+
+/// True when a connectivity suits an element type and every node it uses is below `nodes`.
+///
+/// The row count must be that of the type (see `element_type`); besides, `ET_FACE_MIX` takes 3 rows, `ET_SOLID_MIX`
+/// 4, 5 and 6, and `ET_SOLID_MIX_Q` 13, 14, 15, 18 and 20. Only mixed types hold `no_node`, and only as the tail of a
+/// column whose other rows make up one of the kinds that the type admits: 3 or 4 nodes in `ET_FACE_MIX`; 6, 8 or 9 in
+/// `ET_FACE_MIX_Q`; 4, 5, 6 or 8 in an 8-row `ET_SOLID_MIX`; 10, 13, 14, 15, 18, 20 or 27 in `ET_SOLID_MIX_Q`.
+/// A matrix of fewer rows than its mixed type's own that can hold one linear kind only is of that kind alone.
+///   connect   in   any; an empty matrix passes whatever the type
+///   type      in   a value outside 0 to 24 passes for an empty matrix only
+///   nodes     in   number of nodes
+/// One pass, no allocation.
+MELDRA3D_API bool check_IDs(const dense2D<unsigned int>& connect, element_type type, unsigned int nodes);
+
+/// Finds the element across each face of each element (for surfaces: across each edge).
+///
+/// Faces are those of the linear form of the type, in the order of docs/numbering.md; two faces are one when they are
+/// the same cycle of nodes read in either direction, so that inverted elements stay neighbours. A face of three nodes
+/// never matches one of four. A face that more than two elements share has no neighbour across it.
+///   connect     in    a connectivity that suits `type`
+///   type        in    a surface or solid type: ET_FACE_MIX to ET_H27
+///   strict      in    refuse a mesh in which more than two elements share a face
+///   neighbors   out   cleared first; then (faces of the type) x (elements): row k is the element across face k, or
+///                     `no_node` on the boundary and for the faces that a mixed column lacks
+/// Returns 0 (also for an empty connectivity), -1 when `connect` does not suit `type`, -2 when the type is neither a
+/// surface nor a solid, -3 when `strict` is set and a face is shared by more than two elements, -199 when memory ran
+/// out. On failure `neighbors` is empty. `neighbors` may share storage with `connect`.
+///
+/// Method: the faces are distributed to partitions by a hash of their nodes, and matched partition by partition by
+/// open addressing inside the cache (a radix-partitioned hash join, Manegold, Boncz and Kersten 2002).
+/// Linear in the number of faces; needs 16 (triangular faces) or 20 bytes of working memory for each.
+MELDRA3D_API int get_neighbors(const dense2D<unsigned int>& connect, element_type type, bool strict,
+                               dense2D<unsigned int>& neighbors);
+
+/// Finds one element of each node: the first, in column order, that holds it (in any row, mid-edge nodes included).
+///   connect     in    a connectivity of any type; `no_node` is skipped
+///   ancestors   out   cleared first; then one entry for every ID up to the largest in use (none when no node is in
+///                     use): the element, or `no_node` for an ID that no element holds
+/// Returns 0, or -199 when memory ran out (`ancestors` is then empty). `ancestors` may share storage with `connect`.
+/// Linear in the entries of the connectivity and the largest ID.
+MELDRA3D_API int get_ancestors(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& ancestors);
+
+} // namespace quorl::meldra

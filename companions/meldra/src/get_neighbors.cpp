@@ -1,0 +1,315 @@
+// Neighbours by a radix-partitioned hash join of the faces with themselves (S. Manegold, P. Boncz, M. Kersten,
+// "Optimizing main-memory join on modern hardware", IEEE TKDE 14(4), 2002): the faces are written to partitions by
+// the leading bits of a hash of their nodes, and each partition, small enough for the cache, is matched by open
+// addressing. So a mesh in any order costs two sequential passes over its elements and one over the faces, where a
+// single table of all faces would miss the cache at each of them.
+
+#include <meldra/meldra.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+#include "frame/element_tables.h"
+
+namespace quorl::meldra {
+
+namespace {
+
+using namespace meldra3d::detail;
+
+/// The nodes of a face in an order that does not depend on where the cycle begins nor on its direction.
+/// A triangle among quadrangles holds `no_node` last.
+template <std::size_t Corners>
+using face_key = std::array<unsigned, Corners>;
+
+void sort_two(unsigned& a, unsigned& b) {
+    const unsigned low = std::min(a, b);
+    b = std::max(a, b);
+    a = low;
+}
+
+/// The least of the eight readings of a quadrangle, compared node by node.
+face_key<4> least_reading(face_key<4> cycle) {
+    face_key<4> least = cycle;
+    for (unsigned start = 0; start < 4; ++start)
+        for (const unsigned step : {1u, 3u})
+            least = std::min(least, face_key<4>{cycle[start], cycle[(start + step) % 4], cycle[(start + 2 * step) % 4],
+                                                cycle[(start + 3 * step) % 4]});
+    return least;
+}
+
+face_key<4> quadrangle_key(unsigned a, unsigned b, unsigned c, unsigned d) {
+    const unsigned least = std::min(std::min(a, b), std::min(c, d));
+    const unsigned times = unsigned(a == least) + unsigned(b == least) + unsigned(c == least) + unsigned(d == least);
+    if (times != 1) // a degenerate element
+        return least_reading({a, b, c, d});
+    // One diagonal holds the least node: that node, its neighbours in rising order, the node across.
+    const bool first_diagonal = a == least || c == least;
+    unsigned across = first_diagonal ? std::max(a, c) : std::max(b, d);
+    unsigned low = first_diagonal ? b : a;
+    unsigned high = first_diagonal ? d : c;
+    sort_two(low, high);
+    return {least, low, across, high};
+}
+
+template <std::size_t Corners>
+face_key<Corners> key_of(const face_cycle& face, const unsigned* column) {
+    face_key<Corners> key{};
+    if constexpr (Corners == 4)
+        if (face.size == 4)
+            return quadrangle_key(column[face.node[0]], column[face.node[1]], column[face.node[2]],
+                                  column[face.node[3]]);
+    for (unsigned k = 0; k < std::min<std::size_t>(Corners, 3); ++k)
+        key[k] = column[face.node[k]];
+    sort_two(key[0], key[1]);
+    if constexpr (Corners >= 3) {
+        sort_two(key[1], key[2]);
+        sort_two(key[0], key[1]);
+    }
+    if constexpr (Corners == 4)
+        key[3] = no_node;
+    return key;
+}
+
+template <std::size_t Corners>
+std::uint32_t hash_of(const face_key<Corners>& key) {
+    // Odd constants of multiplicative hashing (Steele, Lea and Flood 2014, the mixing steps of SplitMix).
+    std::uint64_t h = (key[0] | std::uint64_t(key[1]) << 32) * 0xBF58476D1CE4E5B9u;
+    h ^= h >> 29;
+    if constexpr (Corners == 3)
+        h += key[2];
+    if constexpr (Corners == 4)
+        h += key[2] | std::uint64_t(key[3]) << 32;
+    h *= 0x94D049BB133111EBu;
+    return static_cast<std::uint32_t>(h >> 32);
+}
+
+/// A face of an element: `slot` is its place in the matrix of neighbours.
+template <std::size_t Corners, class Slot>
+struct face_entry {
+    face_key<Corners> key;
+    Slot slot;
+};
+
+/// Calls visit(key, slot) for each face of one element.
+template <std::size_t Corners, const shape_record& Record, class Visit>
+void visit_element(const unsigned* column, std::size_t first_slot, Visit& visit) {
+    for (unsigned f = 0; f < Record.faces; ++f)
+        visit(key_of<Corners>(Record.face[f], column), first_slot + f);
+}
+
+/// Calls visit(key, slot) for each face of each element, in order.
+template <std::size_t Corners, std::size_t Faces, const shape_record& Record, class Visit>
+void visit_elements(const dense2D<unsigned int>& connect, Visit& visit) {
+    const unsigned* column = connect.data();
+    for (std::size_t j = 0; j < connect.cols(); ++j, column += connect.ld())
+        visit_element<Corners, Record>(column, j * Faces, visit);
+}
+
+template <std::size_t Corners, std::size_t Faces, class Visit>
+void visit_mixed_elements(const dense2D<unsigned int>& connect, const mixed_record& mixed, Visit& visit) {
+    const unsigned* column = connect.data();
+    for (std::size_t j = 0; j < connect.cols(); ++j, column += connect.ld()) {
+        const element_type kind = kind_of_column(mixed, column, connect.rows());
+        switch (element_records[std::size_t(kind)].form) {
+        case shape::triangle:
+            visit_element<Corners, triangle_record>(column, j * Faces, visit);
+            break;
+        case shape::quadrangle:
+            visit_element<Corners, quadrangle_record>(column, j * Faces, visit);
+            break;
+        case shape::tetrahedron:
+            visit_element<Corners, tetrahedron_record>(column, j * Faces, visit);
+            break;
+        case shape::pyramid:
+            visit_element<Corners, pyramid_record>(column, j * Faces, visit);
+            break;
+        case shape::wedge:
+            visit_element<Corners, wedge_record>(column, j * Faces, visit);
+            break;
+        default:
+            visit_element<Corners, hexahedron_record>(column, j * Faces, visit);
+            break;
+        }
+    }
+}
+
+/// Matches the faces of one matrix of elements. Slot is wide enough for Faces x elements.
+template <std::size_t Corners, std::size_t Faces, class Slot>
+class face_matcher {
+public:
+    using entry = face_entry<Corners, Slot>;
+
+    /// Fills `neighbors`, whose entries are all `no_node`. `for_each_face(visit)` must give the same faces each time.
+    template <class ForEachFace>
+    int match(std::size_t faces_at_most, bool strict, ForEachFace for_each_face, unsigned* neighbors) {
+        if (!prepare(faces_at_most))
+            return -199;
+        auto count = [this](const face_key<Corners>& key, std::size_t) { ++ends_[partition_of(hash_of(key)) + 1]; };
+        for_each_face(count);
+        std::uint64_t largest = 0;
+        for (std::size_t p = 1; p < ends_.size(); ++p) {
+            largest = std::max(largest, ends_[p]);
+            ends_[p] += ends_[p - 1];
+        }
+        if (!reserve_table(largest) || !entries_.resize(static_cast<std::size_t>(ends_[ends_.size() - 1])))
+            return -199;
+        // Now ends_[p] is where partition p begins; filling it moves that to its end.
+        std::uint64_t* const ends = ends_.data();
+        entry* const entries = entries_.data();
+        auto distribute = [=, this](const face_key<Corners>& key, std::size_t slot) {
+            entries[ends[partition_of(hash_of(key))]++] = {key, static_cast<Slot>(slot)};
+        };
+        for_each_face(distribute);
+        std::uint64_t begin = 0;
+        for (std::size_t p = 0; p + 1 < ends_.size(); ++p) {
+            if (!match_partition(entries + begin, static_cast<std::uint32_t>(ends[p] - begin), neighbors) && strict)
+                return -3;
+            begin = ends[p];
+        }
+        return 0;
+    }
+
+private:
+    /// The faces that a place of the table knows: 1 + their number in the partition, 0 for none.
+    struct place {
+        std::uint32_t first;
+        std::uint32_t second;
+    };
+    static constexpr std::uint32_t many = 0xFFFFFFFF; // as `second`: more than two elements share the face
+
+    static constexpr std::size_t partition_size = 8192; // with its table some 250 KiB: inside a second-level cache
+    static constexpr unsigned most_bits = 11;           // more partitions would miss the address translation buffer
+
+    std::size_t partition_of(std::uint32_t hash) const { return std::size_t(hash) >> shift_; }
+
+    bool prepare(std::size_t faces) {
+        unsigned bits = 1;
+        while (bits < most_bits && (faces >> bits) > partition_size)
+            ++bits;
+        shift_ = 32 - bits;
+        return ends_.resize((std::size_t(1) << bits) + 1, 0);
+    }
+
+    bool reserve_table(std::uint64_t largest) {
+        if (largest >= many / 4)
+            return false;
+        std::size_t places = 16;
+        while (places < 2 * largest)
+            places *= 2;
+        return table_.resize(places);
+    }
+
+    /// Returns false when a face of the partition is shared by more than two elements.
+    bool match_partition(const entry* entries, std::uint32_t n, unsigned* neighbors) {
+        std::size_t places = 16;
+        while (places < 2 * std::size_t(n))
+            places *= 2;
+        place* const table = table_.data();
+        std::fill_n(table, places, place{0, 0});
+        bool manifold = true;
+        for (std::uint32_t k = 0; k < n; ++k) {
+            const entry& face = entries[k];
+            std::size_t at = hash_of(face.key) & (places - 1);
+            while (table[at].first != 0 && entries[table[at].first - 1].key != face.key)
+                at = (at + 1) & (places - 1);
+            place& found = table[at];
+            if (found.first == 0) {
+                found.first = k + 1;
+                continue;
+            }
+            const Slot slot = entries[found.first - 1].slot;
+            if (found.second == 0) {
+                found.second = k + 1;
+                neighbors[slot] = static_cast<unsigned>(face.slot / Faces);
+                neighbors[face.slot] = static_cast<unsigned>(slot / Faces);
+                continue;
+            }
+            manifold = false;
+            if (found.second != many) {
+                neighbors[slot] = no_node;
+                neighbors[entries[found.second - 1].slot] = no_node;
+                found.second = many;
+            }
+        }
+        return manifold;
+    }
+
+    unsigned shift_ = 0;
+    dense1D<std::uint64_t, 8> ends_;
+    dense1D<entry, 8> entries_;
+    dense1D<place, 8> table_;
+};
+
+template <std::size_t Corners, std::size_t Faces, class ForEachFace>
+int match_faces(std::size_t elements, bool strict, ForEachFace for_each_face, dense2D<unsigned int>& neighbors) {
+    // With 32-bit slots an entry is a quarter smaller; only meshes of more than 2^32 faces need the wide ones.
+    if (elements <= std::numeric_limits<std::uint32_t>::max() / Faces)
+        return face_matcher<Corners, Faces, std::uint32_t>().match(elements * Faces, strict, for_each_face,
+                                                                   neighbors.data());
+    return face_matcher<Corners, Faces, std::uint64_t>().match(elements * Faces, strict, for_each_face,
+                                                               neighbors.data());
+}
+
+template <std::size_t Corners, std::size_t Faces, const shape_record& Record>
+int match_one_kind(const dense2D<unsigned int>& connect, bool strict, dense2D<unsigned int>& neighbors) {
+    return match_faces<Corners, Faces>(
+        connect.cols(), strict, [&](auto& visit) { visit_elements<Corners, Faces, Record>(connect, visit); },
+        neighbors);
+}
+
+template <std::size_t Corners, std::size_t Faces>
+int match_mixed(const dense2D<unsigned int>& connect, const mixed_record& mixed, bool strict,
+                dense2D<unsigned int>& neighbors) {
+    return match_faces<Corners, Faces>(
+        connect.cols(), strict, [&](auto& visit) { visit_mixed_elements<Corners, Faces>(connect, mixed, visit); },
+        neighbors);
+}
+
+int match(const dense2D<unsigned int>& connect, element_type type, bool strict, dense2D<unsigned int>& neighbors) {
+    if (const mixed_record* const mixed = find_mixed_record(type))
+        return element_records[std::size_t(type)].faces == 4 ? match_mixed<2, 4>(connect, *mixed, strict, neighbors)
+                                                             : match_mixed<4, 6>(connect, *mixed, strict, neighbors);
+    switch (element_records[std::size_t(type)].form) {
+    case shape::triangle:
+        return match_one_kind<2, 3, triangle_record>(connect, strict, neighbors);
+    case shape::quadrangle:
+        return match_one_kind<2, 4, quadrangle_record>(connect, strict, neighbors);
+    case shape::tetrahedron:
+        return match_one_kind<3, 4, tetrahedron_record>(connect, strict, neighbors);
+    case shape::pyramid:
+        return match_one_kind<4, 5, pyramid_record>(connect, strict, neighbors);
+    case shape::wedge:
+        return match_one_kind<4, 5, wedge_record>(connect, strict, neighbors);
+    default:
+        return match_one_kind<4, 6, hexahedron_record>(connect, strict, neighbors);
+    }
+}
+
+} // namespace
+
+int get_neighbors(const dense2D<unsigned int>& connect, element_type type, bool strict,
+                  dense2D<unsigned int>& neighbors) {
+    const dense2D<unsigned int> elements = connect; // holds the input when `neighbors` is a view of it
+    neighbors.clear();
+    if (elements.empty())
+        return 0;
+    const element_record* const record = find_record(type);
+    const bool has_faces = record && (find_mixed_record(type) || find_record(record->form));
+    if (has_faces && !check_IDs(elements, type, no_node))
+        return -1;
+    if (!has_faces)
+        return -2;
+    dense2D<unsigned int> found;
+    if (elements.cols() > no_node || !found.resize(record->faces, elements.cols(), no_node))
+        return -199;
+    const int status = match(elements, type, strict, found);
+    if (status == 0)
+        neighbors = std::move(found);
+    return status;
+}
+
+} // namespace quorl::meldra
