@@ -1,0 +1,67 @@
+#pragma once
+
+#include <numcore/numcore.h>
+
+namespace quorl::meldra3d {
+
+// The sweeps. A surface mesh of triangles and quadrangles is copied level by level along a path; between two levels
+// each triangle becomes a wedge and each quadrangle a hexahedron. They share this frame:
+//
+//   pos          in/out     2 or 3 rows (a 2-row matrix gets z = 0), one column a node; the new nodes are appended
+//   connectS     in         the surface: 3 rows (triangles), or 4 rows with `no_node` in row 3 of a triangle
+//   size_start   in         layer thickness wanted next to the surface, in the unit of `pos`, > 0
+//   size_end     in         layer thickness wanted at the end of the path, > 0
+//   even_layers  in         round to an even number of layers
+//   nlayers      in         number of equal layers, in place of the two sizes; 0 does nothing
+//   connectE     appended   the solids: 6 rows for a 3-row surface, 8 rows for a 4-row one (`no_node` in rows 6 and 7
+//                           of a wedge); may hold elements of 6 or 8 rows already, which are cut or widened
+//   edges        in         2 x n: edges to sweep into side quadrangles; may be empty; their IDs are not checked
+//   connectQ     appended   the side quadrangles, 4 rows
+//   connectT     appended   the faces that close the last layer, facing back, in the rows of `connectS`
+//
+// With nn surface nodes in order of first appearance in `connectS`, the copy of the j-th on level k = 1 .. n has the ID
+// (nodes before) + (k - 1) * nn + j. Solid (element i, layer k) is column i * n + (k - 1) behind those that were there,
+// nodes of the lower level first; side quadrangle (edge i, layer k) likewise. No element is turned round: the solids
+// are direct when the path leaves the surface on the side from which its faces turn counter-clockwise.
+//
+// The number of layers is L times the mean number of layers per unit length of a geometric progression between the two
+// sizes, rounded at the geometric mean of its neighbours and at least 1 (2 when even). The layers are graded
+// geometrically from `size_start` to `size_end`.
+//
+// A failure leaves the column counts of all four outputs as they were. -199 also stands for a mesh whose node IDs
+// would not fit in 32 bits and for a number of layers that cannot be one (a length that is infinite or NaN, sizes too
+// small). An output may share storage with an input: it then moves to storage of its own.
+// Time is linear in what is written; the working memory is a map of the surface nodes.
+
+/// Sweeps a surface along a straight vector.
+///   dir   in   the whole translation; the last level is the surface moved by it
+/// Returns, in the order tested: 0 when `connectS` is empty (nothing is checked or changed); -1 when `pos` has not 2 or
+/// 3 rows; -2 when `connectS` is malformed or names a node beyond `pos`; -4 when `size_start` is not > 0; -5 when
+/// `size_end` is not > 0; -7 when `connectE` is neither empty nor of 6 or 8 rows; -8 when `edges` is neither empty nor
+/// of 2 rows; -9 when `connectQ` is neither empty nor of 4 rows; -10 when `connectT` is neither empty nor of 3 or 4
+/// rows; -199 when memory ran out.
+MELDRA3D_API int extrude_translate(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                   const vector_fixed<double, 3>& dir, double size_start, double size_end,
+                                   bool even_layers, dense2D<unsigned int>& connectE,
+                                   const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
+                                   dense2D<unsigned int>& connectT);
+
+/// As the full form with sizes, without side and closing faces; its codes.
+MELDRA3D_API int extrude_translate(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                   const vector_fixed<double, 3>& dir, double size_start, double size_end,
+                                   bool even_layers, dense2D<unsigned int>& connectE);
+
+/// As the full form with sizes, for a number of equal layers. Returns 0 at once when `nlayers` is 0; otherwise the
+/// codes of the form with sizes: -4 stands for a `dir` of length 0 (or not a number), and -7 to -10 for the 5th to 8th
+/// arguments of this form.
+MELDRA3D_API int extrude_translate(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                   const vector_fixed<double, 3>& dir, unsigned int nlayers,
+                                   dense2D<unsigned int>& connectE, const dense2D<unsigned int>& edges,
+                                   dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT);
+
+/// As the form above, without side and closing faces; its codes.
+MELDRA3D_API int extrude_translate(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                   const vector_fixed<double, 3>& dir, unsigned int nlayers,
+                                   dense2D<unsigned int>& connectE);
+
+} // namespace quorl::meldra3d
