@@ -37,10 +37,8 @@ std::optional<std::uint32_t> round_layer_count(double count, unsigned step) {
         return std::nullopt;
     const std::uint64_t below = std::uint64_t(std::floor(count / step)) * step;
     const std::uint64_t above = below + step;
-    const std::uint64_t rounded = count * count >= double(below) * double(above) ? above : below;
-    if (rounded > std::numeric_limits<std::uint32_t>::max())
-        return std::nullopt;
-    return static_cast<std::uint32_t>(rounded);
+    // This fits: the geometric mean of 2^32 - 2 and 2^32, where an even number would, lies above the largest count.
+    return static_cast<std::uint32_t>(count * count >= double(below) * double(above) ? above : below);
 }
 
 double layer_fraction(double t, double a, double b) {
@@ -66,7 +64,16 @@ double layer_fraction(double t, double a, double b) {
 
 double vector_length(double x, double y, double z) {
     const double square = x * x + y * y + z * z;
-    return std::isnormal(square) ? std::sqrt(square) : std::hypot(x, y, z);
+    if (std::isnormal(square) || std::isnan(square))
+        return std::sqrt(square);
+    // Scaled by hand: the three-argument std::hypot of the C++ library loses a NaN that does not come first.
+    const double largest = std::max(std::max(std::fabs(x), std::fabs(y)), std::fabs(z));
+    if (largest == 0 || std::isinf(largest))
+        return largest;
+    x /= largest;
+    y /= largest;
+    z /= largest;
+    return largest * std::sqrt(x * x + y * y + z * z);
 }
 
 } // namespace quorl::meldra3d::detail
