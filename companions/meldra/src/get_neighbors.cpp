@@ -55,8 +55,9 @@ face_key<4> quadrangle_key(unsigned a, unsigned b, unsigned c, unsigned d) {
     return {least, low, across, high};
 }
 
+// Inlined always, so that the local nodes of the face are constants.
 template <std::size_t Corners>
-face_key<Corners> key_of(const face_cycle& face, const unsigned* column) {
+[[gnu::always_inline]] inline face_key<Corners> key_of(const face_cycle& face, const unsigned* column) {
     face_key<Corners> key{};
     if constexpr (Corners == 4)
         if (face.size == 4)
@@ -72,6 +73,14 @@ face_key<Corners> key_of(const face_cycle& face, const unsigned* column) {
     if constexpr (Corners == 4)
         key[3] = no_node;
     return key;
+}
+
+template <std::size_t Corners>
+bool same(const face_key<Corners>& a, const face_key<Corners>& b) {
+    unsigned different = 0;
+    for (std::size_t k = 0; k < Corners; ++k)
+        different |= a[k] ^ b[k];
+    return different == 0;
 }
 
 template <std::size_t Corners>
@@ -97,8 +106,10 @@ struct face_entry {
 /// Calls visit(key, slot) for each face of one element.
 template <std::size_t Corners, const shape_record& Record, class Visit>
 void visit_element(const unsigned* column, std::size_t first_slot, Visit& visit) {
-    for (unsigned f = 0; f < Record.faces; ++f)
-        visit(key_of<Corners>(Record.face[f], column), first_slot + f);
+    [&]<std::size_t... Face>(std::index_sequence<Face...>) {
+        (visit(key_of<Corners>(Record.face[Face], column), first_slot + Face), ...);
+    }
+    (std::make_index_sequence<Record.faces>());
 }
 
 /// Calls visit(key, slot) for each face of each element, in order.
@@ -214,7 +225,7 @@ private:
         for (std::uint32_t k = 0; k < n; ++k) {
             const entry& face = entries[k];
             std::size_t at = hash_of(face.key) & (places - 1);
-            while (table[at].first != 0 && entries[table[at].first - 1].key != face.key)
+            while (table[at].first != 0 && !same(entries[table[at].first - 1].key, face.key))
                 at = (at + 1) & (places - 1);
             place& found = table[at];
             if (found.first == 0) {
