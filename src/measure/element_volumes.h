@@ -1,47 +1,61 @@
 #pragma once
 
-#include <array>
-
 // Six-fold signed volumes of the linear solids, sums of determinants over a fixed split of each. Shared by everything
-// that needs the volume of one element. A corner is a pointer to its three coordinates.
+// that needs the volume of an element. Real is double, or a vector of doubles that holds as many elements: each lane
+// then goes through the very operations of the other, in the same order.
 namespace quorl::meldra3d::detail {
 
-using point = std::array<double, 3>;
+template <class Real>
+struct point {
+    Real x, y, z;
+};
 
-inline point difference(const double* a, const double* b) {
-    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+template <class Real>
+[[gnu::always_inline]] inline point<Real> operator-(const point<Real>& a, const point<Real>& b) {
+    return {a.x - b.x, a.y - b.y, a.z - b.z};
 }
 
-inline point cross(const point& a, const point& b) {
-    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+template <class Real>
+[[gnu::always_inline]] inline point<Real> cross(const point<Real>& a, const point<Real>& b) {
+    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 
-inline double dot(const point& a, const point& b) {
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+template <class Real>
+[[gnu::always_inline]] inline Real dot(const point<Real>& a, const point<Real>& b) {
+    return a.x * b.x + a.y * b.y + a.z * b.z;
 }
 
 /// (j - i) . ((k - i) x (l - i)): six times the volume of a tetrahedron, positive when j, k, l turn counter-clockwise
 /// seen from the side away from i.
-inline double determinant(const double* i, const double* j, const double* k, const double* l) {
-    return dot(difference(j, i), cross(difference(k, i), difference(l, i)));
+template <class Real>
+[[gnu::always_inline]] inline Real determinant(const point<Real>& i, const point<Real>& j, const point<Real>& k,
+                                               const point<Real>& l) {
+    return dot(j - i, cross(k - i, l - i));
 }
 
-inline double six_volume_TH4(const double* const (&p)[4]) {
+/// Tetrahedron.
+template <class Real>
+[[gnu::always_inline]] inline Real six_volume(const point<Real> (&p)[4]) {
     return determinant(p[3], p[0], p[1], p[2]);
 }
 
-/// The cross product of the base's diagonals against the edge from the apex to node 0.
-inline double six_volume_PY5(const double* const (&p)[5]) {
-    return dot(cross(difference(p[2], p[4]), difference(p[1], p[3])), difference(p[0], p[4]));
+/// Pyramid: the cross product of the base's diagonals, one of them drawn from the apex, against the edge from the apex
+/// to node 0.
+template <class Real>
+[[gnu::always_inline]] inline Real six_volume(const point<Real> (&p)[5]) {
+    return dot(cross(p[2] - p[4], p[1] - p[3]), p[0] - p[4]);
 }
 
-inline double six_volume_W6(const double* const (&p)[6]) {
+/// Wedge.
+template <class Real>
+[[gnu::always_inline]] inline Real six_volume(const point<Real> (&p)[6]) {
     return determinant(p[0], p[1], p[2], p[4]) + determinant(p[0], p[2], p[3], p[4]) +
            determinant(p[2], p[3], p[4], p[5]);
 }
 
-/// The central tetrahedron (1, 4, 6, 3) and the four at the corners 5, 7, 0 and 2.
-inline double six_volume_H8(const double* const (&p)[8]) {
+/// Hexahedron: the central tetrahedron (1, 4, 6, 3) and the four at the corners 5, 7, 0 and 2.
+template <class Real>
+[[gnu::always_inline]] inline Real six_volume(const point<Real> (&p)[8]) {
     return determinant(p[6], p[1], p[5], p[4]) + determinant(p[4], p[3], p[7], p[6]) +
            determinant(p[1], p[4], p[6], p[3]) + determinant(p[1], p[0], p[4], p[3]) +
            determinant(p[1], p[6], p[2], p[3]);

@@ -92,7 +92,7 @@ TEST(ExtrudeTranslateStatus, NoLayersGiveZeroWhateverTheRest) {
 
 TEST(ExtrudeTranslateStatus, CoordinatesMustHaveTwoOrThreeRows) {
     for (const form call : all_forms)
-        for (const std::size_t rows : {0, 1, 4, 9}) {
+        for (const std::size_t rows : {0u, 1u, 4u, 9u}) {
             arguments args;
             args.pos = dense2D<double>(rows, 4, 0.0);
             EXPECT_REFUSED(args, call, -1);
@@ -132,7 +132,7 @@ TEST(ExtrudeTranslateStatus, ACountNeedsALength) {
 
 TEST(ExtrudeTranslateStatus, TheSolidsMustHaveSixOrEightRows) {
     for (const form call : all_forms)
-        for (const std::size_t rows : {1, 4, 5, 7, 9, 27}) {
+        for (const std::size_t rows : {1u, 4u, 5u, 7u, 9u, 27u}) {
             arguments args;
             args.solids = dense2D<unsigned>(rows, 1, 0u);
             EXPECT_REFUSED(args, call, -7);
@@ -141,7 +141,7 @@ TEST(ExtrudeTranslateStatus, TheSolidsMustHaveSixOrEightRows) {
 
 TEST(ExtrudeTranslateStatus, TheOtherMatricesMustHaveTheirRows) {
     for (const form call : full_forms)
-        for (const std::size_t rows : {1, 2, 3, 4, 5}) {
+        for (const std::size_t rows : {1u, 2u, 3u, 4u, 5u}) {
             arguments args;
             args.edges = dense2D<unsigned>(rows, 1, 0u);
             if (rows != 2)

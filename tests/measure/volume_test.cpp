@@ -89,7 +89,7 @@ TEST(Volume, ChecksComeInOrderAndLeaveZero) {
 TEST(Volume, RefusesMalformedConnectivities) {
     const auto pos = unit_cube();
     double vol = 5;
-    for (const std::size_t rows : {1, 2, 3, 7, 9, 10, 27})
+    for (const std::size_t rows : {1u, 2u, 3u, 7u, 9u, 10u, 27u})
         EXPECT_EQ(volume(pos, dense2D<unsigned>(rows, 1, 0u), vol), -2) << rows << " rows";
     EXPECT_EQ(volume(pos, ids({{0, 1, 2, none}}), vol), -2);
     EXPECT_EQ(volume(pos, ids({{0, 1, 2, 3, none}}), vol), -2);

@@ -1,12 +1,17 @@
 // Checks of node IDs: a connectivity is read once, in blocks that the compiler turns into vector code and that end
 // early when an ID is bad.
 
+// Vectors never cross a call here: everything that takes one is inlined. (Known to both compilers by this name.)
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 #include <meldra/meldra.h>
 
 #include <algorithm>
-#include <cstdint>
+#include <array>
+#include <cstring>
 
 #include "frame/element_tables.h"
+#include "frame/quickest.h"
 
 namespace quorl::meldra {
 
@@ -18,7 +23,7 @@ constexpr std::size_t block = 4096; // entries between two looks at the verdict
 
 /// True when no entry is bad.
 template <class Bad>
-bool none_bad(const unsigned* ids, std::size_t n, Bad bad) {
+[[gnu::always_inline]] inline bool none_bad(const unsigned* ids, std::size_t n, Bad bad) {
     for (std::size_t first = 0; first < n; first += block) {
         const std::size_t last = std::min(n, first + block);
         unsigned found = 0;
@@ -32,7 +37,7 @@ bool none_bad(const unsigned* ids, std::size_t n, Bad bad) {
 
 /// Likewise for a matrix, in one run when it is contiguous.
 template <class Bad>
-bool none_bad(const dense2D<unsigned int>& connect, Bad bad) {
+[[gnu::always_inline]] inline bool none_bad(const dense2D<unsigned int>& connect, Bad bad) {
     if (connect.empty())
         return true;
     if (connect.ld() == connect.rows())
@@ -43,58 +48,90 @@ bool none_bad(const dense2D<unsigned int>& connect, Bad bad) {
     return true;
 }
 
-/// True when an entry is neither a node nor `no_node`, which wraps to 0.
-auto neither_node_nor_none(unsigned nodes) {
-    return [nodes](unsigned id) { return id + 1 > nodes; };
+/// Some rows of a column at once.
+using four_ids = unsigned __attribute__((vector_size(4 * sizeof(unsigned))));
+using eight_ids = unsigned __attribute__((vector_size(8 * sizeof(unsigned))));
+
+template <class Ids>
+[[gnu::always_inline]] inline void load(const unsigned* from, Ids& ids) {
+    std::memcpy(&ids, from, sizeof ids);
 }
 
-/// Bit n is set when a column of a mixed type may have n nodes.
-constexpr std::uint32_t admitted_counts(const mixed_record& record, std::size_t rows) {
-    std::uint32_t counts = 0;
-    for (unsigned k = 0; k < record.kinds; ++k)
-        if (rows_of(record.kind[k]) <= rows)
-            counts |= std::uint32_t(1) << rows_of(record.kind[k]);
-    return counts;
+/// All bits set in the rows before which a column of a mixed type may end.
+using ends = std::array<unsigned, 27>;
+
+constexpr ends ends_of(const mixed_record& record) {
+    ends allowed{};
+    for (unsigned k = 0; k + 1 < record.kinds; ++k)
+        allowed[rows_of(record.kind[k])] = no_node;
+    return allowed;
 }
 
-/// Checks columns of a mixed type: nodes first, then unused slots, in an admitted number of nodes. `rows` is a
-/// constant where Rows is not 0.
-template <unsigned Rows>
-bool check_mixed_columns(const dense2D<unsigned int>& connect, unsigned nodes, std::uint32_t admitted) {
+/// Adds a non-zero lane to `found` for a row that is neither a node nor unused, that ends a column where it may not
+/// end, or that holds a node behind an unused slot.
+template <class Ids>
+[[gnu::always_inline]] inline void find_faults(const Ids& id, const Ids& row_before, const Ids& may_end, unsigned nodes,
+                                               Ids& found) {
+    const Ids unused = Ids(id == no_node);
+    const Ids unused_before = Ids(row_before == no_node);
+    found |= Ids(id + 1 > nodes) | (unused_before & ~unused) | (unused & ~unused_before & ~may_end);
+}
+
+[[gnu::always_inline]] inline void shift_down(const four_ids& id, four_ids& shifted) {
+    shifted = __builtin_shufflevector(four_ids{}, id, 0, 4, 5, 6);
+}
+
+[[gnu::always_inline]] inline void shift_down(const eight_ids& id, eight_ids& shifted) {
+    shifted = __builtin_shufflevector(eight_ids{}, id, 0, 8, 9, 10, 11, 12, 13, 14);
+}
+
+/// Checks columns of a mixed type, as many rows at once as Ids holds; `Rows` is their number, or 0 where it is not
+/// known when compiling. A column that is full is of the kind of as many nodes as there are rows.
+template <std::size_t Rows, class Ids>
+[[gnu::always_inline]] inline bool check_mixed_columns(const dense2D<unsigned int>& connect, unsigned nodes,
+                                                       const ends& allowed) {
+    constexpr std::size_t N = sizeof(Ids) / sizeof(unsigned);
     const std::size_t rows = Rows != 0 ? Rows : connect.rows();
     const std::size_t columns_in_block = block / 8;
+    const unsigned* column = connect.data();
     for (std::size_t first = 0; first < connect.cols(); first += columns_in_block) {
         const std::size_t last = std::min(connect.cols(), first + columns_in_block);
-        unsigned bad = 0;
-        for (std::size_t j = first; j < last; ++j) {
-            const unsigned* const id = connect.col(j);
-            unsigned used = 0;
-            unsigned column_bad = unsigned(id[0] + 1 > nodes);
-            used += unsigned(id[0] != no_node);
-            for (std::size_t i = 1; i < rows; ++i) {
-                column_bad |= unsigned(id[i] + 1 > nodes);
-                column_bad |= unsigned(id[i - 1] == no_node) & unsigned(id[i] != no_node);
-                used += unsigned(id[i] != no_node);
+        Ids found{};
+        for (std::size_t j = first; j < last; ++j, column += connect.ld()) {
+            Ids id, before, may_end;
+            load(column, id);
+            shift_down(id, before);
+            load(allowed.data(), may_end);
+            find_faults(id, before, may_end, nodes, found);
+            for (std::size_t i = N; i < rows; i += N) {
+                const std::size_t at = std::min(i, rows - N); // the last rows may have been seen in part
+                load(column + at, id);
+                load(column + at - 1, before);
+                load(allowed.data() + at, may_end);
+                find_faults(id, before, may_end, nodes, found);
             }
-            bad |= column_bad | (~(admitted >> used) & 1u);
         }
-        if (bad != 0)
+        unsigned any = 0;
+        for (std::size_t lane = 0; lane < N; ++lane)
+            any |= found[lane];
+        if (any != 0)
             return false;
     }
     return true;
 }
 
-bool check_mixed(const dense2D<unsigned int>& connect, const mixed_record& record, unsigned nodes) {
-    const std::uint32_t admitted = admitted_counts(record, connect.rows());
+[[gnu::always_inline]] inline bool check_mixed(const dense2D<unsigned int>& connect, const mixed_record& record,
+                                               unsigned nodes) {
+    const ends allowed = ends_of(record);
     switch (connect.rows()) {
     case 4:
-        return check_mixed_columns<4>(connect, nodes, admitted);
+        return check_mixed_columns<4, four_ids>(connect, nodes, allowed);
     case 8:
-        return check_mixed_columns<8>(connect, nodes, admitted);
+        return check_mixed_columns<8, eight_ids>(connect, nodes, allowed);
     case 27:
-        return check_mixed_columns<27>(connect, nodes, admitted);
-    default:
-        return check_mixed_columns<0>(connect, nodes, admitted);
+        return check_mixed_columns<27, eight_ids>(connect, nodes, allowed);
+    default: // nine rows or more
+        return check_mixed_columns<0, eight_ids>(connect, nodes, allowed);
     }
 }
 
@@ -111,11 +148,16 @@ bool admits_fewer_rows(const mixed_record& record, std::size_t rows) {
 } // namespace
 
 bool check_IDs(const dense1D<unsigned int, 8>& ids, unsigned int nodes) {
-    return none_bad(ids.data(), ids.size(), neither_node_nor_none(nodes));
+    return quickest([&]() __attribute__((always_inline)) {
+        // no_node wraps to 0.
+        return none_bad(ids.data(), ids.size(), [nodes](unsigned id) { return id + 1 > nodes; });
+    });
 }
 
 bool check_IDs(const dense2D<unsigned int>& connect, unsigned int nodes) {
-    return none_bad(connect, neither_node_nor_none(nodes));
+    return quickest([&]() __attribute__((always_inline)) {
+        return none_bad(connect, [nodes](unsigned id) { return id + 1 > nodes; });
+    });
 }
 
 bool check_IDs(const dense2D<unsigned int>& connect, element_type type, unsigned int nodes) {
@@ -128,10 +170,11 @@ bool check_IDs(const dense2D<unsigned int>& connect, element_type type, unsigned
     if (connect.rows() != record->rows && !(mixed && admits_fewer_rows(*mixed, connect.rows())))
         return false;
     const bool one_linear_kind = mixed && record->linear == type && connect.rows() != record->rows;
-    if (mixed && !one_linear_kind)
-        return check_mixed(connect, *mixed, nodes);
-    // An ID is a node only below no_node, whatever the count says.
-    return none_bad(connect, [nodes](unsigned id) { return id >= nodes; });
+    return quickest([&]() __attribute__((always_inline)) {
+        if (mixed && !one_linear_kind)
+            return check_mixed(connect, *mixed, nodes);
+        return none_bad(connect, [nodes](unsigned id) { return id >= nodes; });
+    });
 }
 
 } // namespace quorl::meldra
