@@ -29,6 +29,11 @@ constexpr std::size_t at_once = 4;
 
 using four_doubles = double __attribute__((vector_size(at_once * sizeof(double))));
 
+/// Asks for the memory that many bytes behind an address. It may lie outside of the array, for it is not read.
+[[gnu::always_inline]] inline void prefetch_from(const void* address, std::size_t bytes) {
+    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(address) + bytes));
+}
+
 /// Columns of coordinates; Ld is their distance where it is known when compiling, else 0.
 template <std::size_t Ld>
 struct coordinates {
@@ -39,10 +44,7 @@ struct coordinates {
     const double* operator[](unsigned id) const { return data + offset(id); }
 
     /// Asks for a node, or for a place that is never read where the ID is none.
-    void prefetch(unsigned id) const {
-        const auto address = reinterpret_cast<std::uintptr_t>(data) + offset(id) * sizeof(double);
-        __builtin_prefetch(reinterpret_cast<const void*>(address));
-    }
+    void prefetch(unsigned id) const { prefetch_from(data, offset(id) * sizeof(double)); }
 };
 
 template <std::size_t N, class Coordinates>
@@ -126,6 +128,9 @@ template <std::size_t Rows, class Coordinates>
             for (std::size_t g = 0; g < at_once; ++g)
                 for (std::size_t k = 0; k < Rows; ++k)
                     x.prefetch(column[(columns_ahead + g) * ld + k]);
+        // While this block is measured the next one comes from memory.
+        for (std::size_t g = 0; g < at_once; ++g)
+            prefetch_from(column, (block_columns + g) * ld * sizeof(unsigned));
         if constexpr (Rows == 8)
             sum = add_four_mixed(column, ld, x, sum);
         else
