@@ -39,7 +39,7 @@ bool node_index_map::grow() noexcept {
         return false;
     table_ = std::move(table);
     shift_ = 64;
-    for (std::size_t n = places; n > 1; n /= 2)
+    for (std::size_t runs = places >> run_bits; runs > 1; runs /= 2)
         --shift_;
     for (std::size_t k = 0; k < ids_.size(); ++k) {
         std::size_t at = home(ids_[k]);
