@@ -1,0 +1,1 @@
+"""Mesh tools for finite elements."""
