@@ -1,0 +1,167 @@
+"""A mesh as it comes from a file or goes into one."""
+
+from dataclasses import dataclass, field
+from typing import Dict, List, Tuple
+
+import numpy as np
+
+from .elements import MIXES, NO_NODE, SHAPES, ElementType, split_mixed
+
+Block = Tuple[ElementType, np.ndarray]
+
+
+def as_connectivity(cells: np.ndarray, nodes: int, what: str = "cells") -> np.ndarray:
+    """Convert node numbers to the library's type, refusing what does not fit instead of wrapping it.
+
+    Parameters
+    ----------
+    cells : array_like
+        ``(m, k)`` whole numbers of any type; each is a node number below ``nodes``, or `NO_NODE`.
+    nodes : int
+        Number of nodes of the mesh.
+    what : str
+        Name of the array in error messages.
+
+    Returns
+    -------
+    ndarray
+        ``(m, k)`` uint32 in C order; ``cells`` itself when it is that already.
+
+    Raises
+    ------
+    ValueError
+        When the array has not two dimensions, holds no whole numbers, or a number names no node.
+    """
+    cells = np.asarray(cells)
+    if cells.ndim != 2:
+        raise ValueError(f"{what}: expected a two-dimensional array, one element a row, got shape {cells.shape}")
+    if cells.size == 0:
+        return np.ascontiguousarray(cells, dtype=np.uint32)
+    if cells.dtype.kind not in "iu":
+        raise ValueError(f"{what}: node numbers must be integers, got {cells.dtype}")
+    wrong = ((cells < 0) | (cells >= nodes)) & (cells != NO_NODE)
+    if wrong.any():
+        row, column = np.argwhere(wrong)[0]
+        raise ValueError(
+            f"{what}: element {row} names node {cells[row, column]}, but the nodes are numbered 0 to {nodes - 1}"
+        )
+    return np.ascontiguousarray(cells, dtype=np.uint32)
+
+
+@dataclass
+class Mesh:
+    """Nodes, elements by kind, and values on both.
+
+    Parameters
+    ----------
+    points : array_like
+        ``(n, 3)`` coordinates; ``(n, 2)`` is taken as lying at z = 0.
+    blocks : list of (ElementType, array_like)
+        Elements of one kind (or mixed type) as ``(m, k)`` node numbers in the order and orientation of this library.
+    point_data : dict of str to array_like, optional
+        Values on the nodes: arrays of length n.
+    cell_data : dict of str to list of array_like, optional
+        Values on the elements: one array for each block, of the block's length.
+
+    Raises
+    ------
+    ValueError
+        When shapes do not fit together, a coordinate is not finite, or an element names a node that does not exist.
+
+    Examples
+    --------
+    >>> mesh = Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [(ElementType.T3, [[0, 1, 2]])], cell_data={"part": [[7]]})
+    >>> mesh.counts()
+    {<ElementType.T3: 7>: 1}
+    """
+
+    points: np.ndarray
+    blocks: List[Block]
+    point_data: Dict[str, np.ndarray] = field(default_factory=dict)
+    cell_data: Dict[str, List[np.ndarray]] = field(default_factory=dict)
+
+    def __post_init__(self) -> None:
+        points = np.asarray(self.points, dtype=np.float64)
+        if points.ndim != 2 or points.shape[1] not in (2, 3):
+            raise ValueError(f"points: expected n x 3 coordinates, got shape {points.shape}")
+        if points.shape[1] == 2:
+            points = np.column_stack([points, np.zeros(len(points))])
+        finite = np.isfinite(points).all(axis=1)
+        if not finite.all():
+            raise ValueError(f"points: node {int(np.argmin(finite))} has a coordinate that is not finite")
+        self.points = np.ascontiguousarray(points)
+        self.blocks = [(ElementType(kind), self._checked(ElementType(kind), cells)) for kind, cells in self.blocks]
+        self.point_data = {name: np.asarray(values) for name, values in self.point_data.items()}
+        self.cell_data = {name: [np.asarray(v) for v in values] for name, values in self.cell_data.items()}
+        self._check_data()
+
+    def _checked(self, kind: ElementType, cells: np.ndarray) -> np.ndarray:
+        cells = as_connectivity(cells, len(self.points), SHAPES[kind].name if kind in SHAPES else kind.name)
+        if kind in SHAPES:
+            fits = cells.shape[1] == SHAPES[kind].nodes and not (cells == NO_NODE).any()
+        else:
+            fits = kind in MIXES and cells.shape[1] <= max(SHAPES[single].nodes for single in MIXES[kind])
+        if not fits:
+            raise ValueError(f"{kind.name}: an array of shape {cells.shape} is no such block of elements")
+        return cells
+
+    def _check_data(self) -> None:
+        for name, values in self.point_data.items():
+            if values.ndim == 0 or len(values) != len(self.points):
+                raise ValueError(f"point_data: {name!r} has not one value for each of {len(self.points)} nodes")
+        lengths = [len(cells) for _, cells in self.blocks]
+        for name, arrays in self.cell_data.items():
+            if any(v.ndim == 0 for v in arrays) or [len(v) for v in arrays] != lengths:
+                raise ValueError(f"cell_data: {name!r} has not one value for each element of each block")
+
+    def split(self) -> "Mesh":
+        """Take mixed blocks apart, so that every block holds one kind; values on elements move along.
+
+        Returns
+        -------
+        Mesh
+            Shares its arrays with this one where nothing had to be moved. Blocks without elements are left out.
+        """
+        blocks: List[Block] = []
+        data: Dict[str, List[np.ndarray]] = {name: [] for name in self.cell_data}
+        for b, (kind, cells) in enumerate(self.blocks):
+            if len(cells) == 0:
+                continue
+            parts = [(kind, slice(None))] if kind in SHAPES else split_mixed(kind, cells)
+            for single, rows in parts:
+                blocks.append((single, np.ascontiguousarray(cells[rows, : SHAPES[single].nodes])))
+                for name, arrays in self.cell_data.items():
+                    data[name].append(arrays[b][rows])
+        return Mesh(self.points, blocks, self.point_data, data)
+
+    def counts(self) -> Dict[ElementType, int]:
+        """Number of elements of each kind present, mixed blocks counted by what they hold."""
+        counts: Dict[ElementType, int] = {}
+        for kind, cells in self.split().blocks:
+            counts[kind] = counts.get(kind, 0) + len(cells)
+        return dict(sorted(counts.items()))
+
+    def surface(self) -> Tuple[np.ndarray, Dict[str, np.ndarray]]:
+        """Gather the linear triangles and quadrangles, block by block.
+
+        Returns
+        -------
+        faces : ndarray
+            ``(m, 3)`` when all are triangles, otherwise ``(m, 4)`` with `NO_NODE` in the last column of triangles;
+            no rows when the mesh has no such faces.
+        data : dict of str to ndarray
+            The values of ``cell_data`` on these faces.
+        """
+        flat = self.split()
+        chosen = [b for b, (kind, _) in enumerate(flat.blocks) if kind in (ElementType.T3, ElementType.Q4)]
+        if not chosen:
+            return np.empty((0, 3), dtype=np.uint32), {}
+        width = max(flat.blocks[b][1].shape[1] for b in chosen)
+        faces = np.full((sum(len(flat.blocks[b][1]) for b in chosen), width), NO_NODE, dtype=np.uint32)
+        row = 0
+        for b in chosen:
+            cells = flat.blocks[b][1]
+            faces[row : row + len(cells), : cells.shape[1]] = cells
+            row += len(cells)
+        data = {name: np.concatenate([arrays[b] for b in chosen]) for name, arrays in flat.cell_data.items()}
+        return faces, data
