@@ -1,0 +1,102 @@
+"""The outside of a mesh as polygons."""
+
+from typing import Dict, FrozenSet, List, NamedTuple, Tuple
+
+import numpy as np
+
+from .elements import NO_NODE, SHAPES, ElementType
+from .measures import signed_volumes
+from .mesh import Block, Mesh
+
+
+class Faces(NamedTuple):
+    """Polygons with what they belong to."""
+
+    rings: np.ndarray  #: (m, k) nodes around each face, mid-edge nodes included; a short ring repeats its last node
+    elements: np.ndarray  #: (m,) element of each face, counted through the blocks of ``mesh.split()``
+    kinds: np.ndarray  #: (m,) `ElementType` of that element
+    closed: bool  #: whether the faces bound solids; then they turn counter-clockwise seen from outside
+
+
+def boundary(mesh: Mesh) -> Faces:
+    """Find the faces that can be seen of a mesh.
+
+    Parameters
+    ----------
+    mesh : Mesh
+        If it holds solids, the result is the faces that only one solid has, and surface elements are ignored; else
+        it is the surface elements.
+
+    Returns
+    -------
+    Faces
+        Without rows when the mesh has neither solids nor surface elements.
+
+    Examples
+    --------
+    >>> corners = [[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0], [0, 0, 1], [1, 0, 1], [1, 1, 1], [0, 1, 1]]
+    >>> len(boundary(Mesh(corners, [(ElementType.H8, [range(8)])])).rings)
+    6
+    """
+    flat = mesh.split()
+    firsts = np.cumsum([0] + [len(cells) for _, cells in flat.blocks])
+    dimension = max((SHAPES[kind].dimension for kind, _ in flat.blocks), default=0)
+    shown = [b for b, (kind, _) in enumerate(flat.blocks) if SHAPES[kind].dimension == dimension >= 2]
+    is_solid = dimension == 3
+    free = _free_faces([flat.blocks[b] for b in shown]) if is_solid else []
+    parts: List[Tuple[np.ndarray, np.ndarray, ElementType]] = []
+    for place, b in enumerate(shown):
+        kind, cells = flat.blocks[b]
+        inverted = signed_volumes(mesh.points, kind, cells) < 0 if is_solid else np.zeros(len(cells), dtype=bool)
+        for f, ring in enumerate(_rings(kind)):
+            rows = np.flatnonzero(free[place][:, f]) if is_solid else np.arange(len(cells))
+            nodes = cells[rows][:, ring]
+            turned = inverted[rows]
+            nodes[turned] = nodes[turned][:, ::-1]
+            parts.append((nodes, firsts[b] + rows, kind))
+    return _joined(parts, is_solid)
+
+
+def _rings(kind: ElementType) -> List[List[int]]:
+    """The columns around each face of a kind, counter-clockwise seen from outside; a surface element is its own face."""
+    shape = SHAPES[kind]
+    cycles = [face[::-1] for face in shape.faces] or [tuple(range(shape.vertices))]
+    middle: Dict[FrozenSet[int], int] = {frozenset(edge): shape.vertices + e for e, edge in enumerate(shape.edges)}
+    rings = []
+    for cycle in cycles:
+        ring = []
+        for start, end in zip(cycle, cycle[1:] + cycle[:1]):
+            ring.append(start)
+            if middle:
+                ring.append(middle[frozenset((start, end))])
+        rings.append(ring)
+    return rings
+
+
+def _free_faces(blocks: List[Block]) -> List[np.ndarray]:
+    """For each block of solids, which faces of its elements no other element has, ``(m, faces)``."""
+    keys = []
+    for kind, cells in blocks:
+        for face in SHAPES[kind].faces:
+            key = np.full((len(cells), 4), NO_NODE, dtype=np.uint32)
+            key[:, : len(face)] = np.sort(cells[:, list(face)], axis=1)
+            keys.append(key)
+    _, inverse, counts = np.unique(np.concatenate(keys), axis=0, return_inverse=True, return_counts=True)
+    once = counts[inverse] == 1
+    free, start = [], 0
+    for kind, cells in blocks:
+        size = len(cells) * len(SHAPES[kind].faces)
+        free.append(once[start : start + size].reshape(-1, len(cells)).T)
+        start += size
+    return free
+
+
+def _joined(parts: List[Tuple[np.ndarray, np.ndarray, ElementType]], closed: bool) -> Faces:
+    """All parts in one, their rings filled up to the same length."""
+    width = max((nodes.shape[1] for nodes, _, _ in parts), default=3)
+    rings = [np.pad(nodes, ((0, 0), (0, width - nodes.shape[1])), mode="edge") for nodes, _, _ in parts if len(nodes)]
+    elements = [rows for nodes, rows, _ in parts if len(nodes)]
+    kinds = [np.full(len(nodes), kind) for nodes, _, kind in parts if len(nodes)]
+    if not rings:
+        return Faces(np.empty((0, width), dtype=np.uint32), np.empty(0, dtype=int), np.empty(0, dtype=int), closed)
+    return Faces(np.concatenate(rings), np.concatenate(elements), np.concatenate(kinds), closed)
