@@ -1,7 +1,45 @@
-"""Mesh tools for finite elements."""
+"""Mesh tools for three-dimensional finite elements.
 
+Points are ``(n, 3)`` float64 arrays and elements ``(m, k)`` uint32 arrays of node numbers, one element a row. Arrays of
+these types in C order are used as they are, without a copy; others are converted. No function changes its inputs, and
+all results own their memory.
+
+A bad argument raises ValueError with a message that begins with the argument's name.
+"""
+
+from . import _core
+from .draw import draw
 from .elements import NO_NODE, ElementType
+from .extrude import Sweep, extrude_translate
 from .files import MeshFileError, MeshFileWarning, read, write
+from .measures import volume
 from .mesh import Mesh
+from .topology import ancestors, neighbors
 
-__all__ = ["NO_NODE", "ElementType", "Mesh", "MeshFileError", "MeshFileWarning", "read", "write"]
+__all__ = [
+    "NO_NODE",
+    "ElementType",
+    "Mesh",
+    "MeshFileError",
+    "MeshFileWarning",
+    "Sweep",
+    "ancestors",
+    "draw",
+    "extrude_translate",
+    "neighbors",
+    "read",
+    "version",
+    "volume",
+    "write",
+]
+
+
+def version() -> str:
+    """Version of the library in use.
+
+    Examples
+    --------
+    >>> version().count(".")
+    3
+    """
+    return _core.version()

@@ -7,6 +7,7 @@ import numpy as np
 from .elements import NO_NODE, SHAPES, ElementType
 from .measures import signed_volumes
 from .mesh import Block, Mesh
+from .topology import neighbors
 
 
 class Faces(NamedTuple):
@@ -75,20 +76,16 @@ def _rings(kind: ElementType) -> List[List[int]]:
 
 def _free_faces(blocks: List[Block]) -> List[np.ndarray]:
     """For each block of solids, which faces of its elements no other element has, ``(m, faces)``."""
-    keys = []
-    for kind, cells in blocks:
-        for face in SHAPES[kind].faces:
-            key = np.full((len(cells), 4), NO_NODE, dtype=np.uint32)
-            key[:, : len(face)] = np.sort(cells[:, list(face)], axis=1)
-            keys.append(key)
-    _, inverse, counts = np.unique(np.concatenate(keys), axis=0, return_inverse=True, return_counts=True)
-    once = counts[inverse] == 1
-    free, start = [], 0
-    for kind, cells in blocks:
-        size = len(cells) * len(SHAPES[kind].faces)
-        free.append(once[start : start + size].reshape(-1, len(cells)).T)
-        start += size
-    return free
+    counts = [len(cells) for _, cells in blocks]
+    mixed = np.full((sum(counts), 8), NO_NODE, dtype=np.uint32)
+    ends = np.cumsum(counts)
+    for (kind, cells), end in zip(blocks, ends):
+        vertices = SHAPES[kind].vertices
+        mixed[end - len(cells) : end, :vertices] = cells[:, :vertices]
+    alone = neighbors(mixed, ElementType.SOLID_MIX) == NO_NODE
+    return [
+        alone[end - len(cells) : end, : len(SHAPES[kind].faces)] for (kind, cells), end in zip(blocks, ends)
+    ]
 
 
 def _joined(parts: List[Tuple[np.ndarray, np.ndarray, ElementType]], closed: bool) -> Faces:

@@ -4,14 +4,13 @@ The faces are projected by hand and painted from the farthest to the nearest, as
 a mesh is asked to show this is exact enough, it is quick (10^5 faces in a few seconds), and the aspect ratio is true.
 """
 
-from pathlib import Path
 from typing import Any, Dict, List, NamedTuple, Optional, Tuple, Union
 
 import numpy as np
 
 from .boundary import Faces, boundary
 from .elements import SHAPES, ElementType
-from .files import MeshFileError, PathLike, replaced_when_complete
+from .files import PathLike, check_target, replaced_when_complete
 from .mesh import Mesh
 
 View = Union[str, Tuple[float, float]]
@@ -92,16 +91,14 @@ def draw(mesh: Mesh, picture: PathLike, *, by: str = "kind", view: Optional[View
     ...     os.listdir(folder)
     ['square.png']
     """
-    path = Path(picture)
-    if path.suffix.lower() not in PICTURES:
-        raise MeshFileError(f"{path}: cannot write pictures of kind {path.suffix!r}, but these: {' '.join(PICTURES)}")
+    check_target(picture, PICTURES)
     faces = boundary(mesh)
     if len(faces.rings) == 0:
         raise ValueError("the mesh has no faces to draw")
     painting = _paint(mesh, faces, by)
     axes = _viewing_axes(mesh.points[faces.rings], view)
     figure = _compose(mesh.points, faces, painting, axes, edges)
-    with replaced_when_complete(path) as temporary:
+    with replaced_when_complete(picture) as temporary:
         figure.savefig(temporary, dpi=_DPI, facecolor="white", bbox_inches="tight", pad_inches=0.1)
 
 

@@ -10,37 +10,39 @@ from typing import Dict, NamedTuple, Tuple
 
 import numpy as np
 
-#: Marks a column of a mixed connectivity that holds no node.
-NO_NODE = 0xFFFFFFFF
+from . import _core
+
+#: Marks a column of a mixed connectivity that holds no node, and a face without a neighbour.
+NO_NODE: int = _core.NO_NODE
 
 
 class ElementType(IntEnum):
     """The element types of the library, with the values it uses."""
 
-    NONE = 0  #: no element
-    NODE = 1  #: one node
-    EDGE2 = 2  #: linear edge
-    EDGE3 = 3  #: quadratic edge: two ends, then the node between them
-    FACE_MIX = 5  #: triangles and quadrangles, 4 columns
-    FACE_MIX_Q = 6  #: quadratic triangles and quadrangles, 9 columns
-    T3 = 7  #: linear triangle
-    T6 = 8  #: quadratic triangle
-    Q4 = 9  #: linear quadrangle
-    Q8 = 10  #: quadrangle with mid-edge nodes
-    Q9 = 11  #: quadrangle with mid-edge nodes and a centre
-    SOLID_MIX = 12  #: tetrahedra, pyramids, wedges and hexahedra, 8 columns
-    SOLID_MIX_Q = 13  #: the quadratic solids together, up to 27 columns
-    TH4 = 14  #: linear tetrahedron
-    TH10 = 15  #: tetrahedron with mid-edge nodes
-    PY5 = 16  #: linear pyramid
-    PY13 = 17  #: pyramid with mid-edge nodes
-    PY14 = 18  #: pyramid with mid-edge nodes and the centre of its base
-    W6 = 19  #: linear wedge (triangular prism)
-    W15 = 20  #: wedge with mid-edge nodes
-    W18 = 21  #: wedge with mid-edge nodes and the centres of its quadrangles
-    H8 = 22  #: linear hexahedron
-    H20 = 23  #: hexahedron with mid-edge nodes
-    H27 = 24  #: hexahedron with mid-edge nodes, face centres and a centre
+    NONE = _core.ET_NONE  #: no element
+    NODE = _core.ET_NODE  #: one node
+    EDGE2 = _core.ET_EDGE2  #: linear edge
+    EDGE3 = _core.ET_EDGE3  #: quadratic edge: two ends, then the node between them
+    FACE_MIX = _core.ET_FACE_MIX  #: triangles and quadrangles, 4 columns
+    FACE_MIX_Q = _core.ET_FACE_MIX_Q  #: quadratic triangles and quadrangles, 9 columns
+    T3 = _core.ET_T3  #: linear triangle
+    T6 = _core.ET_T6  #: quadratic triangle
+    Q4 = _core.ET_Q4  #: linear quadrangle
+    Q8 = _core.ET_Q8  #: quadrangle with mid-edge nodes
+    Q9 = _core.ET_Q9  #: quadrangle with mid-edge nodes and a centre
+    SOLID_MIX = _core.ET_SOLID_MIX  #: tetrahedra, pyramids, wedges and hexahedra, 8 columns
+    SOLID_MIX_Q = _core.ET_SOLID_MIX_Q  #: the quadratic solids together, up to 27 columns
+    TH4 = _core.ET_TH4  #: linear tetrahedron
+    TH10 = _core.ET_TH10  #: tetrahedron with mid-edge nodes
+    PY5 = _core.ET_PY5  #: linear pyramid
+    PY13 = _core.ET_PY13  #: pyramid with mid-edge nodes
+    PY14 = _core.ET_PY14  #: pyramid with mid-edge nodes and the centre of its base
+    W6 = _core.ET_W6  #: linear wedge (triangular prism)
+    W15 = _core.ET_W15  #: wedge with mid-edge nodes
+    W18 = _core.ET_W18  #: wedge with mid-edge nodes and the centres of its quadrangles
+    H8 = _core.ET_H8  #: linear hexahedron
+    H20 = _core.ET_H20  #: hexahedron with mid-edge nodes
+    H27 = _core.ET_H27  #: hexahedron with mid-edge nodes, face centres and a centre
 
 
 class Shape(NamedTuple):

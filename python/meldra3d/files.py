@@ -12,7 +12,7 @@ import shutil
 import tempfile
 import warnings
 from pathlib import Path
-from typing import Any, Dict, Iterator, List, NamedTuple, Optional, Union
+from typing import Any, Dict, Iterable, Iterator, List, NamedTuple, Optional, Union
 
 import numpy as np
 
@@ -171,10 +171,8 @@ def write(path: PathLike, mesh: Mesh) -> None:
         When the format has no place for some values on nodes or elements; they are left out.
     """
     path = Path(path)
-    writer = _WRITERS.get(path.suffix.lower())
-    if writer is None:
-        known = " ".join(_WRITERS)
-        raise MeshFileError(f"{path}: cannot write files of kind {path.suffix or '(none)'!r}, but these: {known}")
+    check_target(path)
+    writer = _WRITERS[path.suffix.lower()]
     try:
         mesh = mesh.split()
     except ValueError as error:
@@ -191,6 +189,31 @@ def write(path: PathLike, mesh: Mesh) -> None:
         meshio.write(temporary, theirs, file_format=writer.format, **options)
 
 
+def check_target(path: PathLike, extensions: Iterable[str] = ()) -> None:
+    """Check that a file can be written, as far as its name tells: before long work, and without touching anything.
+
+    Parameters
+    ----------
+    path : str or path
+        The file to be.
+    extensions : iterable of str
+        The extensions that can be written; those of mesh files when none are given.
+
+    Raises
+    ------
+    MeshFileError
+        When the extension is none of these, the folder does not exist, or ``path`` is a folder itself.
+    """
+    path = Path(path)
+    known = list(extensions) or list(_WRITERS)
+    if path.suffix.lower() not in known:
+        raise MeshFileError(f"{path}: cannot write files of kind {path.suffix!r}, but these: {' '.join(known)}")
+    if path.is_dir():
+        raise MeshFileError(f"{path}: is a folder")
+    if not Path(os.path.realpath(path)).parent.is_dir():
+        raise MeshFileError(f"{path}: there is no folder {path.parent}")
+
+
 @contextlib.contextmanager
 def replaced_when_complete(path: PathLike) -> Iterator[Path]:
     """Give the name of a file to write in place of `path`, and put it there when the ``with`` block succeeds.
@@ -200,14 +223,9 @@ def replaced_when_complete(path: PathLike) -> Iterator[Path]:
     Raises
     ------
     MeshFileError
-        When the folder of `path` does not exist or takes no files, or `path` is a folder.
+        When the folder takes no files.
     """
-    path = Path(path)
     target = Path(os.path.realpath(path))
-    if target.is_dir():
-        raise MeshFileError(f"{path}: is a folder")
-    if not target.parent.is_dir():
-        raise MeshFileError(f"{path}: there is no folder {path.parent}")
     try:
         folder = tempfile.TemporaryDirectory(prefix=".meldra3d-", dir=target.parent)
     except OSError as error:

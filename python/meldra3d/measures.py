@@ -1,8 +1,12 @@
-"""Measures of single elements, vectorised over a block."""
+"""Volumes and areas: of a mesh by the library, of each element of a block by NumPy."""
 
 import numpy as np
+from numpy.typing import ArrayLike
 
+from . import _core
+from .arrays import as_ids, as_points
 from .elements import SHAPES, ElementType
+from .status import check
 
 # Every solid as tetrahedra of its vertices; the determinant of each counts positive in a direct element. These are
 # the splits that the library's volume sums, so that the two agree to rounding.
@@ -13,6 +17,37 @@ _TETRAHEDRA = {
     ElementType.H8: ((6, 1, 5, 4), (4, 3, 7, 6), (1, 4, 6, 3), (1, 0, 4, 3), (1, 6, 2, 3)),
 }
 _BY_VERTICES = {SHAPES[kind].vertices: splits for kind, splits in _TETRAHEDRA.items()}
+
+
+def volume(points: ArrayLike, cells: ArrayLike) -> float:
+    """Total volume of a mesh of linear solids; inverted elements count as negative.
+
+    Parameters
+    ----------
+    points : array_like
+        ``(n, 3)`` coordinates.
+    cells : array_like
+        ``(m, 4)`` tetrahedra, ``(m, 5)`` pyramids, ``(m, 6)`` wedges, or ``(m, 8)`` solids of all kinds with
+        `NO_NODE` in the columns that an element does not use.
+
+    Returns
+    -------
+    float
+        In cubic units of the points; 0 for no elements.
+
+    Raises
+    ------
+    ValueError
+        When ``points`` has not 3 columns or ``cells`` is no such mesh.
+
+    Examples
+    --------
+    >>> volume([[0, 0, 0], [0, 3, 0], [3, 0, 0], [0, 0, 2]], [[0, 1, 2, 3]])
+    3.0
+    """
+    status, total = _core.volume(as_points(points), as_ids(cells, 8, "cells"))
+    check("volume", status)
+    return total
 
 
 def signed_volumes(points: np.ndarray, kind: ElementType, cells: np.ndarray) -> np.ndarray:

@@ -5,47 +5,10 @@ from typing import Dict, List, Tuple
 
 import numpy as np
 
+from .arrays import as_ids
 from .elements import MIXES, NO_NODE, SHAPES, ElementType, split_mixed
 
 Block = Tuple[ElementType, np.ndarray]
-
-
-def as_connectivity(cells: np.ndarray, nodes: int, what: str = "cells") -> np.ndarray:
-    """Convert node numbers to the library's type, refusing what does not fit instead of wrapping it.
-
-    Parameters
-    ----------
-    cells : array_like
-        ``(m, k)`` whole numbers of any type; each is a node number below ``nodes``, or `NO_NODE`.
-    nodes : int
-        Number of nodes of the mesh.
-    what : str
-        Name of the array in error messages.
-
-    Returns
-    -------
-    ndarray
-        ``(m, k)`` uint32 in C order; ``cells`` itself when it is that already.
-
-    Raises
-    ------
-    ValueError
-        When the array has not two dimensions, holds no whole numbers, or a number names no node.
-    """
-    cells = np.asarray(cells)
-    if cells.ndim != 2:
-        raise ValueError(f"{what}: expected a two-dimensional array, one element a row, got shape {cells.shape}")
-    if cells.size == 0:
-        return np.ascontiguousarray(cells, dtype=np.uint32)
-    if cells.dtype.kind not in "iu":
-        raise ValueError(f"{what}: node numbers must be integers, got {cells.dtype}")
-    wrong = ((cells < 0) | (cells >= nodes)) & (cells != NO_NODE)
-    if wrong.any():
-        row, column = np.argwhere(wrong)[0]
-        raise ValueError(
-            f"{what}: element {row} names node {cells[row, column]}, but the nodes are numbered 0 to {nodes - 1}"
-        )
-    return np.ascontiguousarray(cells, dtype=np.uint32)
 
 
 @dataclass
@@ -96,7 +59,14 @@ class Mesh:
         self._check_data()
 
     def _checked(self, kind: ElementType, cells: np.ndarray) -> np.ndarray:
-        cells = as_connectivity(cells, len(self.points), SHAPES[kind].name if kind in SHAPES else kind.name)
+        cells = as_ids(cells, 0, kind.name)
+        wrong = (cells >= len(self.points)) & (cells != NO_NODE)
+        if wrong.any():
+            row, column = np.argwhere(wrong)[0]
+            raise ValueError(
+                f"{kind.name}: element {row} names node {cells[row, column]},"
+                f" but the nodes are numbered 0 to {len(self.points) - 1}"
+            )
         if kind in SHAPES:
             fits = cells.shape[1] == SHAPES[kind].nodes and not (cells == NO_NODE).any()
         else:

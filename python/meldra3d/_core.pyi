@@ -1,0 +1,72 @@
+"""The compiled half of the package. It takes arrays of exactly these types in C order and returns the library's status
+first; the functions of the package convert, check and explain."""
+
+from typing import Final, Tuple, overload
+
+import numpy as np
+from numpy.typing import NDArray
+
+Points = NDArray[np.float64]
+Ids = NDArray[np.uint32]
+
+NO_NODE: Final[int]
+ET_NONE: Final[int]
+ET_NODE: Final[int]
+ET_EDGE2: Final[int]
+ET_EDGE3: Final[int]
+ET_FACE_MIX: Final[int]
+ET_FACE_MIX_Q: Final[int]
+ET_T3: Final[int]
+ET_T6: Final[int]
+ET_Q4: Final[int]
+ET_Q8: Final[int]
+ET_Q9: Final[int]
+ET_SOLID_MIX: Final[int]
+ET_SOLID_MIX_Q: Final[int]
+ET_TH4: Final[int]
+ET_TH10: Final[int]
+ET_PY5: Final[int]
+ET_PY13: Final[int]
+ET_PY14: Final[int]
+ET_W6: Final[int]
+ET_W15: Final[int]
+ET_W18: Final[int]
+ET_H8: Final[int]
+ET_H20: Final[int]
+ET_H27: Final[int]
+
+def version() -> str: ...
+@overload
+def extrude_translate(
+    points: Points,
+    surface: Ids,
+    direction: Points,
+    size_start: float,
+    size_end: float,
+    even_layers: bool,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_translate(
+    points: Points,
+    surface: Ids,
+    direction: Points,
+    size_start: float,
+    size_end: float,
+    even_layers: bool,
+    solids: Ids,
+) -> Tuple[int, Points, Ids]: ...
+@overload
+def extrude_translate(
+    points: Points, surface: Ids, direction: Points, layers: int, solids: Ids, edges: Ids, sides: Ids, cap: Ids
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_translate(
+    points: Points, surface: Ids, direction: Points, layers: int, solids: Ids
+) -> Tuple[int, Points, Ids]: ...
+def volume(points: Points, cells: Ids) -> Tuple[int, float]: ...
+def get_neighbors(cells: Ids, kind: int, strict: bool) -> Tuple[int, Ids]: ...
+def get_ancestors(cells: Ids) -> Tuple[int, Ids]: ...

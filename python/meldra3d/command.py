@@ -1,0 +1,330 @@
+"""The command ``meldra3d``.
+
+Every failure ends in one line on the standard error stream and exit status 2. Results go to the standard output;
+progress and warnings do not.
+"""
+
+import contextlib
+import os
+import sys
+import warnings
+from typing import Any, Iterator, List, Optional, Sequence, Tuple, Union
+
+import click
+import numpy as np
+
+from . import (
+    ElementType,
+    Mesh,
+    MeshFileWarning,
+    draw,
+    extrude_translate,
+    read,
+    version,
+    volume,
+    write,
+)
+from .draw import PICTURES, VIEWS
+from .elements import SHAPES
+from .files import check_target
+from .measures import areas, signed_volumes
+
+_FAILURE = 2
+
+
+def main(arguments: Optional[Sequence[str]] = None) -> int:
+    """Run the command.
+
+    Parameters
+    ----------
+    arguments : sequence of str, optional
+        What follows the command's name; by default that of this process.
+
+    Returns
+    -------
+    int
+        Exit status: 0, or 2 after a failure.
+    """
+    with warnings.catch_warnings():
+        warnings.simplefilter("ignore")
+        warnings.simplefilter("always", MeshFileWarning)
+        warnings.showwarning = lambda message, *_, **__: _say(f"warning: {message}")
+        try:
+            _commands.main(args=arguments, prog_name="meldra3d", standalone_mode=False)
+            sys.stdout.flush()
+            return 0
+        except click.UsageError as error:
+            path = error.ctx.command_path if error.ctx else "meldra3d"
+            _say(f"{error.format_message()} (see {path} --help)")
+        except click.ClickException as error:
+            _say(error.format_message())
+        except BrokenPipeError:  # whoever reads our output has had enough
+            os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+            return 0
+        except (click.Abort, KeyboardInterrupt):
+            _say("interrupted")
+        except MemoryError as error:
+            _say(str(error) or "not enough memory")
+        except ValueError as error:
+            _say(str(error))
+        except Exception as error:  # a fault of this program, but that is no reason for a screenful
+            _say(f"unexpected {type(error).__name__}: {error}")
+    return _FAILURE
+
+
+def _say(text: str) -> None:
+    print("meldra3d: " + " ".join(text.split()), file=sys.stderr)
+
+
+@click.group(context_settings={"help_option_names": ["-h", "--help"], "max_content_width": 100})
+@click.version_option(version(), "--version", message="meldra3d %(version)s")
+def _commands() -> None:
+    """Tools for three-dimensional finite-element meshes.
+
+    Files of many formats are read and written; the extension tells which: .vtu and .vtk (ParaView), .msh (Gmsh),
+    .mesh (Medit), .inp (Abaqus), .bdf (Nastran, reading only), and for surfaces .obj, .ply, .stl and .off.
+
+    \b
+    Examples:
+      meldra3d info part.msh
+      meldra3d extrude translate section.msh part.vtu --direction 0 0 20 --layers 10
+      meldra3d draw part.vtu part.png
+    """
+
+
+# ---- info ----
+
+
+@_commands.command()
+@click.argument("file")
+def info(file: str) -> None:
+    """Show what is in a mesh FILE: nodes, elements by kind, bounding box, area and volume.
+
+    The volume counts inverted elements as negative, and says so when there are any. Quadratic elements are measured
+    by their vertices, as if their edges were straight.
+
+    \b
+    Example:
+      meldra3d info part.vtu
+    """
+    with _working(f"reading {file}"):
+        mesh = read(file)
+    rows = [("nodes", f"{len(mesh.points):,}", _unused_nodes(mesh))]
+    rows += [(SHAPES[kind].name, f"{count:,}", "") for kind, count in mesh.counts().items()]
+    low, high = mesh.points.min(axis=0), mesh.points.max(axis=0)
+    rows += [(axis, f"{high[k] - low[k]:.9g}", f"from {low[k]:.9g} to {high[k]:.9g}") for k, axis in enumerate("xyz")]
+    flat = mesh.split()
+    faces = [areas(mesh.points, kind, cells).sum() for kind, cells in flat.blocks if SHAPES[kind].dimension == 2]
+    if faces:
+        rows.append(("area", f"{sum(faces):.9g}", "of the triangles and quadrangles"))
+    if any(SHAPES[kind].dimension == 3 for kind, _ in flat.blocks):
+        rows.append(("volume", f"{_volume(flat):.9g}", "of the solids"))
+    if mesh.cell_data:
+        rows.append(("values", "", "on elements: " + ", ".join(mesh.cell_data)))
+    on_nodes = [name for name in mesh.point_data if name != "gmsh:dim_tags"]  # a bookkeeping of meshio's
+    if on_nodes:
+        rows.append(("values", "", "on nodes: " + ", ".join(on_nodes)))
+    _show(file, rows, _inverted(flat))
+
+
+def _unused_nodes(mesh: Mesh) -> str:
+    used = np.zeros(len(mesh.points), dtype=bool)
+    for _, cells in mesh.split().blocks:
+        used[cells.ravel()] = True
+    unused = len(used) - int(used.sum())
+    return f"{unused:,} in no element" if unused else ""
+
+
+def _volume(flat: Mesh) -> float:
+    """Volume of the solids of a mesh without mixed blocks."""
+    solids = [(kind, cells) for kind, cells in flat.blocks if SHAPES[kind].dimension == 3]
+    return sum(volume(flat.points, cells[:, : SHAPES[kind].vertices]) for kind, cells in solids)
+
+
+def _inverted(flat: Mesh) -> str:
+    """A warning about inverted solids, or nothing."""
+    parts = []
+    for kind, total in flat.counts().items():
+        if SHAPES[kind].dimension == 3:
+            blocks = [cells for other, cells in flat.blocks if other is kind]
+            count = sum(int((signed_volumes(flat.points, kind, cells) < 0).sum()) for cells in blocks)
+            if count:
+                parts.append(f"{count:,} of {total:,} {SHAPES[kind].name}")
+    return f"inverted, with negative volume: {', '.join(parts)}" if parts else ""
+
+
+# ---- extrude ----
+
+
+@_commands.group()
+def extrude() -> None:
+    """Sweep the faces of a surface mesh through space and fill the way with layers of solids.
+
+    \b
+    Example:
+      meldra3d extrude translate section.msh part.vtu --direction 0 0 20 --layers 10
+    """
+
+
+@extrude.command()
+@click.argument("file")
+@click.argument("output")
+@click.option(
+    "--direction", nargs=3, type=float, required=True, metavar="X Y Z", help="The whole translation, length included."
+)
+@click.option("--layers", type=click.IntRange(min=1, max=2**32 - 1), metavar="N", help="Number of equal layers.")
+@click.option(
+    "--sizes",
+    nargs=2,
+    type=float,
+    metavar="A B",
+    help="Thickness of the first and of the last layer; those between are graded.",
+)
+@click.option("--even", is_flag=True, help="With --sizes: make the number of layers even.")
+def translate(
+    file: str,
+    output: str,
+    direction: Tuple[float, float, float],
+    layers: Optional[int],
+    sizes: Optional[Tuple[float, float]],
+    even: bool,
+) -> None:
+    """Sweep the triangles and quadrangles of FILE along a straight vector and write the solids to OUTPUT.
+
+    Triangles become wedges, quadrangles hexahedra. Give the number of layers (--layers), or the thickness that the
+    first and the last layer should have (--sizes). The nodes of FILE keep their numbers, and values on its faces are
+    passed on to the solids that come from them. The solids have positive volume when the direction points to the side
+    from which the faces turn counter-clockwise. An existing OUTPUT is replaced once the new one is complete.
+
+    \b
+    Examples:
+      meldra3d extrude translate section.msh part.vtu --direction 0 0 20 --layers 10
+      meldra3d extrude translate section.msh part.vtu --direction 0 0 20 --sizes 0.5 4 --even
+      meldra3d extrude translate plate.obj plate.mesh --direction 0 -1e-3 0 --layers 2
+    """
+    _check_path_options(direction, layers, sizes, even)
+    check_target(output)
+    with _working(f"reading {file}"):
+        mesh = read(file)
+        surface, data = mesh.surface()
+    if len(surface) == 0:
+        raise click.ClickException(f"{file}: has no linear triangles or quadrangles to sweep")
+    with _working("sweeping"):
+        swept = extrude_translate(
+            mesh.points, surface, direction, layers=layers, sizes=sizes, even_layers=even
+        )
+    count = len(swept.solids) // len(surface)
+    kind = ElementType.W6 if swept.solids.shape[1] == 6 else ElementType.SOLID_MIX
+    on_solids = {name: [np.repeat(values, count, axis=0)] for name, values in data.items()}
+    solids = Mesh(swept.points, [(kind, swept.solids)], cell_data=on_solids).split()
+    with _working(f"writing {output}"):
+        write(output, solids)
+    rows = [("nodes", f"{len(solids.points):,}", "")]
+    rows += [(SHAPES[kind].name, f"{number:,}", "") for kind, number in solids.counts().items()]
+    rows += [("layers", f"{count:,}", ""), ("swept volume", f"{_volume(solids):.9g}", "")]
+    remark = _inverted(solids)
+    _show(output, rows, remark + "; the direction points to the back of the faces" if remark else "")
+
+
+def _check_path_options(
+    direction: Tuple[float, float, float], layers: Optional[int], sizes: Optional[Tuple[float, float]], even: bool
+) -> None:
+    if not np.isfinite(direction).all():
+        raise click.UsageError("--direction: must be three finite numbers")
+    if not np.linalg.norm(direction) > 0:
+        raise click.UsageError("--direction: must have a length greater than 0")
+    if (layers is None) == (sizes is None):
+        raise click.UsageError("give either --layers or --sizes")
+    if sizes is not None and not all(0 < size < np.inf for size in sizes):
+        raise click.UsageError("--sizes: both must be greater than 0, and finite")
+    if even and sizes is None:
+        raise click.UsageError("--even goes with --sizes")
+
+
+# ---- draw ----
+
+
+class _View(click.ParamType):
+    """The name of a view, or two angles."""
+
+    name = "view"
+
+    def convert(self, value: Any, param: Any, ctx: Any) -> Union[str, Tuple[float, float]]:
+        if value in VIEWS:
+            return str(value)
+        with contextlib.suppress(ValueError):
+            azimuth, elevation = (float(angle) for angle in value.split(","))
+            if np.isfinite([azimuth, elevation]).all():
+                return azimuth, elevation
+        self.fail(f"{value!r} is neither one of {', '.join(VIEWS)} nor two angles A,E", param, ctx)
+
+
+@_commands.command("draw")
+@click.argument("file")
+@click.argument("picture")
+@click.option(
+    "--by",
+    default="kind",
+    metavar="kind|NAME",
+    show_default=True,
+    help="Colour by kind of element, or by the values of that name (meldra3d info lists them).",
+)
+@click.option(
+    "--view",
+    type=_View(),
+    metavar="VIEW",
+    help=f"Where to look from: {', '.join(VIEWS)}, or azimuth,elevation in degrees."
+    " Without it flat meshes are seen face on, others as with iso.",
+)
+@click.option("--edges/--no-edges", default=True, help="Draw the edges of elements, or not.")
+def draw_command(file: str, picture: str, by: str, view: Optional[Union[str, Tuple[float, float]]], edges: bool) -> None:
+    """Draw the outside of a mesh FILE into PICTURE (.png, .jpg, .pdf or .svg).
+
+    \b
+    Examples:
+      meldra3d draw part.vtu part.png
+      meldra3d draw part.vtu part.png --by region --view top
+      meldra3d draw part.vtu part.pdf --view -60,15 --no-edges
+    """
+    check_target(picture, PICTURES)
+    with _working(f"reading {file}"):
+        mesh = read(file)
+    with _working(f"drawing {picture}"):
+        try:
+            draw(mesh, picture, by=by, view=view, edges=edges)
+        except ValueError as error:
+            raise click.ClickException(str(error) if str(picture) in str(error) else f"{file}: {error}") from None
+
+
+# ---- output ----
+
+
+@contextlib.contextmanager
+def _working(what: str) -> Iterator[None]:
+    """Tell what is being done while it lasts, if somebody is looking."""
+    if not sys.stderr.isatty():
+        yield
+        return
+    from rich.console import Console
+
+    with Console(stderr=True).status(what):
+        yield
+
+
+def _show(title: str, rows: List[Tuple[str, str, str]], remark: str) -> None:
+    """Print a table of (name, number, note) and a warning below it."""
+    from rich.console import Console
+    from rich.table import Table
+    from rich.text import Text
+
+    console = Console(highlight=False, soft_wrap=True)
+    console.print(Text(title, style="bold"))
+    table = Table(box=None, show_header=False, pad_edge=False, padding=(0, 2, 0, 0))
+    table.add_column(style="cyan", no_wrap=True)
+    table.add_column(justify="right", no_wrap=True)
+    table.add_column(style="dim", overflow="fold")
+    for row in rows:
+        table.add_row(*(Text(item) for item in row))
+    console.print(table, soft_wrap=False)
+    if remark:
+        console.print(Text(f"warning: {remark}", style="yellow"))

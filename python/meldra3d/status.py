@@ -1,0 +1,80 @@
+"""What the library's status codes mean, by the names that arguments have in Python.
+
+A status names an argument by its position in the library's fullest form of a function, which is not its position in
+every form: where the number of layers takes the place of the two sizes, -4 is a direction without length, and -7 to
+-10 are the arguments 5 to 8. Hence a table for each form rather than a rule.
+"""
+
+from typing import Dict, Tuple
+
+#: Status of a call that ran out of memory, or would have needed node numbers beyond 32 bits.
+OUT_OF_MEMORY = -199
+
+_BY_SIZES = {
+    -1: ("points", "must have 2 or 3 columns"),
+    -2: ("surface", "is not a mesh of triangles and quadrangles on these points"),
+    -4: ("sizes", "the first must be greater than 0"),
+    -5: ("sizes", "the second must be greater than 0"),
+    -7: ("solids", "must have 6 or 8 columns"),
+}
+_BY_LAYERS = {
+    -1: _BY_SIZES[-1],
+    -2: _BY_SIZES[-2],
+    -4: ("direction", "must have a length greater than 0"),
+    -7: _BY_SIZES[-7],
+}
+_SIDES_AND_CAP = {
+    -8: ("edges", "must have 2 columns"),
+    -9: ("sides", "must have 4 columns"),
+    -10: ("cap", "must have 3 or 4 columns"),
+}
+
+#: For each form of each function: status -> (argument, what is wrong with it).
+STATUS: Dict[str, Dict[int, Tuple[str, str]]] = {
+    "extrude_translate by sizes, in full": {**_BY_SIZES, **_SIDES_AND_CAP},
+    "extrude_translate by sizes": _BY_SIZES,
+    "extrude_translate by layers, in full": {**_BY_LAYERS, **_SIDES_AND_CAP},
+    "extrude_translate by layers": _BY_LAYERS,
+    "volume": {
+        -1: ("points", "must have 3 columns"),
+        -2: ("cells", "are not linear solids on these points"),
+    },
+    "neighbors": {
+        -1: ("cells", "do not suit this kind of element"),
+        -2: ("kind", "must be a kind of surface or solid"),
+        -3: ("cells", "more than two elements share a face"),
+    },
+    "ancestors": {},
+}
+
+
+def check(form: str, status: int) -> None:
+    """Raise what a status stands for; 0 is success.
+
+    Parameters
+    ----------
+    form : str
+        One of the keys of `STATUS`.
+    status : int
+        What the library returned.
+
+    Raises
+    ------
+    ValueError
+        For a bad argument; the message begins with its name.
+    MemoryError
+        When memory ran out.
+
+    Examples
+    --------
+    >>> check("volume", 0)
+    >>> check("volume", -1)
+    Traceback (most recent call last):
+    ValueError: points: must have 3 columns
+    """
+    if status >= 0:
+        return
+    if status == OUT_OF_MEMORY:
+        raise MemoryError("not enough memory, or more nodes than 32-bit numbers can count")
+    argument, trouble = STATUS[form][status]
+    raise ValueError(f"{argument}: {trouble}")

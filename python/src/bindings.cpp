@@ -1,0 +1,230 @@
+// The compiled half of the Python package: each function lays views over NumPy's memory, calls the library, and hands
+// back the status with what was filled. Conversions, defaults and messages are Python's (arrays.py, status.py).
+//
+// An array of m rows and k columns in C order has the memory of a column-major matrix of k rows and m columns, so a row
+// of an array is a column of a matrix and nothing is copied on the way in. Arguments that go in and out are laid over
+// in the same way: the library moves such a view to storage of its own before it grows, so the caller's arrays stay
+// as they are.
+
+#include <cstdint>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+
+#include <meldra/meldra.h>
+#include <meldra3d/meldra3d.h>
+
+namespace py = pybind11;
+
+namespace {
+
+using quorl::dense1D;
+using quorl::dense2D;
+using ids = dense2D<unsigned int>;
+using direction = quorl::vector_fixed<double, 3>;
+
+static_assert(sizeof(unsigned int) == sizeof(std::uint32_t), "node numbers are NumPy's uint32");
+
+using points_array = py::array_t<double, py::array::c_style>;
+using ids_array = py::array_t<unsigned int, py::array::c_style>;
+
+/// Takes an array only as it is: an implicit conversion would copy, and would wrap node numbers silently.
+py::arg as_it_is(const char* name) {
+    return py::arg(name).noconvert();
+}
+
+template <class T>
+dense2D<T> lay_over(const py::array_t<T, py::array::c_style>& array) {
+    if (array.ndim() != 2)
+        throw py::value_error("expected a two-dimensional array");
+    const auto rows = static_cast<std::size_t>(array.shape(1));
+    const auto cols = static_cast<std::size_t>(array.shape(0));
+    return dense2D<T>::view(const_cast<T*>(array.data()), rows, cols, rows); // never written to: see the top
+}
+
+/// An array over the memory of a matrix, which it keeps alive. `given` is the array that the matrix was laid over when
+/// it went in: a matrix that is still that view, or a window, is copied first.
+template <class T>
+py::array_t<T> hand_out(dense2D<T>& matrix, const void* given = nullptr) {
+    if (!matrix.empty() && (matrix.ld() != matrix.rows() || matrix.data() == given) && !matrix.copy(matrix))
+        throw std::bad_alloc();
+    const py::ssize_t shape[] = {static_cast<py::ssize_t>(matrix.cols()), static_cast<py::ssize_t>(matrix.rows())};
+    if (matrix.empty())
+        return py::array_t<T>(shape);
+    auto kept = std::make_unique<dense2D<T>>(std::move(matrix));
+    const py::capsule owner(kept.get(), [](void* held) { delete static_cast<dense2D<T>*>(held); });
+    return py::array_t<T>(shape, kept.release()->data(), owner);
+}
+
+direction as_direction(const points_array& array) {
+    if (array.size() != 3)
+        throw py::value_error("expected three numbers");
+    return {array.data()[0], array.data()[1], array.data()[2]};
+}
+
+/// Runs a form of a sweep without side and closing faces, `call(pos, surface, solids)`.
+/// Gives (status, points, solids).
+template <class Call>
+py::tuple sweep(const points_array& points, const ids_array& surface, const ids_array& solids, Call call) {
+    dense2D<double> pos = lay_over(points);
+    const ids faces = lay_over(surface);
+    ids elements = lay_over(solids);
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = call(pos, faces, elements);
+    }
+    return py::make_tuple(status, hand_out(pos, points.data()), hand_out(elements, solids.data()));
+}
+
+/// Runs a full form of a sweep, `call(pos, surface, solids, edges, sides, cap)`.
+/// Gives (status, points, solids, sides, cap).
+template <class Call>
+py::tuple sweep(const points_array& points, const ids_array& surface, const ids_array& solids, const ids_array& edges,
+                const ids_array& sides, const ids_array& cap, Call call) {
+    const ids lines = lay_over(edges);
+    ids quadrangles = lay_over(sides);
+    ids closing = lay_over(cap);
+    const py::tuple swept = sweep(points, surface, solids, [&](dense2D<double>& pos, const ids& faces, ids& elements) {
+        return call(pos, faces, elements, lines, quadrangles, closing);
+    });
+    return py::make_tuple(swept[0], swept[1], swept[2], hand_out(quadrangles, sides.data()),
+                          hand_out(closing, cap.data()));
+}
+
+void add_extrude_translate(py::module_& module) {
+    using quorl::meldra3d::extrude_translate;
+    module.def(
+        "extrude_translate",
+        [](const points_array& points, const ids_array& surface, const points_array& path, double size_start,
+           double size_end, bool even_layers, const ids_array& solids, const ids_array& edges, const ids_array& sides,
+           const ids_array& cap) {
+            const direction dir = as_direction(path);
+            return sweep(points, surface, solids, edges, sides, cap,
+                         [&](auto& pos, auto& faces, auto& e, auto& lines, auto& q, auto& t) {
+                             return extrude_translate(pos, faces, dir, size_start, size_end, even_layers, e, lines, q,
+                                                      t);
+                         });
+        },
+        as_it_is("points"), as_it_is("surface"), as_it_is("direction"), py::arg("size_start"), py::arg("size_end"),
+        py::arg("even_layers"), as_it_is("solids"), as_it_is("edges"), as_it_is("sides"), as_it_is("cap"));
+    module.def(
+        "extrude_translate",
+        [](const points_array& points, const ids_array& surface, const points_array& path, double size_start,
+           double size_end, bool even_layers, const ids_array& solids) {
+            const direction dir = as_direction(path);
+            return sweep(points, surface, solids, [&](auto& pos, auto& faces, auto& e) {
+                return extrude_translate(pos, faces, dir, size_start, size_end, even_layers, e);
+            });
+        },
+        as_it_is("points"), as_it_is("surface"), as_it_is("direction"), py::arg("size_start"), py::arg("size_end"),
+        py::arg("even_layers"), as_it_is("solids"));
+    module.def(
+        "extrude_translate",
+        [](const points_array& points, const ids_array& surface, const points_array& path, unsigned int layers,
+           const ids_array& solids, const ids_array& edges, const ids_array& sides, const ids_array& cap) {
+            const direction dir = as_direction(path);
+            return sweep(points, surface, solids, edges, sides, cap,
+                         [&](auto& pos, auto& faces, auto& e, auto& lines, auto& q, auto& t) {
+                             return extrude_translate(pos, faces, dir, layers, e, lines, q, t);
+                         });
+        },
+        as_it_is("points"), as_it_is("surface"), as_it_is("direction"), py::arg("layers"), as_it_is("solids"),
+        as_it_is("edges"), as_it_is("sides"), as_it_is("cap"));
+    module.def(
+        "extrude_translate",
+        [](const points_array& points, const ids_array& surface, const points_array& path, unsigned int layers,
+           const ids_array& solids) {
+            const direction dir = as_direction(path);
+            return sweep(points, surface, solids, [&](auto& pos, auto& faces, auto& e) {
+                return extrude_translate(pos, faces, dir, layers, e);
+            });
+        },
+        as_it_is("points"), as_it_is("surface"), as_it_is("direction"), py::arg("layers"), as_it_is("solids"));
+}
+
+py::tuple volume(const points_array& points, const ids_array& cells) {
+    const dense2D<double> pos = lay_over(points);
+    const ids connect = lay_over(cells);
+    double total = 0;
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = quorl::meldra3d::volume(pos, connect, total);
+    }
+    return py::make_tuple(status, total);
+}
+
+py::tuple get_neighbors(const ids_array& cells, int kind, bool strict) {
+    const ids connect = lay_over(cells);
+    ids neighbors;
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = quorl::meldra::get_neighbors(connect, static_cast<quorl::element_type>(kind), strict, neighbors);
+    }
+    return py::make_tuple(status, hand_out(neighbors));
+}
+
+py::tuple get_ancestors(const ids_array& cells) {
+    const ids connect = lay_over(cells);
+    auto ancestors = std::make_unique<dense1D<unsigned int, 8>>();
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = quorl::meldra::get_ancestors(connect, *ancestors);
+    }
+    const auto size = static_cast<py::ssize_t>(ancestors->size());
+    if (size == 0)
+        return py::make_tuple(status, py::array_t<unsigned int>(0));
+    const py::capsule owner(ancestors.get(), [](void* held) { delete static_cast<dense1D<unsigned int, 8>*>(held); });
+    return py::make_tuple(status, py::array_t<unsigned int>(size, ancestors.release()->data(), owner));
+}
+
+void add_element_types(py::module_& module) {
+    using namespace quorl;
+    const std::pair<const char*, element_type> types[] = {
+        {"ET_NONE", ET_NONE},
+        {"ET_NODE", ET_NODE},
+        {"ET_EDGE2", ET_EDGE2},
+        {"ET_EDGE3", ET_EDGE3},
+        {"ET_FACE_MIX", ET_FACE_MIX},
+        {"ET_FACE_MIX_Q", ET_FACE_MIX_Q},
+        {"ET_T3", ET_T3},
+        {"ET_T6", ET_T6},
+        {"ET_Q4", ET_Q4},
+        {"ET_Q8", ET_Q8},
+        {"ET_Q9", ET_Q9},
+        {"ET_SOLID_MIX", ET_SOLID_MIX},
+        {"ET_SOLID_MIX_Q", ET_SOLID_MIX_Q},
+        {"ET_TH4", ET_TH4},
+        {"ET_TH10", ET_TH10},
+        {"ET_PY5", ET_PY5},
+        {"ET_PY13", ET_PY13},
+        {"ET_PY14", ET_PY14},
+        {"ET_W6", ET_W6},
+        {"ET_W15", ET_W15},
+        {"ET_W18", ET_W18},
+        {"ET_H8", ET_H8},
+        {"ET_H20", ET_H20},
+        {"ET_H27", ET_H27},
+    };
+    for (const auto& [name, value] : types)
+        module.attr(name) = static_cast<int>(value);
+    module.attr("NO_NODE") = no_node;
+}
+
+} // namespace
+
+PYBIND11_MODULE(_core, module) {
+    module.doc() = "Calls of the library on NumPy's memory; use the functions of meldra3d, which convert and check.";
+    module.def("version", &quorl::meldra3d::version);
+    add_element_types(module);
+    add_extrude_translate(module);
+    module.def("volume", &volume, as_it_is("points"), as_it_is("cells"));
+    module.def("get_neighbors", &get_neighbors, as_it_is("cells"), py::arg("kind"), py::arg("strict"));
+    module.def("get_ancestors", &get_ancestors, as_it_is("cells"));
+}
