@@ -57,7 +57,8 @@ def draw(mesh: Mesh, picture: PathLike, *, by: str = "kind", view: Optional[View
     """Draw the outside of a mesh.
 
     Of solids the faces that bound only one element are drawn; a mesh without solids is drawn as its triangles and
-    quadrangles. Quadratic elements show their mid-edge nodes' positions.
+    quadrangles, their back (from where they turn clockwise) in a darker tone. The edges of quadratic elements run
+    through their mid-edge nodes.
 
     Parameters
     ----------
@@ -216,9 +217,10 @@ def _compose(points: np.ndarray, faces: Faces, painting: _Painting, axes: np.nda
     if faces.closed:
         front = normals[:, 2] > 0
         rings, normals, colours = rings[front], normals[front], colours[front]
-    normals[normals[:, 2] < 0] *= -1  # a surface shows both sides
+    back = normals[:, 2] < 0  # of surfaces both sides are seen, the back in a darker tone
+    normals[back] *= -1
     facing = np.clip((normals @ (_LIGHT / np.linalg.norm(_LIGHT)) + 0.7) / 1.7, 0, 1)  # reaches round the shape
-    colours = np.clip(colours * (0.5 + 0.6 * facing)[:, None], 0, 1)
+    colours = np.clip(colours * ((0.5 + 0.6 * facing) * np.where(back, 0.75, 1))[:, None], 0, 1)
     order = np.argsort(rings[..., 2].mean(axis=1), kind="stable")
     size = np.maximum(high - low, 1e-3 * max((high - low).max(), 1e-300))
     return _lay_out(rings[order, :, :2], colours[order], low, size, painting, axes, edges)
@@ -252,7 +254,7 @@ def _lay_out(
         polygons,
         facecolors=colours,
         edgecolors=colours * 0.45 if line > 0 else colours,
-        linewidths=line if line > 0 else 0.2,  # without edges: just enough to close the seams between faces
+        linewidths=line if line > 0 else 0.4,  # without edges: just enough to close the seams between faces
         joinstyle="round",
         clip_on=False,
     )

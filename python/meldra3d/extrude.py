@@ -78,7 +78,7 @@ def extrude_translate(
     array([[ 0,  1,  2,  3,  4,  5,  6,  7],
            [ 4,  5,  6,  7,  8,  9, 10, 11]], dtype=uint32)
     >>> extrude_translate(square, [[0, 1, 2, 3]], (0, 0, 1), sizes=(0.1, 0.4)).points[4::4, 2].round(3)
-    array([0.107, 0.247, 0.433, 0.678, 1.   ])
+    array([0.107, 0.247, 0.432, 0.677, 1.   ])
     """
     if (layers is None) == (sizes is None):
         raise ValueError("layers, sizes: give one of the two")

@@ -1,0 +1,23 @@
+"""The examples in the docstrings."""
+
+import doctest
+import importlib
+import pkgutil
+
+import pytest
+
+import meldra3d
+
+MODULES = ["meldra3d"] + [
+    f"meldra3d.{module.name}" for module in pkgutil.iter_modules(meldra3d.__path__) if module.name[0] != "_"
+]
+
+
+@pytest.mark.parametrize("name", MODULES)
+def test_examples_in_docstrings_run(name):
+    assert doctest.testmod(importlib.import_module(name), optionflags=doctest.NORMALIZE_WHITESPACE).failed == 0
+
+
+@pytest.mark.parametrize("name", ["ancestors", "draw", "extrude_translate", "neighbors", "read", "version", "volume"])
+def test_public_functions_have_an_example(name):
+    assert ">>> " in getattr(meldra3d, name).__doc__

@@ -1,0 +1,185 @@
+"""Every status code of every form: what provokes it, and which argument the error names."""
+
+import numpy as np
+import pytest
+
+from meldra3d import NO_NODE, _core, ancestors, extrude_translate, neighbors, volume
+from meldra3d.elements import ElementType as K
+from meldra3d.status import STATUS, check
+
+POINTS = np.array([[0.0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1], [1, 1, 1]])
+TRIANGLES = np.array([[0, 1, 2]], dtype=np.uint32)
+UP = np.array([0.0, 0, 1])
+
+
+def ids(columns):
+    return np.zeros((1, columns), dtype=np.uint32)
+
+
+NOTHING = np.empty((0, 0), dtype=np.uint32)
+
+# What is put in place of a good argument of a sweep, and the status it must give in the forms that have it.
+WRONG = {
+    -1: {"points": np.zeros((5, 4))},
+    -2: {"surface": np.array([[0, 1, 5]], dtype=np.uint32)},
+    -7: {"solids": ids(7)},
+    -8: {"edges": ids(3)},
+    -9: {"sides": ids(3)},
+    -10: {"cap": ids(5)},
+}
+WRONG_SIZES = {**WRONG, -4: {"sizes": (0.0, 1.0)}, -5: {"sizes": (1.0, np.nan)}}
+WRONG_LAYERS = {**WRONG, -4: {"direction": np.zeros(3)}}
+
+
+def core_arguments(form, **changed):
+    """The positional arguments of a form of the sweep in the compiled half."""
+    good = dict(points=POINTS, surface=TRIANGLES, direction=UP, sizes=(0.5, 0.5), layers=2, solids=NOTHING,
+                edges=NOTHING, sides=NOTHING, cap=NOTHING)  # fmt: skip
+    a = {**good, **changed}
+    path = [*a["sizes"], False] if "sizes" in form else [a["layers"]]
+    rest = [a["solids"], a["edges"], a["sides"], a["cap"]] if "in full" in form else [a["solids"]]
+    return [a["points"], a["surface"], a["direction"], *path, *rest]
+
+
+FORMS = [form for form in STATUS if form.startswith("extrude_translate")]
+
+
+def wrong_in(form):
+    return WRONG_SIZES if "sizes" in form else WRONG_LAYERS
+
+
+SWEEP_CASES = [(form, status) for form in FORMS for status in STATUS[form]]
+
+
+@pytest.mark.parametrize("form,status", SWEEP_CASES)
+def test_each_status_of_each_form_of_the_sweep_can_be_provoked(form, status):
+    result = _core.extrude_translate(*core_arguments(form, **wrong_in(form)[status]))
+    assert result[0] == status
+    np.testing.assert_array_equal(result[1], wrong_in(form)[status].get("points", POINTS))
+    assert all(array.size == 0 or status in (-7, -9, -10) for array in result[2:])
+
+
+@pytest.mark.parametrize("form", FORMS)
+def test_all_forms_succeed_with_good_arguments_and_agree(form):
+    status, points, solids, *_ = _core.extrude_translate(*core_arguments(form))
+    assert status == 0
+    assert solids.tolist() == [[0, 1, 2, 5, 6, 7], [5, 6, 7, 8, 9, 10]]
+    assert points[5:, 2].tolist() == [0.5] * 3 + [1.0] * 3
+
+
+@pytest.mark.parametrize("form", FORMS)
+def test_the_table_has_a_row_for_each_wrong_argument_of_the_form(form):
+    in_full = "in full" in form
+    expected = {status for status in wrong_in(form) if in_full or status > -8}
+    assert set(STATUS[form]) == expected
+
+
+NAMES = {-1: "points", -2: "surface", -7: "solids", -8: "edges", -9: "sides", -10: "cap"}
+
+
+@pytest.mark.parametrize("status", WRONG_SIZES)
+def test_by_sizes_the_error_names_the_argument(status):
+    arguments = {"points": POINTS, "surface": TRIANGLES, "direction": UP, "sizes": (0.5, 0.5)}
+    name = {-4: "sizes: the first", -5: "sizes: the second"}.get(status) or NAMES[status] + ":"
+    with pytest.raises(ValueError, match="^" + name):
+        extrude_translate(**{**arguments, **WRONG_SIZES[status]})
+
+
+@pytest.mark.parametrize("status", WRONG_LAYERS)
+def test_by_layers_the_error_names_the_argument(status):
+    arguments = {"points": POINTS, "surface": TRIANGLES, "direction": UP, "layers": 2}
+    name = {-4: "direction"}.get(status) or NAMES[status]
+    with pytest.raises(ValueError, match=f"^{name}:"):
+        extrude_translate(**{**arguments, **WRONG_LAYERS[status]})
+
+
+@pytest.mark.parametrize("sizes,which", [((-1.0, 1.0), "first"), ((np.nan, 1.0), "first"), ((1.0, 0.0), "second"),
+                                         ((0.0, 0.0), "first")])  # fmt: skip
+def test_sizes_must_be_positive(sizes, which):
+    with pytest.raises(ValueError, match=f"^sizes: the {which} must be greater than 0$"):
+        extrude_translate(POINTS, TRIANGLES, UP, sizes=sizes)
+
+
+@pytest.mark.parametrize("sizes", [(1e-300, 1e-300), (1e-300, 1.0)])
+def test_sizes_that_ask_for_an_absurd_number_of_layers_run_out_of_memory(sizes):
+    with pytest.raises(MemoryError, match="not enough memory"):
+        extrude_translate(POINTS, TRIANGLES, UP, sizes=sizes)
+
+
+@pytest.mark.parametrize("layers", [2**32 - 1, 2**32, 2**70])
+def test_more_layers_than_node_numbers_run_out_of_memory(layers):
+    with pytest.raises(MemoryError):
+        extrude_translate(POINTS, TRIANGLES, UP, layers=layers)
+
+
+@pytest.mark.parametrize("direction", [(np.nan, 0, 0), (0, -np.inf, 0)])
+def test_a_direction_that_is_not_finite_is_no_direction(direction):
+    with pytest.raises((ValueError, MemoryError)):
+        extrude_translate(POINTS, TRIANGLES, direction, layers=2)
+    with pytest.raises(MemoryError):
+        extrude_translate(POINTS, TRIANGLES, direction, sizes=(1, 1))
+
+
+@pytest.mark.parametrize(
+    "arguments,message",
+    [
+        ({}, "^layers, sizes: give one of the two"),
+        ({"layers": 2, "sizes": (1, 1)}, "^layers, sizes: give one of the two"),
+        ({"layers": -1}, "^layers: must not be negative"),
+        ({"sizes": (1, 1, 1)}, "^sizes: expected two numbers"),
+        ({"layers": 2, "direction": (0, 1)}, "^direction: expected three numbers"),
+        ({"layers": 2, "direction": (0, 1, 1j)}, "^direction: expected real numbers"),
+    ],
+)
+def test_arguments_that_never_reach_the_library_are_named_too(arguments, message):
+    with pytest.raises(ValueError, match=message):
+        extrude_translate(POINTS, TRIANGLES, **{"direction": UP, **arguments})
+
+
+def test_a_number_of_layers_must_be_whole():
+    with pytest.raises(TypeError):
+        extrude_translate(POINTS, TRIANGLES, UP, layers=2.5)
+
+
+def test_the_first_of_two_wrong_arguments_is_named():
+    with pytest.raises(ValueError, match="^surface:"):
+        extrude_translate(POINTS, [[0, 1, 9]], (0, 0, 1), sizes=(0, 0), solids=ids(7))
+
+
+def test_volume_names_the_argument():
+    assert _core.volume(POINTS[:, :2].copy(), ids(4)) == (-1, 0.0)
+    assert _core.volume(POINTS, ids(7)) == (-2, 0.0)
+    with pytest.raises(ValueError, match="^points: must have 3 columns"):
+        volume(POINTS[:, :2], ids(4))
+    for cells in ([[0, 1, 2, 5]], ids(7), [[0, 1, 2, NO_NODE]]):
+        with pytest.raises(ValueError, match="^cells: are not linear solids"):
+            volume(POINTS, cells)
+
+
+def test_neighbors_names_the_argument():
+    fan = np.array([[0, 1, 2], [0, 1, 3], [0, 1, 4]], dtype=np.uint32)
+    for status, name, cells, kind, strict in [
+        (-1, "cells: do not suit", ids(5), K.TH4, False),
+        (-2, "kind:", ids(2), K.EDGE2, False),
+        (-3, "cells: more than two", fan, K.T3, True),
+    ]:
+        assert _core.get_neighbors(cells, int(kind), strict)[0] == status
+        with pytest.raises(ValueError, match="^" + name):
+            neighbors(cells, kind, strict)
+    assert (neighbors(fan, K.T3) == NO_NODE).all()
+
+
+def test_every_row_of_the_table_raises_its_argument_and_reason():
+    for form, rows in STATUS.items():
+        check(form, 0)
+        with pytest.raises(MemoryError):
+            check(form, -199)
+        for status, (argument, reason) in rows.items():
+            with pytest.raises(ValueError) as caught:
+                check(form, status)
+            assert str(caught.value) == f"{argument}: {reason}"
+
+
+def test_ancestors_has_no_status_of_its_own():
+    assert STATUS["ancestors"] == {}
+    assert ancestors([]).shape == (0,)
