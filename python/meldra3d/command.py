@@ -5,7 +5,6 @@ progress and warnings do not.
 """
 
 import contextlib
-import os
 import sys
 import warnings
 from typing import Any, Iterator, List, Optional, Sequence, Tuple, Union
@@ -51,16 +50,12 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
         warnings.showwarning = lambda message, *_, **__: _say(f"warning: {message}")
         try:
             _commands.main(args=arguments, prog_name="meldra3d", standalone_mode=False)
-            sys.stdout.flush()
             return 0
         except click.UsageError as error:
             path = error.ctx.command_path if error.ctx else "meldra3d"
             _say(f"{error.format_message()} (see {path} --help)")
         except click.ClickException as error:
             _say(error.format_message())
-        except BrokenPipeError:  # whoever reads our output has had enough
-            os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
-            return 0
         except (click.Abort, KeyboardInterrupt):
             _say("interrupted")
         except MemoryError as error:

@@ -1,0 +1,339 @@
+"""The command: what it prints, what it writes, and how it fails."""
+
+import os
+import pty
+import re
+import subprocess
+import sys
+
+import numpy as np
+import pytest
+
+from meldra3d import Mesh, read, write
+from meldra3d.command import main
+from meldra3d.elements import NO_NODE
+from meldra3d.elements import ElementType as K
+
+POINTS = [[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0], [2, 0.5, 0]]
+SURFACE = Mesh(POINTS, [(K.Q4, [[0, 1, 2, 3]]), (K.T3, [[1, 4, 2]])], cell_data={"part": [[4], [9]]})
+# edges and a solid beside the faces, as meshers write them
+WITH_MORE = Mesh(POINTS + [[0, 0, -1]], [(K.EDGE2, [[0, 1]]), *SURFACE.blocks, (K.TH4, [[0, 2, 1, 5]])])
+
+
+@pytest.fixture
+def folder(tmp_path, monkeypatch):
+    """A working folder that holds ``s.vtu``, a quadrangle and a triangle of area 1.5 in all."""
+    monkeypatch.chdir(tmp_path)
+    write("s.vtu", SURFACE)
+    return tmp_path
+
+
+def run(capfd, *arguments):
+    """Exit status, standard output and standard error of the command."""
+    status = main(list(arguments))
+    done = capfd.readouterr()
+    return status, done.out, done.err
+
+
+def table(text):
+    """The numbers of a printed table by their names."""
+    rows = [line.split() for line in text.splitlines()[1:] if not line.startswith("warning")]
+    return {" ".join(row[:-1]) if len(row) > 1 else row[0]: row[-1] for row in rows}
+
+
+# ---- failures: one line, status 2, nothing written ----
+
+SWEEP = ["extrude", "translate", "s.vtu", "out.vtu"]
+UP = ["--direction", "0", "0", "1"]
+
+FAILURES = {
+    "no such file": (["info", "nowhere.vtu"], "nowhere.vtu: no such file"),
+    "no such file to sweep": (["extrude", "translate", "nowhere.vtu", "out.vtu", *UP, "--layers", "1"], "no such file"),
+    "no such file to draw": (["draw", "nowhere.vtu", "out.png"], "no such file"),
+    "a folder": (["info", "."], "is a folder"),
+    "unknown kind of file": (["info", "notes.txt"], "unknown kind of file '.txt'"),
+    "an empty file": (["info", "empty.vtu"], "empty.vtu: is empty"),
+    "a damaged file": (["info", "damaged.vtu"], "damaged.vtu: cannot be read"),
+    "a coordinate that is no number": (["info", "nan.obj"], "nan.obj: points: node 1 .* not finite"),
+    "no faces to sweep": (["extrude", "translate", "edges.vtu", "out.vtu", *UP, "--layers", "1"], "no linear triangles"),
+    "no faces to draw": (["draw", "edges.vtu", "out.png"], "edges.vtu: the mesh has no faces"),
+    "only quadratic faces": (["extrude", "translate", "q.vtu", "out.vtu", *UP, "--layers", "1"], "no linear triangles"),
+    "an output folder that does not exist": (["extrude", "translate", "s.vtu", "no/out.vtu", *UP, "--layers", "1"],
+                                             "no/out.vtu: there is no folder no"),
+    "an output of unknown kind": (["extrude", "translate", "s.vtu", "out.doc", *UP, "--layers", "1"], "'.doc'"),
+    "an output without extension": (["extrude", "translate", "s.vtu", "out", *UP, "--layers", "1"], "cannot write"),
+    "an output that cannot hold solids": (["extrude", "translate", "s.vtu", "out.stl", *UP, "--layers", "1"],
+                                          "out.stl: a .stl file cannot hold (wedges|hexahedra)"),
+    "a picture folder that does not exist": (["draw", "s.vtu", "no/out.png"], "there is no folder no"),
+    "a picture of unknown kind": (["draw", "s.vtu", "out.bmp"], "'.bmp'"),
+    "no direction": ([*SWEEP, "--layers", "1"], "Missing option '--direction'"),
+    "a direction of length 0": ([*SWEEP, "--direction", "0", "0", "-0.0", "--layers", "1"], "--direction: .*length"),
+    "a direction that is no number": ([*SWEEP, "--direction", "0", "0", "nan", "--layers", "1"], "finite"),
+    "an infinite direction": ([*SWEEP, "--direction", "0", "inf", "0", "--sizes", "1", "1"], "finite"),
+    "a direction in words": ([*SWEEP, "--direction", "0", "0", "up", "--layers", "1"], "'up' is not a valid float"),
+    "two numbers for a direction": ([*SWEEP, "--direction", "0", "0"], "requires 3 arguments"),
+    "neither layers nor sizes": ([*SWEEP, *UP], "give either --layers or --sizes"),
+    "both layers and sizes": ([*SWEEP, *UP, "--layers", "1", "--sizes", "1", "1"], "give either --layers or --sizes"),
+    "no layers": ([*SWEEP, *UP, "--layers", "0"], "--layers"),
+    "half a layer": ([*SWEEP, *UP, "--layers", "0.5"], "'0.5' is not a valid integer"),
+    "a first size of 0": ([*SWEEP, *UP, "--sizes", "0", "1"], "--sizes: both must be greater than 0"),
+    "a last size below 0": ([*SWEEP, *UP, "--sizes", "1", "-1e-3"], "--sizes: both must be greater than 0"),
+    "a size that is no number": ([*SWEEP, *UP, "--sizes", "nan", "1"], "--sizes: both must be greater than 0"),
+    "absurdly small sizes": ([*SWEEP, *UP, "--sizes", "1e-300", "1e-300"], "not enough memory"),
+    "absurdly many layers": ([*SWEEP, *UP, "--layers", "4294967295"], "not enough memory"),
+    "even without sizes": ([*SWEEP, *UP, "--layers", "2", "--even"], "--even goes with --sizes"),
+    "an unknown command": (["blow"], "No such command 'blow'"),
+    "an unknown sweep": (["extrude", "bend"], "No such command 'bend'"),
+    "an unknown option": (["info", "s.vtu", "--fast"], "No such option"),
+    "a missing argument": (["info"], "Missing argument 'FILE'"),
+    "an argument too many": (["info", "s.vtu", "t.vtu"], "unexpected extra argument"),
+    "values that are not there": (["draw", "s.vtu", "out.png", "--by", "heat"], "s.vtu: there are no values 'heat'"),
+    "an unknown view": (["draw", "s.vtu", "out.png", "--view", "above"], "'above' is neither one of iso"),
+    "a view of one angle": (["draw", "s.vtu", "out.png", "--view", "30"], "'30' is neither"),
+    "a view that is no number": (["draw", "s.vtu", "out.png", "--view", "nan,0"], "'nan,0' is neither"),
+}  # fmt: skip
+
+
+@pytest.mark.parametrize("name", FAILURES)
+def test_a_failure_is_one_line_with_status_2_and_leaves_nothing(folder, capfd, name):
+    arguments, message = FAILURES[name]
+    (folder / "empty.vtu").write_text("")
+    (folder / "damaged.vtu").write_text("<VTKFile")
+    (folder / "nan.obj").write_text("v 0 0 0\nv nan 0 0\nv 0 1 0\nf 1 2 3\n")
+    (folder / "notes.txt").write_text("hello")
+    write("edges.vtu", Mesh([[0, 0, 0], [1, 0, 0]], [(K.EDGE2, [[0, 1]])]))
+    write("q.vtu", Mesh(np.random.default_rng(1).random((6, 3)), [(K.T6, [range(6)])]))
+    before = {path.name: path.read_bytes() for path in folder.iterdir()}
+    status, out, err = run(capfd, *arguments)
+    assert status == 2
+    assert out == ""
+    assert err.startswith("meldra3d: ") and err.count("\n") == 1 and err.endswith("\n")
+    assert re.search(message, err), err
+    assert {path.name: path.read_bytes() for path in folder.iterdir()} == before
+
+
+@pytest.mark.parametrize("name", ["no such file", "an unknown option", "a direction of length 0"])
+def test_the_process_ends_with_status_2(folder, name):
+    done = subprocess.run([sys.executable, "-m", "meldra3d", *FAILURES[name][0]], capture_output=True, text=True)
+    assert done.returncode == 2
+    assert done.stdout == "" and done.stderr.count("\n") == 1
+
+
+def test_a_fault_inside_is_one_line_too(folder, capfd, monkeypatch):
+    def fails(_):
+        raise KeyError("surprise")
+
+    monkeypatch.setattr("meldra3d.command.read", fails)
+    assert run(capfd, "info", "s.vtu") == (2, "", "meldra3d: unexpected KeyError: 'surprise'\n")
+
+
+def test_an_interrupt_is_one_line_too(folder, capfd, monkeypatch):
+    def stopped(_):
+        raise KeyboardInterrupt
+
+    monkeypatch.setattr("meldra3d.command.read", stopped)
+    status, _, err = run(capfd, "info", "s.vtu")
+    assert status == 2 and err.strip() == "meldra3d: interrupted"
+
+
+def test_a_failed_write_leaves_the_old_output(folder, capfd, monkeypatch):
+    import meshio
+
+    def fails(*_, **__):
+        raise OSError(28, "No space left on device")
+
+    (folder / "out.vtu").write_text("old")
+    monkeypatch.setattr(meshio, "write", fails)
+    status, _, err = run(capfd, *SWEEP, *UP, "--layers", "1")
+    assert status == 2 and "out.vtu: cannot be written (No space left on device)" in err
+    assert (folder / "out.vtu").read_text() == "old" and sorted(os.listdir(folder)) == ["out.vtu", "s.vtu"]
+
+
+# ---- info ----
+
+
+def test_info_counts_and_measures(folder, capfd):
+    swept = Mesh(POINTS + [[x, y, 2] for x, y, _ in POINTS] + [[9, 9, 9]],
+                 [(K.SOLID_MIX, [[0, 1, 2, 3, 5, 6, 7, 8], [1, 4, 2, 6, 9, 7, NO_NODE, NO_NODE]])])  # fmt: skip
+    write("solid.vtu", swept)
+    status, out, err = run(capfd, "info", "solid.vtu")
+    assert (status, err) == (0, "")
+    lines = out.splitlines()
+    assert lines[0] == "solid.vtu"
+    words = [line.split() for line in lines[1:]]
+    assert ["nodes", "11", "1", "in", "no", "element"] in words
+    assert ["wedges", "1"] in words and ["hexahedra", "1"] in words
+    assert ["x", "9", "from", "0", "to", "9"] in words
+    assert ["volume", "3", "of", "the", "solids"] in words
+    assert "warning" not in out
+
+
+def test_info_measures_surfaces_and_lists_values(folder, capfd):
+    status, out, _ = run(capfd, "info", "s.vtu")
+    words = [line.split() for line in out.splitlines()]
+    assert status == 0
+    assert ["area", "1.5", "of", "the", "triangles", "and", "quadrangles"] in words
+    assert ["values", "on", "elements:", "part"] in words
+    assert not any(row[:1] == ["volume"] for row in words)
+
+
+def test_info_warns_of_inverted_elements(folder, capfd):
+    corners = [[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]]
+    write("t.vtu", Mesh(corners, [(K.TH4, [[0, 1, 2, 3], [0, 2, 1, 3], [0, 1, 2, 3]])]))
+    status, out, err = run(capfd, "info", "t.vtu")
+    assert status == 0 and err == ""
+    assert out.splitlines()[-1] == "warning: inverted, with negative volume: 2 of 3 tetrahedra"
+    assert f"{-1 / 6:.9g}" in out
+
+
+def test_info_of_quadratic_solids_measures_their_vertices(folder, capfd):
+    from reference_elements import raw_element, six_volumes
+
+    x = raw_element(K.H20, "ours")
+    write("q.vtu", Mesh(x, [(K.H20, [range(20)])]))
+    _, out, _ = run(capfd, "info", "q.vtu")
+    assert f"{six_volumes(K.H20, x) / 6:.9g}" in out
+
+
+# ---- extrude translate ----
+
+
+def test_a_sweep_writes_solids_and_reports_them(folder, capfd):
+    status, out, err = run(capfd, *SWEEP, "--direction", "0", "0", "3", "--layers", "4")
+    assert (status, err) == (0, "")
+    assert out.splitlines()[0] == "out.vtu"
+    assert table(out) == {"nodes": "25", "wedges": "4", "hexahedra": "4", "layers": "4", "swept volume": "4.5"}
+    mesh = read("out.vtu")
+    assert mesh.counts() == {K.W6: 4, K.H8: 4}
+    np.testing.assert_array_equal(mesh.points[:5], POINTS)
+
+
+def test_values_on_faces_are_passed_on_to_their_solids(folder, capfd):
+    run(capfd, *SWEEP, *UP, "--layers", "3")
+    mesh = read("out.vtu")
+    values = {kind: data.tolist() for (kind, _), data in zip(mesh.blocks, mesh.cell_data["part"])}
+    assert values == {K.H8: [4, 4, 4], K.W6: [9, 9, 9]}
+    for (kind, cells), values in zip(mesh.blocks, mesh.cell_data["part"]):
+        centres = mesh.points[cells].mean(axis=1)
+        assert ((centres[:, 0] > 1) == (values == 9)).all()
+
+
+def test_only_faces_are_swept_of_a_file_with_edges_and_solids(folder, capfd):
+    write("more.vtu", WITH_MORE)
+    status, out, _ = run(capfd, "extrude", "translate", "more.vtu", "out.vtu", *UP, "--layers", "1")
+    assert status == 0
+    assert read("out.vtu").counts() == {K.W6: 1, K.H8: 1}
+
+
+def test_sizes_and_even_choose_the_layers(folder, capfd):
+    _, out, _ = run(capfd, *SWEEP, *UP, "--sizes", "0.1", "0.4")
+    assert table(out)["layers"] == "5"
+    _, out, _ = run(capfd, *SWEEP, *UP, "--sizes", "0.1", "0.4", "--even")
+    assert table(out)["layers"] == "4"
+    levels = np.unique(read("out.vtu").points[:, 2].round(12))
+    assert (np.diff(np.diff(levels)) > 0).all()
+
+
+def test_negative_components_in_scientific_notation_are_numbers(folder, capfd):
+    status, out, err = run(capfd, *SWEEP, "--direction", "-1e-3", "0", "-1E-3", "--layers", "1")
+    assert status == 0 and err == ""
+    np.testing.assert_allclose(read("out.vtu").points[5], [-1e-3, 0, -1e-3], rtol=1e-15)
+
+
+def test_a_sweep_towards_the_back_of_the_faces_warns(folder, capfd):
+    status, out, _ = run(capfd, *SWEEP, "--direction", "0", "0", "-1", "--layers", "1")
+    assert status == 0
+    assert out.splitlines()[-1] == (
+        "warning: inverted, with negative volume: 1 of 1 wedges, 1 of 1 hexahedra;"
+        " the direction points to the back of the faces"
+    )
+    assert "-1.5" in out
+
+
+def test_an_existing_output_is_replaced_and_may_be_the_input(folder, capfd):
+    (folder / "out.vtu").write_text("old")
+    assert run(capfd, *SWEEP, *UP, "--layers", "1")[0] == 0
+    assert read("out.vtu").counts() == {K.W6: 1, K.H8: 1}
+    assert run(capfd, "extrude", "translate", "s.vtu", "s.vtu", *UP, "--layers", "1")[0] == 0
+    assert read("s.vtu").counts() == {K.W6: 1, K.H8: 1}
+    assert sorted(os.listdir(folder)) == ["out.vtu", "s.vtu"]
+
+
+@pytest.mark.parametrize("extension", ["vtk", "msh", "mesh", "inp"])
+def test_a_sweep_can_be_written_to_the_other_solid_formats(folder, capfd, extension):
+    assert run(capfd, "extrude", "translate", "s.vtu", f"out.{extension}", *UP, "--layers", "2")[0] == 0
+    status, out, _ = run(capfd, "info", f"out.{extension}")
+    assert status == 0 and "warning" not in out
+    assert ["volume", "1.5", "of", "the", "solids"] in [line.split() for line in out.splitlines()]
+
+
+def test_what_the_output_has_no_place_for_is_a_warning(folder, capfd):
+    write("s.vtu", Mesh(POINTS, SURFACE.blocks, cell_data={"heat": [[0.5], [0.6]]}))
+    status, _, err = run(capfd, "extrude", "translate", "s.vtu", "out.inp", *UP, "--layers", "1")
+    assert status == 0 and err == "meldra3d: warning: out.inp: the format has no place for heat\n"
+
+
+# ---- draw, help, terminal ----
+
+
+def test_draw_writes_a_picture_and_says_nothing(folder, capfd):
+    assert run(capfd, "draw", "s.vtu", "out.png") == (0, "", "")
+    assert (folder / "out.png").read_bytes().startswith(b"\x89PNG")
+    assert run(capfd, "draw", "s.vtu", "b.svg", "--by", "part", "--view", "-60,15", "--no-edges") == (0, "", "")
+    assert "part" in (folder / "b.svg").read_text()
+
+
+@pytest.mark.parametrize(
+    "arguments,example",
+    [
+        ([], "meldra3d info part.msh"),
+        (["--help"], "meldra3d draw part.vtu part.png"),
+        (["info", "--help"], "meldra3d info part.vtu"),
+        (["extrude", "--help"], "meldra3d extrude translate section.msh part.vtu"),
+        (["extrude", "translate", "-h"], "--sizes 0.5 4 --even"),
+        (["draw", "--help"], "--by region --view top"),
+    ],
+)
+def test_help_shows_an_example(capfd, arguments, example):
+    status, out, err = run(capfd, *arguments)
+    assert (status, err) == (0, "") and example in out
+
+
+def test_version_is_printed(capfd):
+    assert run(capfd, "--version") == (0, "meldra3d 5.6.0.0\n", "")
+
+
+def test_nothing_is_said_when_nobody_reads_the_output(folder):
+    reader, writer = os.pipe()
+    os.close(reader)
+    command = [sys.executable, "-m", "meldra3d", "info", "s.vtu"]
+    done = subprocess.run(command, stdout=writer, stderr=subprocess.PIPE, text=True)
+    os.close(writer)
+    assert done.stderr == ""
+
+
+def on_a_terminal(*arguments):
+    """Standard error of the command when that is a terminal."""
+    main_end, other_end = pty.openpty()
+    process = subprocess.Popen(
+        [sys.executable, "-m", "meldra3d", *arguments], stdout=subprocess.DEVNULL, stderr=other_end,
+        env={**os.environ, "TERM": "xterm"},
+    )  # fmt: skip
+    os.close(other_end)
+    seen = b""
+    while True:
+        try:
+            piece = os.read(main_end, 4096)
+        except OSError:  # the other end is closed
+            break
+        if not piece:
+            break
+        seen += piece
+    os.close(main_end)
+    assert process.wait() == 0
+    return seen.decode()
+
+
+def test_progress_is_shown_on_a_terminal_only(folder, capfd):
+    assert "sweeping" in on_a_terminal(*SWEEP, *UP, "--layers", "2")
+    assert run(capfd, *SWEEP, *UP, "--layers", "2")[2] == ""
