@@ -83,9 +83,7 @@ def _free_faces(blocks: List[Block]) -> List[np.ndarray]:
         vertices = SHAPES[kind].vertices
         mixed[end - len(cells) : end, :vertices] = cells[:, :vertices]
     alone = neighbors(mixed, ElementType.SOLID_MIX) == NO_NODE
-    return [
-        alone[end - len(cells) : end, : len(SHAPES[kind].faces)] for (kind, cells), end in zip(blocks, ends)
-    ]
+    return [alone[end - len(cells) : end, : len(SHAPES[kind].faces)] for (kind, cells), end in zip(blocks, ends)]
 
 
 def _joined(parts: List[Tuple[np.ndarray, np.ndarray, ElementType]], closed: bool) -> Faces:

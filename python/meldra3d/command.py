@@ -205,9 +205,7 @@ def translate(
     if len(surface) == 0:
         raise click.ClickException(f"{file}: has no linear triangles or quadrangles to sweep")
     with _working("sweeping"):
-        swept = extrude_translate(
-            mesh.points, surface, direction, layers=layers, sizes=sizes, even_layers=even
-        )
+        swept = extrude_translate(mesh.points, surface, direction, layers=layers, sizes=sizes, even_layers=even)
     count = len(swept.solids) // len(surface)
     kind = ElementType.W6 if swept.solids.shape[1] == 6 else ElementType.SOLID_MIX
     on_solids = {name: [np.repeat(values, count, axis=0)] for name, values in data.items()}
@@ -272,7 +270,9 @@ class _View(click.ParamType):
     " Without it flat meshes are seen face on, others as with iso.",
 )
 @click.option("--edges/--no-edges", default=True, help="Draw the edges of elements, or not.")
-def draw_command(file: str, picture: str, by: str, view: Optional[Union[str, Tuple[float, float]]], edges: bool) -> None:
+def draw_command(
+    file: str, picture: str, by: str, view: Optional[Union[str, Tuple[float, float]]], edges: bool
+) -> None:
     """Draw the outside of a mesh FILE into PICTURE (.png, .jpg, .pdf or .svg).
 
     \b

@@ -41,7 +41,7 @@ _COLOURS = {
     "wedges": "#74b08a",
     "hexahedra": "#5b8fc7",
 }
-_CATEGORIES = ("#5b8fc7", "#e0805f", "#74b08a", "#e8b04b", "#9a78bd", "#68b6bd", "#c7749b", "#a1a754", "#8d7b6c", "#9aa5b1")
+_CATEGORIES = "#5b8fc7 #e0805f #74b08a #e8b04b #9a78bd #68b6bd #c7749b #a1a754 #8d7b6c #9aa5b1".split()
 
 
 class _Painting(NamedTuple):
@@ -192,16 +192,17 @@ def _normal_if_flat(points: np.ndarray) -> Optional[np.ndarray]:
     _, sizes, directions = np.linalg.svd(np.cov((points - points.mean(axis=0)).T))
     if sizes[2] > 1e-6 * sizes[0]:
         return None
-    normal = directions[2]
+    normal: np.ndarray = directions[2]
     towards_usual_side = normal @ (0.5, -0.8, 1.0)
     return normal if towards_usual_side > 0 else -normal
 
 
 def _normals(rings: np.ndarray) -> np.ndarray:
     """Unit normals of polygons, ``(m, k, 3)``, by the vector area of each."""
-    area = np.cross(rings, np.roll(rings, -1, axis=1)).sum(axis=1)
+    area: np.ndarray = np.cross(rings, np.roll(rings, -1, axis=1)).sum(axis=1)
     length = np.linalg.norm(area, axis=1, keepdims=True)
-    return area / np.where(length > 0, length, 1)
+    area /= np.where(length > 0, length, 1)
+    return area
 
 
 # ---- the picture ----
@@ -278,7 +279,9 @@ def _explain(figure: Any, painting: _Painting, left: float, total: Tuple[float, 
     if painting.scale is None:
         from matplotlib.patches import Patch
 
-        handles = [Patch(facecolor=colour, edgecolor=_INK, linewidth=0.4, label=text) for text, colour in painting.legend]
+        handles = [
+            Patch(facecolor=colour, edgecolor=_INK, linewidth=0.4, label=text) for text, colour in painting.legend
+        ]
         figure.legend(
             handles=handles,
             title=painting.title or None,

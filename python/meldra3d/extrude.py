@@ -80,8 +80,6 @@ def extrude_translate(
     >>> extrude_translate(square, [[0, 1, 2, 3]], (0, 0, 1), sizes=(0.1, 0.4)).points[4::4, 2].round(3)
     array([0.107, 0.247, 0.432, 0.677, 1.   ])
     """
-    if (layers is None) == (sizes is None):
-        raise ValueError("layers, sizes: give one of the two")
     p = as_points(points)
     s = as_ids(surface, 3, "surface")
     d = as_vector(direction, "direction")
@@ -91,19 +89,20 @@ def extrude_translate(
         as_ids(sides, 4, "sides"),
         as_ids(cap, s.shape[1], "cap"),
     )
-    if sizes is not None:
+    if sizes is not None and layers is None:
         if len(sizes) != 2:
             raise ValueError(f"sizes: expected two numbers, got {len(sizes)}")
-        first, last = float(sizes[0]), float(sizes[1])
         form = "extrude_translate by sizes, in full"
-        status, *made = _core.extrude_translate(p, s, d, first, last, bool(even_layers), *appended)
-    else:
+        made = _core.extrude_translate(p, s, d, float(sizes[0]), float(sizes[1]), bool(even_layers), *appended)
+    elif layers is not None and sizes is None:
         count = operator.index(layers)
         if count < 0:
             raise ValueError("layers: must not be negative")
         form = "extrude_translate by layers, in full"
         if count > 0xFFFFFFFF:
             check(form, OUT_OF_MEMORY)
-        status, *made = _core.extrude_translate(p, s, d, count, *appended)
-    check(form, status)
-    return Sweep(*made)
+        made = _core.extrude_translate(p, s, d, count, *appended)
+    else:
+        raise ValueError("layers, sizes: give one of the two")
+    check(form, made[0])
+    return Sweep(*made[1:])

@@ -12,7 +12,7 @@ import shutil
 import tempfile
 import warnings
 from pathlib import Path
-from typing import Any, Dict, Iterable, Iterator, List, NamedTuple, Optional, Union
+from typing import Any, Dict, Iterable, Iterator, List, NamedTuple, Optional, Tuple, Union
 
 import numpy as np
 
@@ -244,15 +244,24 @@ def replaced_when_complete(path: PathLike) -> Iterator[Path]:
 def _load_meshio() -> Any:
     """Import meshio, only where a file is read or written, since it takes a while to load.
 
-    Its table of dimensions (version 5.0) misses two kinds that its readers and writers know, without which it cannot
-    hold such elements at all.
+    Two faults of version 5.0 are mended: its table of dimensions misses two kinds that its readers and writers know,
+    without which it cannot hold such elements at all; and its reader of Gmsh 2.2 gives each block two of the values
+    on elements instead of as many as the block has.
     """
     import meshio
     from meshio import _mesh
+    from meshio.gmsh import _gmsh22
 
     _mesh.topological_dimension.setdefault("wedge15", 3)
     _mesh.topological_dimension.setdefault("pyramid13", 3)
+    _gmsh22.cell_data_from_raw = _values_by_block
     return meshio
+
+
+def _values_by_block(cells: List[Tuple[str, np.ndarray]], values: Dict[str, np.ndarray]) -> Dict[str, List[np.ndarray]]:
+    """Values on all elements of a file as values on the elements of each block."""
+    ends = np.cumsum([len(nodes) for _, nodes in cells])[:-1]
+    return {name: np.split(array, ends) for name, array in values.items()}
 
 
 def _format_of(path: Path) -> str:
@@ -265,7 +274,7 @@ def _format_of(path: Path) -> str:
     for first in range(len(suffixes)):  # the longest extension first: .vol.gz before .gz
         formats = meshio.extension_to_filetypes.get("".join(suffixes[first:]))
         if formats and formats[0] != "svg":  # which meshio writes, but does not read
-            return formats[0]
+            return str(formats[0])
     raise MeshFileError(f"{path}: unknown kind of file {path.suffix or '(no extension)'!r}")
 
 
@@ -329,9 +338,7 @@ def _their_mesh(path: Path, writer: _Writer, mesh: Mesh) -> Any:
     meshio = _load_meshio()
     size = max(len(mesh.points), sum(cells.size for _, cells in mesh.blocks))
     integer = np.int32 if size < 2**31 else np.int64
-    cells = [
-        (MESHIO_NAMES[kind], to_theirs(cells, writer.orders[kind]).astype(integer)) for kind, cells in mesh.blocks
-    ]
+    cells = [(MESHIO_NAMES[kind], to_theirs(cells, writer.orders[kind]).astype(integer)) for kind, cells in mesh.blocks]
     point_data, cell_data = _storable(path, writer, mesh)
     theirs = meshio.Mesh(mesh.points, cells, point_data=point_data, cell_data=cell_data)
     if writer.format == "abaqus":
@@ -340,7 +347,7 @@ def _their_mesh(path: Path, writer: _Writer, mesh: Mesh) -> Any:
     return theirs
 
 
-def _storable(path: Path, writer: _Writer, mesh: Mesh) -> "tuple[Dict[str, np.ndarray], Dict[str, List[np.ndarray]]]":
+def _storable(path: Path, writer: _Writer, mesh: Mesh) -> Tuple[Dict[str, np.ndarray], Dict[str, List[np.ndarray]]]:
     """The values that a format can store, and a warning about the others."""
     tags = ("gmsh:physical", "gmsh:geometrical")
     point_data: Dict[str, np.ndarray] = {}
@@ -388,4 +395,4 @@ def _plain(values: np.ndarray) -> Optional[np.ndarray]:
 def _label(cell_data: Dict[str, List[np.ndarray]]) -> Optional[str]:
     """The values that serve as the reference number of each element: those named so, or the first whole numbers."""
     whole = [name for name, arrays in cell_data.items() if all(v.ndim == 1 and v.dtype.kind in "iu" for v in arrays)]
-    return "medit:ref" if "medit:ref" in whole else next(iter(whole), None)
+    return "medit:ref" if "medit:ref" in whole else (whole[0] if whole else None)

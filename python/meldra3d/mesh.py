@@ -1,7 +1,7 @@
 """A mesh as it comes from a file or goes into one."""
 
 from dataclasses import dataclass, field
-from typing import Dict, List, Tuple
+from typing import Any, Dict, List, Tuple
 
 import numpy as np
 
@@ -97,7 +97,8 @@ class Mesh:
         for b, (kind, cells) in enumerate(self.blocks):
             if len(cells) == 0:
                 continue
-            parts = [(kind, slice(None))] if kind in SHAPES else split_mixed(kind, cells)
+            parts: List[Tuple[ElementType, Any]]
+            parts = [(kind, slice(None))] if kind in SHAPES else list(split_mixed(kind, cells))
             for single, rows in parts:
                 blocks.append((single, np.ascontiguousarray(cells[rows, : SHAPES[single].nodes])))
                 for name, arrays in self.cell_data.items():

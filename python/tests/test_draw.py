@@ -187,7 +187,9 @@ def test_every_view_shows_something(tmp_path, view):
     assert coloured(picture(tmp_path, box(2), view=view)).mean() > 0.1
 
 
-@pytest.mark.parametrize("extension,start", [("png", b"\x89PNG"), ("jpg", b"\xff\xd8"), ("pdf", b"%PDF"), ("svg", b"<?xml")])
+@pytest.mark.parametrize(
+    "extension,start", [("png", b"\x89PNG"), ("jpg", b"\xff\xd8"), ("pdf", b"%PDF"), ("svg", b"<?xml")]
+)
 def test_the_extension_chooses_the_kind_of_picture(tmp_path, extension, start):
     draw(box(1), tmp_path / f"p.{extension}")
     assert (tmp_path / f"p.{extension}").read_bytes().startswith(start)

@@ -42,7 +42,9 @@ def test_sizes_grade_the_layers_and_swapping_them_mirrors_the_levels():
     np.testing.assert_allclose(ratios, 4 ** (1 / 5), rtol=1e-12)
 
 
-@pytest.mark.parametrize("size,even,expected", [(1 / 0.3, True, 2), (1 / 2.7, True, 2), (1 / 2.9, True, 4), (0.25, False, 4)])
+@pytest.mark.parametrize(
+    "size,even,expected", [(1 / 0.3, True, 2), (1 / 2.7, True, 2), (1 / 2.9, True, 4), (0.25, False, 4)]
+)
 def test_even_layers_rounds_to_an_even_number(size, even, expected):
     swept = extrude_translate(SQUARE, [[0, 1, 2, 3]], (0, 0, 1), sizes=(size, size), even_layers=even)
     assert len(swept.solids) == expected

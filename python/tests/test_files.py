@@ -9,6 +9,7 @@ import warnings
 import numpy as np
 import pytest
 import raw_files
+
 from reference_elements import (
     GMSH_NUMBER, GMSH_RAW, SHAPE_OF, VTK_NUMBER, VTK_RAW, assert_is_ours, nodes_at, raw_element,
 )  # fmt: skip
@@ -78,6 +79,29 @@ def test_values_on_elements_stay_with_their_elements(tmp_path, name, key):
     path.write_text(text())
     values = read(path).cell_data[key]
     assert [v.ravel().tolist() for v in values] == [[40 + k] for k in range(len(kinds))]
+
+
+def test_values_of_a_gmsh_view_go_to_the_elements_of_every_block(tmp_path):
+    elements = raw_files.elements_of("gmsh", [K.T3, K.T3, K.Q4])
+    view = [
+        "$ElementData",
+        "1",
+        '"heat"',
+        "1",
+        "0.0",
+        "3",
+        "0",
+        "1",
+        "3",
+        "1 0.5",
+        "2 1.5",
+        "3 2.5",
+        "$EndElementData",
+        "",
+    ]
+    (tmp_path / "v.msh").write_text(raw_files.gmsh22(elements) + "\n".join(view))
+    mesh = read(tmp_path / "v.msh")
+    assert [values.tolist() for values in mesh.cell_data["heat"]] == [[0.5, 1.5], [2.5]]
 
 
 def one_of_each(kinds):

@@ -6,7 +6,6 @@ from reference_elements import OURS, SHAPE_OF, raw_element, six_volumes
 
 from meldra3d import volume
 from meldra3d.elements import SHAPES
-from meldra3d.elements import ElementType as K
 from meldra3d.measures import areas, signed_volumes
 
 SOLIDS = [kind for kind in OURS if SHAPES[kind].dimension == 3]

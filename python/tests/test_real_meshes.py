@@ -1,0 +1,93 @@
+"""Meshes of other projects, which are not part of this one: a test is skipped where its file is not at hand."""
+
+from pathlib import Path
+
+import numpy as np
+import pytest
+from matplotlib.image import imread
+
+from meldra3d import draw, extrude_translate, neighbors, read, volume, write
+from meldra3d.elements import NO_NODE, SHAPES
+from meldra3d.elements import ElementType as K
+from meldra3d.measures import areas, signed_volumes
+
+FOLDER = Path(__file__).resolve().parents[2] / "../shared/meshes"
+
+
+def real(name):
+    path = FOLDER / name
+    if not path.exists():
+        pytest.skip(f"{name} is not at hand")
+    return read(path)
+
+
+# nodes, elements by kind, volume (None: curved) and how many solids are inverted
+MESHES = {
+    "tet_cube_cylinder_2regions.mesh": (10_490, {K.TH4: 54_517}, 1, 0),
+    "tet_elbow.mesh": (1_823, {K.TH4: 8_161}, -0.00087736231121, 8_161),
+    "tet10_can.vtk": (14_119, {K.TH10: 7_236}, 44_308_790_416.3, 0),
+    "hex_matrix_fiber_2regions.mesh": (2_421, {K.H8: 1_952}, 1, 0),
+    "mixed_tet_pyr_hex.vtk": (646, {K.TH4: 1_326, K.PY5: 48, K.H8: 128}, 5e6, 0),
+    "mixed_quadratic_fichera.vtk": (116, {K.TH10: 5, K.W18: 6, K.H27: 3}, None, 6),
+    "surf_quad_wingbox_nonmanifold.vtk": (2_673, {K.Q4: 2_464}, 0, 0),
+    "surf_square_triquad_planar.mesh": (470, {K.T3: 458, K.Q4: 200}, 0, 0),
+}
+
+
+@pytest.mark.parametrize("name", MESHES)
+def test_a_real_mesh_has_its_known_counts_volume_and_orientation(name):
+    nodes, counts, expected, inverted = MESHES[name]
+    mesh = real(name)
+    assert len(mesh.points) == nodes and mesh.counts() == counts
+    solids = [(kind, cells) for kind, cells in mesh.blocks if SHAPES[kind].dimension == 3]
+    total = sum(volume(mesh.points, cells[:, : SHAPES[kind].vertices]) for kind, cells in solids)
+    if expected is not None:
+        assert total == pytest.approx(expected, rel=1e-10)
+    assert sum(int((signed_volumes(mesh.points, kind, cells) < 0).sum()) for kind, cells in solids) == inverted
+
+
+def test_mid_edge_nodes_of_a_real_mesh_lie_at_the_middle_of_their_edges():
+    mesh = real("tet10_can.vtk")
+    ((_, cells),) = mesh.blocks
+    for node, (a, b) in enumerate(SHAPES[K.TH10].edges, start=4):
+        middle = (mesh.points[cells[:, a]] + mesh.points[cells[:, b]]) / 2
+        assert np.abs(mesh.points[cells[:, node]] - middle).max() < 1e-7 * np.abs(mesh.points).max()
+
+
+@pytest.mark.parametrize("name", MESHES)
+def test_a_real_mesh_survives_writing_and_reading(tmp_path, name):
+    mesh = real(name)
+    for extension in ("vtu", "vtk", "msh"):
+        write(tmp_path / f"m.{extension}", mesh)
+        again = read(tmp_path / f"m.{extension}")
+        np.testing.assert_array_equal(again.points, mesh.points)
+        assert again.counts() == mesh.counts()
+        for kind in mesh.counts():
+            theirs, ours = (np.concatenate([c for k, c in m.blocks if k is kind]) for m in (again, mesh))
+            np.testing.assert_array_equal(theirs, ours)
+
+
+@pytest.mark.parametrize("name", MESHES)
+def test_a_real_mesh_can_be_drawn(tmp_path, name):
+    mesh = real(name)
+    draw(mesh, tmp_path / "m.png", by=next(iter(mesh.cell_data)))
+    pixels = imread(tmp_path / "m.png")[..., :3]
+    assert (pixels.min(axis=2) < 0.9).mean() > 0.2
+
+
+def test_the_outer_faces_of_a_real_mesh_are_those_without_a_neighbour():
+    mesh = real("hex_matrix_fiber_2regions.mesh")
+    ((_, cells),) = mesh.blocks
+    outside = neighbors(cells, K.H8, strict=True) == NO_NODE
+    total = 0.0
+    for f, face in enumerate(SHAPES[K.H8].faces):
+        total += areas(mesh.points, K.Q4, cells[outside[:, f]][:, list(face)]).sum()
+    assert total == pytest.approx(6, rel=1e-12)  # the unit cube
+
+
+def test_the_plane_square_sweeps_into_its_area_times_the_length():
+    mesh = real("surf_square_triquad_planar.mesh")
+    surface, data = mesh.surface()
+    swept = extrude_translate(mesh.points, surface, (0.3, -0.2, 2), sizes=(0.05, 0.4))
+    assert volume(swept.points, swept.solids) == pytest.approx(2, rel=1e-12)
+    assert len(data["medit:ref"]) == len(surface) == 658
