@@ -48,12 +48,12 @@ def boundary(mesh: Mesh) -> Faces:
     parts: List[Tuple[np.ndarray, np.ndarray, ElementType]] = []
     for place, b in enumerate(shown):
         kind, cells = flat.blocks[b]
-        inverted = signed_volumes(mesh.points, kind, cells) < 0 if is_solid else np.zeros(len(cells), dtype=bool)
         for f, ring in enumerate(_rings(kind)):
             rows = np.flatnonzero(free[place][:, f]) if is_solid else np.arange(len(cells))
             nodes = cells[rows][:, ring]
-            turned = inverted[rows]
-            nodes[turned] = nodes[turned][:, ::-1]
+            if is_solid:
+                inverted = signed_volumes(mesh.points, kind, cells[rows]) < 0
+                nodes[inverted] = nodes[inverted][:, ::-1]
             parts.append((nodes, firsts[b] + rows, kind))
     return _joined(parts, is_solid)
 

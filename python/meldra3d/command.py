@@ -107,7 +107,10 @@ def info(file: str) -> None:
     rows = [("nodes", f"{len(mesh.points):,}", _unused_nodes(mesh))]
     rows += [(SHAPES[kind].name, f"{count:,}", "") for kind, count in mesh.counts().items()]
     low, high = mesh.points.min(axis=0), mesh.points.max(axis=0)
-    rows += [(axis, f"{high[k] - low[k]:.9g}", f"from {low[k]:.9g} to {high[k]:.9g}") for k, axis in enumerate("xyz")]
+    rows += [
+        (f"size in {axis}", f"{high[k] - low[k]:.9g}", f"from {low[k]:.9g} to {high[k]:.9g}")
+        for k, axis in enumerate("xyz")
+    ]
     flat = mesh.split()
     faces = [areas(mesh.points, kind, cells).sum() for kind, cells in flat.blocks if SHAPES[kind].dimension == 2]
     if faces:

@@ -149,20 +149,18 @@ def _paint_on_scale(values: np.ndarray, title: str) -> _Painting:
 
 def _values_on_faces(mesh: Mesh, faces: Faces, name: str) -> np.ndarray:
     if name in mesh.cell_data:
-        flat = mesh.split().cell_data[name]
-        values = np.concatenate([v.reshape(len(v), -1) for v in flat] if len({v.ndim for v in flat}) > 1 else flat)
-        values = values[faces.elements]
+        by_block = [values.reshape(len(values), -1) for values in mesh.split().cell_data[name]]
+        values = np.concatenate(by_block)[faces.elements]
     elif name in mesh.point_data:
         values = mesh.point_data[name]
-        values = values.reshape(len(values), -1)[faces.rings].mean(axis=1)
+        values = values.reshape(len(values), -1)[faces.rings].mean(axis=1)  # of the nodes around each face
     else:
         known = ", ".join(["kind", *mesh.cell_data, *mesh.point_data])
         raise ValueError(f"there are no values {name!r} to colour by, but these: {known}")
-    values = values.reshape(len(values), -1)
     if values.shape[1] != 1 or values.dtype.kind not in "biuf":
         raise ValueError(f"the values {name!r} are not one number for each element")
-    values = values[:, 0]
-    return values.astype(int) if values.dtype.kind == "b" else values
+    numbers: np.ndarray = values[:, 0]
+    return numbers.astype(int) if numbers.dtype.kind == "b" else numbers
 
 
 # ---- geometry ----

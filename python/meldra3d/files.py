@@ -51,9 +51,9 @@ def _only(*kinds: ElementType) -> NodeOrder:
 _FACES = _only(_K.T3, _K.Q4)
 _LINEAR = {**_only(_K.NODE, _K.EDGE2, _K.TH4, _K.PY5, _K.W6, _K.H8), **_FACES}
 
-# The node orders that meshio's arrays have after reading a format, for the kinds whose order is settled. Linear kinds
-# are so in every format. The manuals of Abaqus and Nastran number mid-edge nodes as VTK does, or differ in the way
-# meshio evens out. Of the other formats the quadratic orders are not established, so those kinds are refused there.
+# The node orders that meshio's arrays have after reading a format, for the kinds whose order is settled. The manuals of
+# Abaqus and Nastran number mid-edge nodes as VTK does, or differ in the way that meshio evens out. Of other formats
+# the linear kinds are taken as meshio gives them; the quadratic ones, whose orders are not established, are refused.
 _READ_ORDERS: Dict[str, NodeOrder] = {
     "gmsh": MESHIO_FROM_GMSH,
     "vtk": MESHIO,
@@ -96,7 +96,8 @@ def read(path: PathLike) -> Mesh:
     ----------
     path : str or path
         The format is told by the extension: Gmsh ``.msh``, VTK ``.vtk`` and ``.vtu``, Medit ``.mesh``, Abaqus
-        ``.inp``, Nastran ``.bdf``, Wavefront ``.obj``, ``.stl``, ``.ply``, ``.off`` and others.
+        ``.inp``, Nastran ``.bdf``, Wavefront ``.obj``, ``.stl``, ``.ply``, ``.off``; of others that meshio knows, linear
+        elements only.
 
     Returns
     -------
@@ -125,13 +126,14 @@ def read(path: PathLike) -> Mesh:
     ((3, 3), {<ElementType.T3: 7>: 1})
     """
     path = Path(path)
-    if path.is_dir():
-        raise MeshFileError(f"{path}: is a folder")
-    if not path.exists():
-        raise MeshFileError(f"{path}: no such file")
-    if path.stat().st_size == 0:
+    try:
+        with open(path, "rb") as file:
+            start = file.read(1)
+    except OSError as error:
+        raise MeshFileError(f"{path}: {_described(error)}") from None
+    if not start:
         raise MeshFileError(f"{path}: is empty")
-    format_name = _format_of(path)
+    format_name = _format_of(path, start)
     meshio = _load_meshio()
     with _meshio_at_work(path, f"cannot be read as a {format_name} file"):
         theirs = meshio.read(path, file_format=format_name)
@@ -142,7 +144,12 @@ def read(path: PathLike) -> Mesh:
     if sum(len(cells) for _, cells in blocks) == 0:
         raise MeshFileError(f"{path}: has no elements")
     try:
-        return Mesh(theirs.points, blocks, theirs.point_data, theirs.cell_data)
+        return Mesh(
+            theirs.points,
+            blocks,
+            {name: _slim(values) for name, values in theirs.point_data.items()},
+            {name: [_slim(values) for values in arrays] for name, arrays in theirs.cell_data.items()},
+        )
     except ValueError as error:
         raise MeshFileError(f"{path}: {error}") from None
 
@@ -223,22 +230,18 @@ def replaced_when_complete(path: PathLike) -> Iterator[Path]:
     Raises
     ------
     MeshFileError
-        When the folder takes no files.
+        When the folder takes no files, or the disk is full.
     """
     target = Path(os.path.realpath(path))
     try:
-        folder = tempfile.TemporaryDirectory(prefix=".meldra3d-", dir=target.parent)
-    except OSError as error:
-        raise MeshFileError(f"{path}: cannot be written ({error.strerror})") from None
-    with folder as name:
-        temporary = Path(name) / target.name
-        yield temporary
-        try:
+        with tempfile.TemporaryDirectory(prefix=".meldra3d-", dir=target.parent) as folder:
+            temporary = Path(folder) / target.name
+            yield temporary
             if target.exists():
                 shutil.copymode(target, temporary)
             os.replace(temporary, target)
-        except OSError as error:
-            raise MeshFileError(f"{path}: cannot be written ({error.strerror})") from None
+    except OSError as error:
+        raise MeshFileError(f"{path}: cannot be written ({_described(error)})") from None
 
 
 def _load_meshio() -> Any:
@@ -264,11 +267,10 @@ def _values_by_block(cells: List[Tuple[str, np.ndarray]], values: Dict[str, np.n
     return {name: np.split(array, ends) for name, array in values.items()}
 
 
-def _format_of(path: Path) -> str:
-    """meshio's name of the format of an existing file."""
+def _format_of(path: Path, start: bytes) -> str:
+    """meshio's name of the format of a file that begins with the byte `start`."""
     if path.suffix.lower() == ".msh":  # two programs share this extension
-        with open(path, "rb") as file:
-            return "gmsh" if file.read(1) == b"$" else "ansys"
+        return "gmsh" if start == b"$" else "ansys"
     meshio = _load_meshio()
     suffixes = [suffix.lower() for suffix in path.suffixes]
     for first in range(len(suffixes)):  # the longest extension first: .vol.gz before .gz
@@ -305,7 +307,7 @@ def _meshio_at_work(path: Path, trouble: str) -> Iterator[None]:
 
 def _described(error: BaseException) -> str:
     if isinstance(error, OSError) and error.strerror:
-        return error.strerror
+        return error.strerror.lower()
     text = str(error)
     return text if " " in text else f"{type(error).__name__} {text}"
 
@@ -381,9 +383,15 @@ def _storable(path: Path, writer: _Writer, mesh: Mesh) -> Tuple[Dict[str, np.nda
     return point_data, cell_data
 
 
+def _slim(values: Any) -> np.ndarray:
+    """Values without a second dimension when it holds but one number."""
+    array = np.asarray(values)
+    return array[:, 0] if array.ndim == 2 and array.shape[1] == 1 else array
+
+
 def _plain(values: np.ndarray) -> Optional[np.ndarray]:
     """Numbers in a shape and type that every format with values can store, or None."""
-    values = values.reshape(len(values), -1) if values.ndim > 1 else values
+    values = _slim(values.reshape(len(values), -1))
     components = 1 if values.ndim == 1 else values.shape[1]
     if values.dtype.kind == "b":
         values = values.astype(np.int8)

@@ -11,7 +11,7 @@ from .elements import MIXES, NO_NODE, SHAPES, ElementType, split_mixed
 Block = Tuple[ElementType, np.ndarray]
 
 
-@dataclass
+@dataclass(eq=False)
 class Mesh:
     """Nodes, elements by kind, and values on both.
 

@@ -50,7 +50,7 @@ FAILURES = {
     "no such file": (["info", "nowhere.vtu"], "nowhere.vtu: no such file"),
     "no such file to sweep": (["extrude", "translate", "nowhere.vtu", "out.vtu", *UP, "--layers", "1"], "no such file"),
     "no such file to draw": (["draw", "nowhere.vtu", "out.png"], "no such file"),
-    "a folder": (["info", "."], "is a folder"),
+    "a folder": (["info", "."], "is a directory"),
     "unknown kind of file": (["info", "notes.txt"], "unknown kind of file '.txt'"),
     "an empty file": (["info", "empty.vtu"], "empty.vtu: is empty"),
     "a damaged file": (["info", "damaged.vtu"], "damaged.vtu: cannot be read"),
@@ -145,7 +145,7 @@ def test_a_failed_write_leaves_the_old_output(folder, capfd, monkeypatch):
     (folder / "out.vtu").write_text("old")
     monkeypatch.setattr(meshio, "write", fails)
     status, _, err = run(capfd, *SWEEP, *UP, "--layers", "1")
-    assert status == 2 and "out.vtu: cannot be written (No space left on device)" in err
+    assert status == 2 and "out.vtu: cannot be written (no space left on device)" in err
     assert (folder / "out.vtu").read_text() == "old" and sorted(os.listdir(folder)) == ["out.vtu", "s.vtu"]
 
 
@@ -163,7 +163,7 @@ def test_info_counts_and_measures(folder, capfd):
     words = [line.split() for line in lines[1:]]
     assert ["nodes", "11", "1", "in", "no", "element"] in words
     assert ["wedges", "1"] in words and ["hexahedra", "1"] in words
-    assert ["x", "9", "from", "0", "to", "9"] in words
+    assert ["size", "in", "x", "9", "from", "0", "to", "9"] in words
     assert ["volume", "3", "of", "the", "solids"] in words
     assert "warning" not in out
 

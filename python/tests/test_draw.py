@@ -260,6 +260,17 @@ def test_a_mesh_without_faces_an_unknown_picture_and_a_missing_folder_are_refuse
         draw(box(1), tmp_path / "no" / "p.png")
 
 
+def test_a_full_disk_leaves_the_old_picture(tmp_path, monkeypatch):
+    def fails(*_, **__):
+        raise OSError(28, "No space left on device")
+
+    (tmp_path / "p.png").write_text("old")
+    monkeypatch.setattr("matplotlib.figure.Figure.savefig", fails)
+    with pytest.raises(MeshFileError, match=r"p.png: cannot be written \(no space left on device\)"):
+        draw(box(1), tmp_path / "p.png")
+    assert os.listdir(tmp_path) == ["p.png"] and (tmp_path / "p.png").read_text() == "old"
+
+
 def test_a_degenerate_mesh_still_draws(tmp_path):
     point = Mesh(np.zeros((4, 3)), [(K.Q4, [[0, 1, 2, 3]])])
     line = Mesh([[0, 0, 0], [1, 0, 0], [2, 0, 0]], [(K.T3, [[0, 1, 2]])])
