@@ -90,7 +90,7 @@ def _commands() -> None:
 # ---- info ----
 
 
-@_commands.command()
+@_commands.command(short_help="Show what is in a mesh file.")
 @click.argument("file")
 def info(file: str) -> None:
     """Show what is in a mesh FILE: nodes, elements by kind, bounding box, area and volume.
@@ -154,7 +154,7 @@ def _inverted(flat: Mesh) -> str:
 # ---- extrude ----
 
 
-@_commands.group()
+@_commands.group(short_help="Sweep a surface mesh into solids.")
 def extrude() -> None:
     """Sweep the faces of a surface mesh through space and fill the way with layers of solids.
 
@@ -164,13 +164,13 @@ def extrude() -> None:
     """
 
 
-@extrude.command()
+@extrude.command(short_help="Sweep along a straight vector.")
 @click.argument("file")
 @click.argument("output")
 @click.option(
     "--direction", nargs=3, type=float, required=True, metavar="X Y Z", help="The whole translation, length included."
 )
-@click.option("--layers", type=click.IntRange(min=1, max=2**32 - 1), metavar="N", help="Number of equal layers.")
+@click.option("--layers", type=click.IntRange(min=1), metavar="N", help="Number of equal layers.")
 @click.option(
     "--sizes",
     nargs=2,
@@ -255,7 +255,7 @@ class _View(click.ParamType):
         self.fail(f"{value!r} is neither one of {', '.join(VIEWS)} nor two angles A,E", param, ctx)
 
 
-@_commands.command("draw")
+@_commands.command("draw", short_help="Draw the outside of a mesh.")
 @click.argument("file")
 @click.argument("picture")
 @click.option(

@@ -153,7 +153,7 @@ def _values_on_faces(mesh: Mesh, faces: Faces, name: str) -> np.ndarray:
         values = np.concatenate(by_block)[faces.elements]
     elif name in mesh.point_data:
         values = mesh.point_data[name]
-        values = values.reshape(len(values), -1)[faces.rings].mean(axis=1)  # of the nodes around each face
+        values = _means(values.reshape(len(values), -1)[faces.rings], faces.rings)
     else:
         known = ", ".join(["kind", *mesh.cell_data, *mesh.point_data])
         raise ValueError(f"there are no values {name!r} to colour by, but these: {known}")
@@ -195,6 +195,14 @@ def _normal_if_flat(points: np.ndarray) -> Optional[np.ndarray]:
     return normal if towards_usual_side > 0 else -normal
 
 
+def _means(values: np.ndarray, rings: np.ndarray) -> np.ndarray:
+    """Means ``(m, c)`` of values ``(m, k, c)`` at the nodes of rings, each node counted once."""
+    weights = np.ones(rings.shape)
+    weights[:, 1:] = rings[:, 1:] != rings[:, :-1]  # a short ring repeats its last node
+    means: np.ndarray = np.einsum("mk,mkc->mc", weights, values) / weights.sum(axis=1, keepdims=True)
+    return means
+
+
 def _normals(rings: np.ndarray) -> np.ndarray:
     """Unit normals of polygons, ``(m, k, 3)``, by the vector area of each."""
     area: np.ndarray = np.cross(rings, np.roll(rings, -1, axis=1)).sum(axis=1)
@@ -212,15 +220,16 @@ def _compose(points: np.ndarray, faces: Faces, painting: _Painting, axes: np.nda
     rings = (points[faces.rings] - centre) @ axes.T
     low, high = rings[..., :2].min(axis=(0, 1)), rings[..., :2].max(axis=(0, 1))
     normals = _normals(rings)
+    depths = _means(rings[..., 2:], faces.rings)[:, 0]
     colours = painting.colours
     if faces.closed:
         front = normals[:, 2] > 0
-        rings, normals, colours = rings[front], normals[front], colours[front]
+        rings, depths, normals, colours = rings[front], depths[front], normals[front], colours[front]
     back = normals[:, 2] < 0  # of surfaces both sides are seen, the back in a darker tone
     normals[back] *= -1
     facing = np.clip((normals @ (_LIGHT / np.linalg.norm(_LIGHT)) + 0.7) / 1.7, 0, 1)  # reaches round the shape
     colours = np.clip(colours * ((0.5 + 0.6 * facing) * np.where(back, 0.75, 1))[:, None], 0, 1)
-    order = np.argsort(rings[..., 2].mean(axis=1), kind="stable")
+    order = np.argsort(depths, kind="stable")
     size = np.maximum(high - low, 1e-3 * max((high - low).max(), 1e-300))
     return _lay_out(rings[order, :, :2], colours[order], low, size, painting, axes, edges)
 
@@ -274,6 +283,7 @@ def _line_width(polygons: np.ndarray, scale: float) -> float:
 def _explain(figure: Any, painting: _Painting, left: float, total: Tuple[float, float]) -> None:
     """The legend or the colour bar."""
     top = 1 - 0.2 / total[1]
+    title = painting.title.replace("$", r"\$")  # which would begin a formula
     if painting.scale is None:
         from matplotlib.patches import Patch
 
@@ -282,7 +292,7 @@ def _explain(figure: Any, painting: _Painting, left: float, total: Tuple[float, 
         ]
         figure.legend(
             handles=handles,
-            title=painting.title or None,
+            title=title or None,
             loc="upper left",
             bbox_to_anchor=(left, top),
             frameon=False,
@@ -302,7 +312,7 @@ def _explain(figure: Any, painting: _Painting, left: float, total: Tuple[float, 
     bar = figure.colorbar(ScalarMappable(norm, colour_map), cax=axis)
     bar.outline.set_linewidth(0.4)
     bar.ax.tick_params(labelsize=8, colors=_INK, width=0.4)
-    bar.ax.set_title(painting.title, fontsize=9, color=_INK, loc="left")
+    bar.ax.set_title(title, fontsize=9, color=_INK, loc="left")
 
 
 def _draw_axes(figure: Any, axes: np.ndarray, left: float, total: Tuple[float, float]) -> None:

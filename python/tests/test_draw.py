@@ -10,7 +10,7 @@ from reference_elements import OURS, SHAPE_OF, raw_element
 
 from meldra3d import Mesh, MeshFileError, draw, extrude_translate
 from meldra3d.boundary import boundary
-from meldra3d.draw import _CATEGORIES, VIEWS
+from meldra3d.draw import _CATEGORIES, VIEWS, _values_on_faces
 from meldra3d.elements import SHAPES
 from meldra3d.elements import ElementType as K
 
@@ -222,6 +222,14 @@ def test_few_whole_numbers_get_a_legend_and_other_values_a_colour_bar(tmp_path):
     top, bottom, left, right = mesh_area(pixels)
     assert pixels[top + 20 : bottom - 20, left + 5 : left + 40, 0].mean() < 0.35  # dark violet where low
     assert pixels[top + 20 : bottom - 20, right - 40 : right - 5, 0].mean() > 0.5  # towards yellow where high
+
+
+def test_values_on_nodes_count_each_node_of_a_face_once(tmp_path):
+    points = [[0, 0, 0], [1, 0, 0], [0, 1, 0], [1, 1, 0], [2, 0, 0], [2, 1, 0]]
+    blocks = [(K.T3, [[0, 1, 2]]), (K.Q4, [[1, 4, 5, 3]])]
+    mesh = Mesh(points, blocks, {"t": [0.0, 0, 9, 1, 2, 4]}, {"price in $ or $$": [[1.0], [2.0]]})
+    np.testing.assert_allclose(_values_on_faces(mesh, boundary(mesh), "t"), [3, 1.75])
+    assert any("price" in word for word in text_of(tmp_path, mesh, by="price in $ or $$"))
 
 
 def test_values_that_are_not_known_are_grey_and_constant_values_draw(tmp_path):

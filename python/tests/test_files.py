@@ -366,6 +366,14 @@ def test_an_existing_file_is_replaced_and_keeps_its_permissions_and_its_link(tmp
     assert sorted(os.listdir(tmp_path)) == ["link.vtu", "real.vtu"]
 
 
+def test_whoever_reads_the_old_file_meanwhile_sees_all_of_it(tmp_path):
+    (tmp_path / "out.vtu").write_text("old")
+    with open(tmp_path / "out.vtu") as reader:
+        write(tmp_path / "out.vtu", TRIANGLE)
+        assert reader.read() == "old"
+    assert read(tmp_path / "out.vtu").counts() == {K.T3: 1}
+
+
 def test_a_new_file_has_the_usual_permissions(tmp_path):
     write(tmp_path / "out.vtu", TRIANGLE)
     (tmp_path / "plain").write_text("")
