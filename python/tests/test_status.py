@@ -112,7 +112,7 @@ def test_more_layers_than_node_numbers_run_out_of_memory(layers):
         extrude_translate(POINTS, TRIANGLES, UP, layers=layers)
 
 
-@pytest.mark.parametrize("direction", [(np.nan, 0, 0), (0, -np.inf, 0)])
+@pytest.mark.parametrize("direction", [(0, 0, np.nan), (np.nan, 0, 0), (0, -np.inf, 0)])
 def test_a_direction_that_is_not_finite_is_no_direction(direction):
     with pytest.raises((ValueError, MemoryError)):
         extrude_translate(POINTS, TRIANGLES, direction, layers=2)
