@@ -39,7 +39,7 @@ private:
 
     dense1D<unsigned, 8> ids_;
     dense1D<place, 8> table_; // a power of two of places, at most half of them taken
-    unsigned shift_ = 64; // leaves the number of a run of places
+    unsigned shift_ = 64;     // leaves the number of a run of places
 };
 
 } // namespace quorl::meldra3d::detail
