@@ -90,10 +90,10 @@ public:
         return true;
     }
 
-    /// Makes room for n elements in all without changing the contents. A block that has to grow becomes at least
-    /// m times as large as what the view holds: 2 for appending one by one, 0 or 1 for just n.
+    /// Makes room for n elements in all without changing the contents; n up to size() does nothing. A block that has
+    /// to grow becomes at least m times as large as what the view holds: 2 for appending one by one, 0 or 1 for just n.
     bool reserve(std::size_t n, std::size_t m) noexcept {
-        if (__grows_in_place(n))
+        if (n <= size_ || __grows_in_place(n))
             return true;
         return __move_to_new_block(__at_least(n, m));
     }

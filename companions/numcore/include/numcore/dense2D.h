@@ -105,10 +105,11 @@ public:
         return true;
     }
 
-    /// Makes room for a matrix of rows x cols without changing the contents. A block that has to grow becomes at
-    /// least n times as large as what the view holds: 2 for appending one by one, 0 or 1 for just rows x cols.
+    /// Makes room for a matrix of rows x cols without changing the contents; does nothing when the matrix is not
+    /// smaller. A block that has to grow becomes at least n times as large as what the view holds: 2 for appending one
+    /// by one, 0 or 1 for just rows x cols.
     bool reserve(std::size_t rows, std::size_t cols, std::size_t n) noexcept {
-        if (__fits(rows, cols, rows == rows_ ? ld_ : rows))
+        if ((rows <= rows_ && cols <= cols_) || __fits(rows, cols, rows == rows_ ? ld_ : rows))
             return true;
         std::size_t bytes = 0;
         if (!numcore::__byte_count(rows, cols, sizeof(T), bytes))
