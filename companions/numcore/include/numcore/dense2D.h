@@ -72,20 +72,21 @@ public:
     /// Sets the dimensions and keeps the common upper-left block; new elements are unspecified.
     bool resize(std::size_t rows, std::size_t cols) noexcept { return __reshape(rows, cols, 1); }
 
-    /// Sets the dimensions, and every element to `fill`.
+    /// Sets the dimensions, and every element to `fill`. Other views of the block do not see that; the caller's memory
+    /// does when one view alone lies over it and does not grow.
     bool resize(std::size_t rows, std::size_t cols, const T& fill) noexcept {
         if (rows == 0 || cols == 0)
             return resize(rows, cols);
         const T value = fill; // `fill` may be an element of this very matrix
-        const bool others = storage_ && !storage_->__unique();
-        const bool in_place = (rows <= rows_ && cols <= cols_) || __fits(rows, cols, rows);
-        if (others || !in_place) {
+        if (__fits(rows, cols, rows)) {
+            __set(rows, cols, rows);
+        } else if (storage_ && storage_->__unique() && rows <= rows_ && cols <= cols_) {
+            __set(rows, cols, ld_); // the caller's memory, which no other view has
+        } else {
             dense2D fresh;
             if (!fresh.__reshape(rows, cols, 1))
                 return false;
             __swap(fresh);
-        } else {
-            __set(rows, cols, rows <= rows_ && cols <= cols_ ? ld_ : rows);
         }
         for (std::size_t j = 0; j < cols_; ++j)
             std::fill_n(col(j), rows_, value);
@@ -120,7 +121,7 @@ public:
     /// One more column of rows() values, which may be a column of this very matrix; amortised O(rows).
     bool append(const T* column) noexcept {
         const Ptr<vector_num<T, 8>> source = __fits(rows_, cols_ + 1, ld_) ? nullptr : storage_;
-        if (!__reshape(rows_, cols_ + 1, 2)) // `source` keeps what `column` may point to
+        if (cols_ + 1 == 0 || !__reshape(rows_, cols_ + 1, 2)) // `source` keeps what `column` may point to
             return false;
         if (rows_ != 0)
             std::memmove(static_cast<void*>(col(cols_ - 1)), column, rows_ * sizeof(T));
