@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -33,8 +34,9 @@ public:
     bool __owned() const noexcept { return shift_ != not_owned; }
 
     /// Moves the elements to a larger block: at least `capacity`, 2 and `factor` times the present capacity.
-    /// The first `keep` elements are copied; the others are unspecified, or T's `__empty()` where T has one.
-    /// Returns false, with everything as it was, when there is no memory or a size does not fit.
+    /// The first `keep` elements, as far as there are so many and room for them, are copied; the others are
+    /// unspecified, or T's `__empty()` where T has one. Returns false, with everything as it was, when there is no
+    /// memory or a size does not fit.
     bool __grow(std::size_t capacity, std::size_t keep, std::size_t factor) noexcept;
 
     /// Lays the block over `n` elements of memory that it does not own.
@@ -71,9 +73,7 @@ bool vector_num<T, N>::__grow(std::size_t capacity, std::size_t keep, std::size_
     const std::size_t old = this->capacity();
     if (factor != 0 && old > std::numeric_limits<std::size_t>::max() / factor)
         return false;
-    std::size_t wanted = old * factor;
-    wanted = wanted < 2 ? 2 : wanted;
-    wanted = wanted < capacity ? capacity : wanted;
+    const std::size_t wanted = std::max<std::size_t>({old * factor, 2, capacity});
     std::size_t bytes = 0;
     if (!numcore::__byte_count(wanted, 1, sizeof(T), bytes))
         return false;
@@ -86,7 +86,7 @@ bool vector_num<T, N>::__grow(std::size_t capacity, std::size_t keep, std::size_
     const auto shift = static_cast<std::uint16_t>(misfit == 0 ? 0 : alignment - misfit);
     T* data = reinterpret_cast<T*>(block + shift);
     const std::size_t room = (bytes - shift) / sizeof(T);
-    keep = keep < old ? keep : old;
+    keep = std::min({keep, old, room});
     if (keep != 0)
         std::memcpy(static_cast<void*>(data), static_cast<const void*>(data_), keep * sizeof(T));
     if constexpr (has_empty<T>::value)
