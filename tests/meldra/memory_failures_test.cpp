@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "support/failing_alloc.h"
+#include "support/meshes.h"
+
+using namespace quorl;
+using namespace test;
+
+namespace {
+
+/// Calls attempt() with its first, second, ... allocation failing until it succeeds. Each failure has to give -199, an
+/// empty output and all memory back. Returns the number of failures.
+template <class Output, class Attempt>
+std::size_t fail_every_allocation(Output& output, Attempt attempt) {
+    output = Output();
+    const std::size_t blocks_before = live_blocks();
+    for (std::size_t k = 1; k < 100; ++k) {
+        fail_allocation(k);
+        const int status = attempt();
+        if (!stop_failing()) {
+            EXPECT_EQ(status, 0);
+            EXPECT_FALSE(output.empty());
+            return k - 1;
+        }
+        EXPECT_EQ(status, -199) << "allocation " << k;
+        EXPECT_TRUE(output.empty()) << "allocation " << k;
+        output = Output();
+        EXPECT_EQ(live_blocks(), blocks_before) << "allocation " << k;
+    }
+    ADD_FAILURE() << "never succeeds";
+    return 0;
+}
+
+} // namespace
+
+TEST(MeldraMemory, NeighborsWithoutMemoryGiveNothing) {
+    const dense2D<unsigned> mixed = ids({{0, 1, 2, 3, no_node, no_node, no_node, no_node}, {0, 1, 2, 3, 4, 5, 6, 7}});
+    for (const auto& [connect, type] :
+         {std::pair(ids({{0, 1, 2}, {2, 1, 3}}), ET_T3), std::pair(ids({{0, 1, 2, 3}, {2, 1, 0, 4}}), ET_TH4),
+          std::pair(mixed, ET_SOLID_MIX)}) {
+        const dense2D<unsigned>& elements = connect;
+        const element_type kind = type;
+        dense2D<unsigned> neighbors;
+        for (const bool strict : {false, true})
+            EXPECT_GE(fail_every_allocation(neighbors,
+                                            [&] {
+                                                neighbors = dense2D<unsigned>(); // a block of its own would be reused
+                                                return meldra::get_neighbors(elements, kind, strict, neighbors);
+                                            }),
+                      8u)
+                << "four arrays, each of a block and its elements";
+    }
+}
+
+TEST(MeldraMemory, ARefusedMeshTakesNoMemoryAlong) {
+    const dense2D<unsigned> three_times(4, 3, 5u);
+    const std::size_t blocks_before = live_blocks();
+    dense2D<unsigned> neighbors;
+    EXPECT_EQ(meldra::get_neighbors(three_times, ET_TH4, true, neighbors), -3);
+    EXPECT_EQ(live_blocks(), blocks_before);
+}
+
+TEST(MeldraMemory, AncestorsWithoutMemoryGiveNothing) {
+    const auto connect = ids({{0, 1, 2}, {2, 1, 3}});
+    dense1D<unsigned, 8> ancestors;
+    EXPECT_EQ(fail_every_allocation(ancestors, [&] { return meldra::get_ancestors(connect, ancestors); }), 2u);
+    ancestors = {7, 7};
+    fail_allocation(1);
+    EXPECT_EQ(meldra::get_ancestors(connect, ancestors), -199);
+    EXPECT_TRUE(stop_failing());
+    EXPECT_TRUE(ancestors.empty());
+}
+
+TEST(MeldraMemory, ChecksNeedNone) {
+    const auto connect = ids({{0, 1, 2}, {2, 1, 3}});
+    fail_allocation(1);
+    EXPECT_TRUE(meldra::check_IDs(connect, ET_T3, 4));
+    EXPECT_TRUE(meldra::check_IDs(connect, 4));
+    EXPECT_TRUE(meldra::check_IDs(connect.as_vector(), 4));
+    EXPECT_FALSE(stop_failing());
+}
