@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that this project needs and that are missing. When nothing is missing it asks no
+# server and prints nothing.
+#   scripts/setup.sh         all of it: build, tests, benchmarks, fuzzing, format and lint checks
+#   scripts/setup.sh demo    what the demonstration needs, for a short first run
+set -euo pipefail
+
+# Build, Python module and command.
+packages=(cmake ninja-build g++ pybind11-dev python3-dev
+    python3-numpy python3-meshio python3-matplotlib python3-click python3-rich)
+case "${1:-all}" in
+demo) ;;
+all)
+    packages+=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev python3-pytest
+        clang clang-format clang-tidy libclang-rt-14-dev libfuzzer-14-dev)
+    ;;
+*)
+    echo "usage: scripts/setup.sh [demo]" >&2
+    exit 2
+    ;;
+esac
+
+installed() {
+    [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
+}
+
+missing=()
+for package in "${packages[@]}"; do
+    installed "$package" || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+as_root=(env)
+if [ "$(id -u)" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+        echo "setup: root must install: ${missing[*]}" >&2
+        exit 1
+    fi
+    as_root=(sudo env)
+fi
+
+echo "setup: installing ${missing[*]}"
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+echo "setup: done"
