@@ -16,15 +16,18 @@ install(FILES ${PROJECT_BINARY_DIR}/meldra3d-config.cmake ${PROJECT_BINARY_DIR}/
 # find_package works on the build tree, too.
 export(EXPORT meldra3d-targets NAMESPACE quorl:: FILE ${PROJECT_BINARY_DIR}/meldra3d-targets.cmake)
 
-# The .pc file may stay relocatable only while the folders are relative to the prefix.
-foreach(kind LIBDIR INCLUDEDIR)
-  set(pc_${kind} "\${prefix}/${CMAKE_INSTALL_${kind}}")
-  if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
-    set(pc_${kind} "${CMAKE_INSTALL_${kind}}")
-  endif()
-endforeach()
-if(NOT BUILD_SHARED_LIBS)
-  set(pc_private_libs " -lstdc++ -lm")
+# The .pc file finds its prefix from its own place, so that an installation may be moved or made with another prefix
+# (cmake --install --prefix). That holds only while the folders are relative to the prefix.
+set(pc_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+set(pc_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+  set(pc_prefix ${CMAKE_INSTALL_PREFIX})
+  set(pc_libdir ${CMAKE_INSTALL_FULL_LIBDIR})
+  set(pc_includedir ${CMAKE_INSTALL_FULL_INCLUDEDIR})
+else()
+  file(RELATIVE_PATH way_up /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+  string(REGEX REPLACE "/$" "" way_up ${way_up})
+  set(pc_prefix "\${pcfiledir}/${way_up}")
 endif()
 configure_file(cmake/meldra3d.pc.in ${PROJECT_BINARY_DIR}/meldra3d.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/meldra3d.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
