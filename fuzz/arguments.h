@@ -80,7 +80,7 @@ public:
     unsigned id(unsigned nodes) {
         if (!rarely(24) && nodes != 0)
             return below(nodes);
-        return bytes_.PickValueInArray({no_node, nodes, nodes - 1, no_node - 1, 0x80000000u, 0u, 1u << 21});
+        return bytes_.PickValueInArray({no_node, nodes, nodes - 1, no_node - 1, 0x80000000u, 0u, 1u << 16});
     }
 
     dense2D<double> coordinates() {
