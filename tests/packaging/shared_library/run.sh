@@ -4,9 +4,9 @@
 set -euo pipefail
 library=$1
 
-# Types and demangled names of the defined dynamic symbols.
+# Demangled names of the defined dynamic symbols. Their types are left out: compilers differ on which are weak.
 exports() {
-    nm --dynamic --demangle --defined-only "$library" | cut -d' ' -f2- | LC_ALL=C sort -u
+    nm --dynamic --demangle --defined-only "$library" | cut -d' ' -f3- | LC_ALL=C sort -u
 }
 if [ "${2:-}" = --list ]; then
     exports
