@@ -91,3 +91,11 @@ TEST(GetAncestors, TheOutputMayShareStorageWithTheConnectivity) {
     EXPECT_EQ(entries_of(ancestors), (std::vector<unsigned>{none, 0, 1, 0}));
     EXPECT_EQ(entries(connect), (std::vector<unsigned>{3, 1, 2, 3}));
 }
+
+TEST(GetAncestors, MoreElementsThanIDsFailBeforeTheyAreRead) {
+    unsigned one = 0;
+    const auto connect = dense2D<unsigned>::view(&one, 1, std::size_t(1) << 32, 1);
+    list ancestors{7};
+    EXPECT_EQ(get_ancestors(connect, ancestors), -199);
+    EXPECT_TRUE(ancestors.empty());
+}

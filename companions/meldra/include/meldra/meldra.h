@@ -34,15 +34,16 @@ MELDRA3D_API bool check_IDs(const dense2D<unsigned int>& connect, element_type t
 ///
 /// Faces are those of the linear form of the type, in the order of docs/numbering.md; two faces are one when they are
 /// the same cycle of nodes read in either direction, so that inverted elements stay neighbours. A face of three nodes
-/// never matches one of four. A face that more than two elements share has no neighbour across it.
+/// never matches one of four. A face that occurs more than twice has no neighbour across it. An element folded onto
+/// itself, so that two of its faces are one, is its own neighbour across them.
 ///   connect     in    a connectivity that suits `type`
 ///   type        in    a surface or solid type: ET_FACE_MIX to ET_H27
-///   strict      in    refuse a mesh in which more than two elements share a face
+///   strict      in    refuse a mesh in which a face occurs more than twice
 ///   neighbors   out   cleared first; then (faces of the type) x (elements): row k is the element across face k, or
 ///                     `no_node` on the boundary and for the faces that a mixed column lacks
 /// Returns 0 (also for an empty connectivity), -1 when `connect` does not suit `type`, -2 when the type is neither a
-/// surface nor a solid, -3 when `strict` is set and a face is shared by more than two elements, -199 when memory ran
-/// out. On failure `neighbors` is empty. `neighbors` may share storage with `connect`.
+/// surface nor a solid, -3 when `strict` is set and a face occurs more than twice, -199 when memory ran out or there
+/// are more elements than IDs. On failure `neighbors` is empty. `neighbors` may share storage with `connect`.
 ///
 /// Method: the faces are distributed to partitions by a hash of their nodes, and matched partition by partition by
 /// open addressing inside the cache (a radix-partitioned hash join, Manegold, Boncz and Kersten 2002).
@@ -54,7 +55,8 @@ MELDRA3D_API int get_neighbors(const dense2D<unsigned int>& connect, element_typ
 ///   connect     in    a connectivity of any type; `no_node` is skipped
 ///   ancestors   out   cleared first; then one entry for every ID up to the largest in use (none when no node is in
 ///                     use): the element, or `no_node` for an ID that no element holds
-/// Returns 0, or -199 when memory ran out (`ancestors` is then empty). `ancestors` may share storage with `connect`.
+/// Returns 0, or -199 when memory ran out or there are more elements than IDs (`ancestors` is then empty).
+/// `ancestors` may share storage with `connect`.
 /// Linear in the entries of the connectivity and the largest ID.
 MELDRA3D_API int get_ancestors(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& ancestors);
 
