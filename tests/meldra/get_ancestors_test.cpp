@@ -99,3 +99,9 @@ TEST(GetAncestors, MoreElementsThanIDsFailBeforeTheyAreRead) {
     EXPECT_EQ(get_ancestors(connect, ancestors), -199);
     EXPECT_TRUE(ancestors.empty());
 }
+
+TEST(GetAncestors, ColumnsWithoutRowsHoldNoElement) {
+    list ancestors{7};
+    EXPECT_EQ(get_ancestors(dense2D<unsigned>(0, std::size_t(1) << 33), ancestors), 0);
+    EXPECT_TRUE(ancestors.empty());
+}

@@ -8,7 +8,7 @@ namespace quorl::meldra {
 
 int get_ancestors(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& ancestors) {
     ancestors.clear();
-    if (connect.cols() > no_node) // IDs would wrap
+    if (!connect.empty() && connect.cols() > no_node) // IDs would wrap
         return -199;
     const auto largest = meldra3d::detail::largest_id(connect);
     if (!largest)
