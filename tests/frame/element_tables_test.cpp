@@ -296,7 +296,7 @@ TEST(ElementTables, AMixedLinearColumnIsToldByItsFirstUnusedRow) {
 TEST(ElementTables, AMixedQuadraticColumnIsToldByTheRowsThatExist) {
     const std::pair<std::size_t, element_type> kinds[] = {{10, ET_TH10}, {13, ET_PY13}, {14, ET_PY14}, {15, ET_W15},
                                                           {18, ET_W18},  {20, ET_H20},  {27, ET_H27}};
-    for (const std::size_t rows : {13, 14, 15, 18, 20, 27})
+    for (const std::size_t rows : {13u, 14u, 15u, 18u, 20u, 27u})
         for (const auto& [nodes, kind] : kinds)
             if (nodes <= rows) {
                 EXPECT_EQ(kind_of(ET_SOLID_MIX_Q, column_of(nodes, rows)), kind) << nodes << " of " << rows << " rows";

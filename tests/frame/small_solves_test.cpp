@@ -116,7 +116,7 @@ double condition(const system3& s) {
 
 TEST(Solve3x3, SolvesBySmallWholeNumbersExactly) {
     const system3 s{{2, 1, 0, 0, 3, 1, 1, 0, 4}, {5, 7, 14}};
-    for (const unsigned iterations : {0, 1, 5}) {
+    for (const unsigned iterations : {0u, 1u, 5u}) {
         const solution3 found = solve(s, iterations);
         EXPECT_DOUBLE_EQ(found.det, 25);
         EXPECT_NEAR(found.x[0], 1, 4 * epsilon);
@@ -192,7 +192,7 @@ TEST(Solve3x3, RefinementHalvesResidualsOfNearlySingularSystems) {
 }
 
 TEST(Solve3x3, ASingularMatrixGivesZeros) {
-    for (const unsigned iterations : {0, 5})
+    for (const unsigned iterations : {0u, 5u})
         for (const system3& s : {system3{{}, {1, 2, 3}}, system3{{1, 2, 3, 4, 5, 6, 7, 8, 9}, {1, 2, 3}},
                                  system3{{1, 2, 3, 2, 4, 6, 0, 0, 1}, {1, 2, 3}}}) {
             const solution3 found = solve(s, iterations);

@@ -195,7 +195,7 @@ TEST(CheckIDs, WithoutNodesOnlyAnEmptyMatrixPasses) {
 
 TEST(CheckIDs, AnyEmptyMatrixPasses) {
     for (const int type : {-2147483647 - 1, -1, 0, 1, 4, 5, 12, 13, 14, 24, 25, 2147483647})
-        for (const std::size_t n : {0, 3, 7, 100}) {
+        for (const std::size_t n : {0u, 3u, 7u, 100u}) {
             EXPECT_TRUE(check_IDs(dense2D<unsigned>(n, 0), type_of(type), 0)) << type;
             EXPECT_TRUE(check_IDs(dense2D<unsigned>(0, n), type_of(type), 5)) << type;
         }
@@ -205,7 +205,7 @@ TEST(CheckIDs, AnyEmptyMatrixPasses) {
 
 TEST(CheckIDs, ATypeOutsideTheEnumerationHasNoElements) {
     for (const int type : {-2147483647 - 1, -1, 25, 26, 2147483647})
-        for (const std::size_t rows : {1, 4, 8, 27})
+        for (const std::size_t rows : {1u, 4u, 8u, 27u})
             EXPECT_FALSE(check_IDs(dense2D<unsigned>(rows, 1, 0u), type_of(type), 1)) << type;
 }
 
@@ -254,7 +254,7 @@ TEST(CheckIDs, ABadEntryOfALongListIsFoundWhereverItStands) {
     EXPECT_TRUE(check_IDs(list, 8));
     EXPECT_TRUE(check_IDs(matrix, 8));
     EXPECT_TRUE(check_IDs(as_window(matrix, 8u), 8));
-    for (const std::size_t k : {0, 1, 4095, 4096, 4097, 8191, 8192, 9999, 12287, 12288, 12292}) {
+    for (const std::size_t k : {0u, 1u, 4095u, 4096u, 4097u, 8191u, 8192u, 9999u, 12287u, 12288u, 12292u}) {
         list[k] = 8;
         EXPECT_FALSE(check_IDs(list, 8)) << k;
         list[k] = 7;

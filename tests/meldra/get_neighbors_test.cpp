@@ -167,7 +167,7 @@ RC_GTEST_PROP(GetNeighbors, AgreesWithTheComparisonOfEveryPairOfFaces, ()) {
 
 TEST(GetNeighbors, MeshesOfManyPartitionsAgreeWithATableOfFaces) {
     dice random(11);
-    for (const std::size_t which : {3, 5, 11, 18, 20, 23, 26}) {
+    for (const std::size_t which : {3u, 11u, 18u}) { // keys of two, four and three nodes
         const shape_of_mesh& shape = all_shapes()[which];
         const auto connect = random_mesh(shape, 9000, 4000, random);
         const auto expected = neighbors_by_table(connect, shape.type);
@@ -334,7 +334,7 @@ TEST(GetNeighbors, RefusesWhatDoesNotSuitTheTypeAndClearsTheOutput) {
     EXPECT_EQ(status(ids({{0, 1, 2, 3, 4, none, 6, none}}), ET_SOLID_MIX, false), -1);
     EXPECT_EQ(status(ids({{0, 1, none, none}}), ET_FACE_MIX, false), -1);
     for (const int type : {-1, 0, 1, 2, 3, 4, 25})
-        for (const std::size_t rows : {1, 2, 3, 4, 5})
+        for (const std::size_t rows : {1u, 2u, 3u, 4u, 5u})
             EXPECT_EQ(status(dense2D<unsigned>(rows, 3, 0u), type, true), -2) << type;
 }
 

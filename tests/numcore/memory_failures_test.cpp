@@ -83,7 +83,7 @@ TEST(ArrayMemory, AListOperationWithoutMemoryChangesNothing) {
 }
 
 TEST(ArrayMemory, AFailedResizeKeepsContentsAndDimensions) {
-    for (const std::size_t k : {1, 2}) {
+    for (const std::size_t k : {1u, 2u}) {
         matrix m = columns<int>({{1, 2, 3}, {4, 5, 6}});
         const std::vector<int> before = entries(m);
         for (const auto& [name, operation] : growing_matrix_operations) {
