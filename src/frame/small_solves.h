@@ -47,7 +47,7 @@ inline double solve3x3_refined(const double (&m)[9], double (&r)[3], unsigned it
 }
 
 /// Solves a 2 x 2 system (row i, column j in mij) whose reciprocal determinant the caller knows. Up to `iterations`
-/// refinements. When the reciprocal is 0 or NaN, x is 0.
+/// refinements. When the reciprocal is 0 or NaN, x is 0. x must not be r.
 inline void solve2x2_refined(double m00, double m10, double m01, double m11, double reciprocal, const double (&r)[2],
                              double (&x)[2], unsigned iterations) {
     x[0] = x[1] = 0;

@@ -39,6 +39,7 @@ TEST(MaxNodeId, WithoutNodesDependsOnHowTheMatrixIsStored) {
     EXPECT_EQ(max_node_id(dense2D<unsigned>(4, 0)), none);
     EXPECT_EQ(max_node_id(dense2D<unsigned>(0, 4)), none);
     EXPECT_EQ(max_node_id(dense2D<unsigned>(4, 2, none)), none);
+    EXPECT_EQ(max_node_id(dense2D<unsigned>(8, 3, 7u).sub(0, 1, 4, 0)), 0u);
     EXPECT_EQ(max_node_id(as_window(dense2D<unsigned>(4, 2, none), 7u)), 0u);
     EXPECT_EQ(max_node_id(dense2D<unsigned>()) + 1, 0u) << "its users count nodes this way";
 }

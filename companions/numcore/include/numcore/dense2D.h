@@ -131,10 +131,12 @@ public:
     /// Deep copy into storage of its own; the copy is contiguous.
     bool copy(const dense2D& other) noexcept {
         dense2D own(other);
-        if (own.empty())
+        if (own.empty()) {
             own.storage_ = nullptr;
-        else if (!own.__move_to_new_block(other.rows_, other.cols_, other.size_))
+            own.__set(other.rows_, other.cols_, other.rows_);
+        } else if (!own.__move_to_new_block(other.rows_, other.cols_, other.size_)) {
             return false;
+        }
         __swap(own);
         return true;
     }
@@ -164,7 +166,7 @@ public:
             window.storage_ = storage_;
             window.start_ = start_ + row0 + col0 * ld_;
         }
-        window.__set(rows, cols, rows != 0 && cols != 0 ? ld_ : rows);
+        window.__set(rows, cols, ld_);
         return window;
     }
 
