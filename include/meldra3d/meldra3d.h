@@ -8,6 +8,7 @@
 
 #include <meldra/meldra.h>
 #include <meldra3d/extrude.h>
+#include <meldra3d/flip.h>
 #include <meldra3d/measure.h>
 #include <meldra3d/version.h>
 #include <numcore/numcore.h>
