@@ -12,6 +12,7 @@ from .draw import draw
 from .elements import NO_NODE, ElementType
 from .extrude import Sweep, extrude_translate
 from .files import MeshFileError, MeshFileWarning, read, write
+from .flip import flip, flip_H8, flip_TH4, flip_W6
 from .measures import volume
 from .mesh import Mesh
 from .topology import ancestors, neighbors
@@ -26,6 +27,10 @@ __all__ = [
     "ancestors",
     "draw",
     "extrude_translate",
+    "flip",
+    "flip_H8",
+    "flip_TH4",
+    "flip_W6",
     "neighbors",
     "read",
     "version",

@@ -26,6 +26,7 @@ from . import (
 from .draw import PICTURES, VIEWS
 from .elements import SHAPES
 from .files import check_target
+from .flip import reverse
 from .measures import areas, signed_volumes
 
 _FAILURE = 2
@@ -235,6 +236,62 @@ def _check_path_options(
         raise click.UsageError("--sizes: both must be greater than 0, and finite")
     if even and sizes is None:
         raise click.UsageError("--even goes with --sizes")
+
+
+# ---- flip ----
+
+
+@_commands.command("flip", short_help="Turn solids round.")
+@click.argument("file")
+@click.argument("output")
+@click.option(
+    "--kind",
+    "names",
+    type=click.Choice([kind.name for kind in SHAPES], case_sensitive=False),
+    multiple=True,
+    metavar="KIND",
+    help="Turn round the solids of this kind alone, such as TH4, PY13, W6 or H20; may be given again. Without it all"
+    " solids are.",
+)
+def flip_command(file: str, output: str, names: Tuple[str, ...]) -> None:
+    """Turn the solids of FILE round, so that their volumes change sign, and write the mesh to OUTPUT.
+
+    Vertices change places within each element, and the nodes on its edges and faces move along with them. All the
+    rest goes to OUTPUT as it is: nodes, values, faces, edges and solids of other kinds. Only solids can be turned round.
+
+    \b
+    Examples:
+      meldra3d flip inverted.vtu direct.vtu
+      meldra3d flip part.msh part.msh --kind TH10 --kind PY14
+    """
+    check_target(output)
+    with _working(f"reading {file}"):
+        mesh = read(file).split()
+    chosen = _solids_to_flip(file, mesh, [ElementType[name.upper()] for name in names])
+    turned = [(kind, reverse(kind, cells) if kind in chosen else cells) for kind, cells in mesh.blocks]
+    flipped = Mesh(mesh.points, turned, mesh.point_data, mesh.cell_data)
+    with _working(f"writing {output}"):
+        write(output, flipped)
+    rows = [
+        (SHAPES[kind].name, f"{count:,}", "turned round" if kind in chosen else "as they were")
+        for kind, count in flipped.counts().items()
+    ]
+    rows.append(("volume", f"{_volume(flipped):.9g}", "of the solids"))
+    _show(output, rows, _inverted(flipped))
+
+
+def _solids_to_flip(file: str, mesh: Mesh, named: List[ElementType]) -> List[ElementType]:
+    """The kinds to turn round: those named, or all solids. What is not there or is no solid is refused."""
+    present = mesh.counts()
+    for kind in named:
+        if SHAPES[kind].dimension != 3:
+            raise click.UsageError(f"--kind: {SHAPES[kind].name} cannot be turned round, only solids can")
+        if kind not in present:
+            raise click.ClickException(f"{file}: has no {SHAPES[kind].name}")
+    chosen = named or [kind for kind in present if SHAPES[kind].dimension == 3]
+    if not chosen:
+        raise click.ClickException(f"{file}: has no solids to turn round")
+    return chosen
 
 
 # ---- draw ----

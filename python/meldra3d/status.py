@@ -35,6 +35,10 @@ STATUS: Dict[str, Dict[int, Tuple[str, str]]] = {
     "extrude_translate by sizes": _BY_SIZES,
     "extrude_translate by layers, in full": {**_BY_LAYERS, **_SIDES_AND_CAP},
     "extrude_translate by layers": _BY_LAYERS,
+    "flip": {-2: ("kind", "does not have elements of this many columns")},
+    "flip_TH4": {-1: ("cells", "must have 4 columns")},
+    "flip_W6": {-1: ("cells", "must have 6 columns")},
+    "flip_H8": {-1: ("cells", "must have 8 columns")},
     "volume": {
         -1: ("points", "must have 3 columns"),
         -2: ("cells", "are not linear solids on these points"),

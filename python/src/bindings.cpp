@@ -158,6 +158,40 @@ py::tuple volume(const points_array& points, const ids_array& cells) {
     return py::make_tuple(status, total);
 }
 
+/// Runs `call(connect)`, which changes a connectivity in place, on a copy. Gives (status, cells).
+template <class Call>
+py::tuple change_copy(const ids_array& cells, Call call) {
+    const ids given = lay_over(cells);
+    ids connect;
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        if (!connect.copy(given))
+            throw std::bad_alloc();
+        // A view of no memory has lost the dimensions of its array.
+        connect.resize(static_cast<std::size_t>(cells.shape(1)), static_cast<std::size_t>(cells.shape(0)));
+        status = call(connect);
+    }
+    return py::make_tuple(status, hand_out(connect));
+}
+
+void add_flips(py::module_& module) {
+    using namespace quorl::meldra3d;
+    module.def(
+        "flip",
+        [](const ids_array& cells, int kind) {
+            return change_copy(cells,
+                               [kind](ids& connect) { return flip(connect, static_cast<quorl::element_type>(kind)); });
+        },
+        as_it_is("cells"), py::arg("kind"));
+    module.def(
+        "flip_TH4", [](const ids_array& cells) { return change_copy(cells, flip_TH4); }, as_it_is("cells"));
+    module.def(
+        "flip_W6", [](const ids_array& cells) { return change_copy(cells, flip_W6); }, as_it_is("cells"));
+    module.def(
+        "flip_H8", [](const ids_array& cells) { return change_copy(cells, flip_H8); }, as_it_is("cells"));
+}
+
 py::tuple get_neighbors(const ids_array& cells, int kind, bool strict) {
     const ids connect = lay_over(cells);
     ids neighbors;
@@ -224,6 +258,7 @@ PYBIND11_MODULE(_core, module) {
     module.def("version", &quorl::meldra3d::version);
     add_element_types(module);
     add_extrude_translate(module);
+    add_flips(module);
     module.def("volume", &volume, as_it_is("points"), as_it_is("cells"));
     module.def("get_neighbors", &get_neighbors, as_it_is("cells"), py::arg("kind"), py::arg("strict"));
     module.def("get_ancestors", &get_ancestors, as_it_is("cells"));

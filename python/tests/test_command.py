@@ -8,10 +8,11 @@ import sys
 
 import numpy as np
 import pytest
+from reference_elements import OURS, assert_is_ours, raw_element, six_volumes
 
 from meldra3d import Mesh, read, write
 from meldra3d.command import main
-from meldra3d.elements import NO_NODE
+from meldra3d.elements import NO_NODE, SHAPES
 from meldra3d.elements import ElementType as K
 
 POINTS = [[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0], [2, 0.5, 0]]
@@ -49,6 +50,7 @@ UP = ["--direction", "0", "0", "1"]
 FAILURES = {
     "no such file": (["info", "nowhere.vtu"], "nowhere.vtu: no such file"),
     "no such file to sweep": (["extrude", "translate", "nowhere.vtu", "out.vtu", *UP, "--layers", "1"], "no such file"),
+    "no such file to flip": (["flip", "nowhere.vtu", "out.vtu"], "nowhere.vtu: no such file"),
     "no such file to draw": (["draw", "nowhere.vtu", "out.png"], "no such file"),
     "a folder": (["info", "."], "is a directory"),
     "unknown kind of file": (["info", "notes.txt"], "unknown kind of file '.txt'"),
@@ -82,6 +84,13 @@ FAILURES = {
     "absurdly small sizes": ([*SWEEP, *UP, "--sizes", "1e-300", "1e-300"], "not enough memory"),
     "absurdly many layers": ([*SWEEP, *UP, "--layers", "4294967295"], "not enough memory"),
     "even without sizes": ([*SWEEP, *UP, "--layers", "2", "--even"], "--even goes with --sizes"),
+    "no solids to flip": (["flip", "s.vtu", "out.vtu"], "s.vtu: has no solids to turn round"),
+    "faces to flip": (["flip", "t.vtu", "out.vtu", "--kind", "T3"], "--kind: triangles cannot be turned round, only"),
+    "solids to flip that are not there": (["flip", "t.vtu", "out.vtu", "--kind", "TH4", "--kind", "h20"],
+                                          "t.vtu: has no 20-node hexahedra"),
+    "solids to flip of no kind": (["flip", "t.vtu", "out.vtu", "--kind", "TH5"], "'TH5' is not one of"),
+    "a flipped output that cannot hold solids": (["flip", "t.vtu", "out.off"], "a .off file cannot hold tetrahedra"),
+    "a flipped output of unknown kind": (["flip", "t.vtu", "out.doc"], "'.doc'"),
     "an unknown command": (["blow"], "No such command 'blow'"),
     "an unknown sweep": (["extrude", "bend"], "No such command 'bend'"),
     "an unknown option": (["info", "s.vtu", "--fast"], "No such option"),
@@ -102,6 +111,7 @@ def test_a_failure_is_one_line_with_status_2_and_leaves_nothing(folder, capfd, n
     (folder / "nan.obj").write_text("v 0 0 0\nv nan 0 0\nv 0 1 0\nf 1 2 3\n")
     (folder / "notes.txt").write_text("hello")
     write("edges.vtu", Mesh([[0, 0, 0], [1, 0, 0]], [(K.EDGE2, [[0, 1]])]))
+    write("t.vtu", Mesh(np.eye(4)[:, 1:], [(K.TH4, [[0, 2, 1, 3]])]))
     write("q.vtu", Mesh(np.random.default_rng(1).random((6, 3)), [(K.T6, [range(6)])]))
     before = {path.name: path.read_bytes() for path in folder.iterdir()}
     status, out, err = run(capfd, *arguments)
@@ -187,8 +197,6 @@ def test_info_warns_of_inverted_elements(folder, capfd):
 
 
 def test_info_of_quadratic_solids_measures_their_vertices(folder, capfd):
-    from reference_elements import raw_element, six_volumes
-
     x = raw_element(K.H20, "ours")
     write("q.vtu", Mesh(x, [(K.H20, [range(20)])]))
     _, out, _ = run(capfd, "info", "q.vtu")
@@ -273,6 +281,95 @@ def test_what_the_output_has_no_place_for_is_a_warning(folder, capfd):
     assert status == 0 and err == "meldra3d: warning: out.inp: the format has no place for heat\n"
 
 
+# ---- flip ----
+
+ALL_SOLIDS = [kind for kind in OURS if SHAPES[kind].dimension == 3]
+
+
+def one_of_each(kinds):
+    """A mesh of one element of each kind, apart from one another, with its values."""
+    x = [raw_element(kind, "ours") + [3.0 * k, 0, 0] for k, kind in enumerate(kinds)]
+    ends = np.cumsum([len(nodes) for nodes in x])
+    blocks = [(kind, [range(end - len(nodes), end)]) for kind, nodes, end in zip(kinds, x, ends)]
+    points = np.concatenate(x)
+    return Mesh(points, blocks, {"heat": points[:, 0]}, {"part": [[int(kind)] for kind in kinds]})
+
+
+def assert_is_reversed(kind, x):
+    """Check that a mirror image of the nodes of an element is a direct one with all nodes where they belong."""
+    assert_is_ours(kind, x * [1, 1, -1])
+
+
+@pytest.mark.parametrize("extension", ["vtu", "msh"])
+def test_flip_turns_every_kind_of_solid_round_with_all_its_nodes(folder, capfd, extension):
+    kinds = [kind for kind in ALL_SOLIDS if extension == "msh" or kind is not K.PY14]
+    before = one_of_each(kinds)
+    write(f"in.{extension}", before)
+    status, out, err = run(capfd, "flip", f"in.{extension}", f"out.{extension}")
+    assert (status, err) == (0, "")
+    after = read(f"out.{extension}")
+    np.testing.assert_array_equal(after.points, before.points)
+    np.testing.assert_array_equal(after.point_data["heat"], before.point_data["heat"])
+    assert [kind for kind, _ in after.blocks] == kinds
+    assert [int(values[0]) for values in after.cell_data["part"]] == [int(kind) for kind in kinds]
+    total = 0.0
+    for (kind, old), (_, new) in zip(before.blocks, after.blocks):
+        assert sorted(new[0]) == sorted(old[0])
+        assert_is_ours(kind, after.points[old[0]])
+        assert_is_reversed(kind, after.points[new[0]])
+        total += six_volumes(kind, after.points[new[0]]) / 6
+    words = [line.split() for line in out.splitlines()]
+    assert ["27-node", "hexahedra", "1", "turned", "round"] in words
+    assert ["volume", f"{total:.9g}", "of", "the", "solids"] in words
+    assert "warning: inverted, with negative volume: 1 of 1 tetrahedra, 1 of 1 10-node tetrahedra" in out
+
+
+@pytest.mark.parametrize("extension", ["vtu", "vtk", "msh", "mesh", "inp"])
+def test_flip_turns_linear_solids_round_in_every_format(folder, capfd, extension):
+    kinds = [K.TH4, K.W6, K.H8] + ([K.PY5] if extension != "inp" else [])
+    write(f"in.{extension}", Mesh(one_of_each(kinds).points, one_of_each(kinds).blocks))
+    assert run(capfd, "flip", f"in.{extension}", f"out.{extension}")[0] == 0
+    mesh = read(f"out.{extension}")
+    assert sorted(mesh.counts()) == sorted(kinds)
+    for kind, cells in mesh.blocks:
+        assert_is_reversed(kind, mesh.points[cells[0]])
+
+
+def test_flip_turns_only_the_kinds_asked_for(folder, capfd):
+    kinds = [K.TH4, K.TH10, K.H20]
+    write("in.vtu", one_of_each(kinds))
+    status, out, _ = run(capfd, "flip", "in.vtu", "out.vtu", "--kind", "th10", "--kind", "H20")
+    assert status == 0
+    before, after = read("in.vtu").blocks, read("out.vtu").blocks
+    same = {kind: (old == new).all() for (kind, old), (_, new) in zip(before, after)}
+    assert same == {K.TH4: True, K.TH10: False, K.H20: False}
+    words = [line.split() for line in out.splitlines()]
+    assert ["tetrahedra", "1", "as", "they", "were"] in words
+    assert ["20-node", "hexahedra", "1", "turned", "round"] in words
+    assert out.splitlines()[-1].endswith(": 1 of 1 10-node tetrahedra, 1 of 1 20-node hexahedra")
+
+
+def test_flip_leaves_faces_and_edges_as_they_are(folder, capfd):
+    write("more.vtu", WITH_MORE)
+    status, out, _ = run(capfd, "flip", "more.vtu", "out.vtu")
+    assert status == 0
+    for (kind, old), (other, new) in zip(read("more.vtu").blocks, read("out.vtu").blocks):
+        assert kind is other and (old == new).all() == (kind is not K.TH4)
+    words = [line.split() for line in out.splitlines()]
+    for name in ("edges", "triangles", "quadrangles"):
+        assert [name, "1", "as", "they", "were"] in words
+
+
+def test_flip_mends_inverted_elements_in_place(folder, capfd):
+    corners = [[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]]
+    write("t.vtu", Mesh(corners, [(K.TH4, [[0, 1, 2, 3]])]))
+    status, out, _ = run(capfd, "flip", "t.vtu", "t.vtu")
+    assert status == 0 and "warning" not in out
+    words = [line.split() for line in out.splitlines()]
+    assert ["volume", f"{1 / 6:.9g}", "of", "the", "solids"] in words
+    assert_is_ours(K.TH4, read("t.vtu").points[read("t.vtu").blocks[0][1][0]] * 2)
+
+
 # ---- draw, help, terminal ----
 
 
@@ -291,6 +388,7 @@ def test_draw_writes_a_picture_and_says_nothing(folder, capfd):
         (["info", "--help"], "meldra3d info part.vtu"),
         (["extrude", "--help"], "meldra3d extrude translate section.msh part.vtu"),
         (["extrude", "translate", "-h"], "--sizes 0.5 4 --even"),
+        (["flip", "--help"], "meldra3d flip inverted.vtu direct.vtu"),
         (["draw", "--help"], "--by region --view top"),
     ],
 )

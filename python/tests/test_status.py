@@ -3,7 +3,18 @@
 import numpy as np
 import pytest
 
-from meldra3d import NO_NODE, _core, ancestors, extrude_translate, neighbors, volume
+from meldra3d import (
+    NO_NODE,
+    _core,
+    ancestors,
+    extrude_translate,
+    flip,
+    flip_H8,
+    flip_TH4,
+    flip_W6,
+    neighbors,
+    volume,
+)
 from meldra3d.elements import ElementType as K
 from meldra3d.status import STATUS, check
 
@@ -167,6 +178,22 @@ def test_neighbors_names_the_argument():
         with pytest.raises(ValueError, match="^" + name):
             neighbors(cells, kind, strict)
     assert (neighbors(fan, K.T3) == NO_NODE).all()
+
+
+@pytest.mark.parametrize("kind,columns", [(K.H8, 20), (K.SOLID_MIX, 8), (K.TH4, 0), (K.T3, 4), (-1, 4), (25, 27)])
+def test_flip_names_the_kind(kind, columns):
+    status, flipped = _core.flip(ids(columns), int(kind))
+    assert status == -2 and flipped.shape == (1, columns)
+    with pytest.raises(ValueError, match="^kind: does not have elements of this many columns$"):
+        flip(ids(columns), kind)
+
+
+@pytest.mark.parametrize("call,columns", [(flip_TH4, 4), (flip_W6, 6), (flip_H8, 8)])
+def test_flips_of_one_kind_name_the_cells(call, columns):
+    for wrong in (0, columns - 1, columns + 1, 20):
+        assert getattr(_core, call.__name__)(ids(wrong))[0] == -1
+        with pytest.raises(ValueError, match=f"^cells: must have {columns} columns$"):
+            call(ids(wrong))
 
 
 def test_every_row_of_the_table_raises_its_argument_and_reason():
