@@ -1,0 +1,119 @@
+// The distinct edges of a mesh of tetrahedra, numbered in order of first appearance: with the library's hashed table,
+// with two others, and (only listed, in the order of their nodes) by sorting. All start without knowing the number.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+#ifdef MELDRA3D_HAS_HOPSCOTCH
+#include <tsl/hopscotch_map.h>
+#endif
+
+#include "bench_meshes.h"
+#include "frame/element_tables.h"
+#include "frame/elfes.h"
+#include "frame/hbuckets.h"
+
+namespace {
+
+using namespace quorl;
+using namespace quorl::meldra3d::detail;
+using bench::mesh;
+using bench::order;
+
+constexpr auto& edges_of_element = tetrahedron_record.edge;
+constexpr std::size_t edges_each = tetrahedron_record.edges;
+
+std::size_t with_hbuckets(const dense2D<unsigned>& connect) {
+    using table_type = hbuckets<keyed<elfes::edge2, unsigned>>;
+    constexpr std::size_t elements_each = table_type::block / edges_each;
+    table_type table;
+    if (!table.init(23, 23, 1.0))
+        return 0;
+    std::array<table_type::probe, table_type::block> probes;
+    for (std::size_t first = 0; first < connect.cols(); first += elements_each) {
+        std::size_t n = 0;
+        for (std::size_t j = first; j < std::min(first + elements_each, connect.cols()); ++j)
+            for (std::size_t k = 0; k < edges_each; ++k) {
+                const auto [a, b] = edges_of_element[k];
+                probes[n].key = {{connect(a, j), connect(b, j)}};
+                probes[n].hash = probes[n].key.hash();
+                ++n;
+            }
+        table.locate(probes.data(), n);
+        for (std::size_t k = 0; k < n; ++k)
+            if (!table.insert(probes[k], {probes[k].key, unsigned(table.size())}))
+                return 0;
+    }
+    return std::size_t(table.size());
+}
+
+std::uint64_t packed(unsigned a, unsigned b) {
+    return std::uint64_t(std::min(a, b)) << 32 | std::max(a, b);
+}
+
+/// The mixing steps of SplitMix (Steele, Lea and Flood 2014): all bits of the edge reach all bits of the hash, as
+/// tables of 2^k buckets need.
+struct packed_hash {
+    std::size_t operator()(std::uint64_t edge) const {
+        edge = (edge ^ edge >> 30) * 0xBF58476D1CE4E5B9u;
+        edge = (edge ^ edge >> 27) * 0x94D049BB133111EBu;
+        return edge ^ edge >> 31;
+    }
+};
+
+template <class Map>
+std::size_t with_map(const dense2D<unsigned>& connect) {
+    Map map;
+    for (std::size_t j = 0; j < connect.cols(); ++j)
+        for (std::size_t k = 0; k < edges_each; ++k) {
+            const auto [a, b] = edges_of_element[k];
+            map.insert({packed(connect(a, j), connect(b, j)), unsigned(map.size())});
+        }
+    return map.size();
+}
+
+std::size_t by_sorting(const dense2D<unsigned>& connect) {
+    std::vector<std::uint64_t> edges;
+    edges.reserve(edges_each * connect.cols());
+    for (std::size_t j = 0; j < connect.cols(); ++j)
+        for (std::size_t k = 0; k < edges_each; ++k) {
+            const auto [a, b] = edges_of_element[k];
+            edges.push_back(packed(connect(a, j), connect(b, j)));
+        }
+    std::sort(edges.begin(), edges.end());
+    return std::size_t(std::unique(edges.begin(), edges.end()) - edges.begin());
+}
+
+void BM_edges_TH4(benchmark::State& state, order o, std::size_t (*build)(const dense2D<unsigned>&)) {
+    const auto n = std::size_t(state.range(0));
+    const mesh m = bench::tetrahedra(unsigned(n), o);
+    std::size_t edges = 0;
+    for (auto _ : state)
+        edges = build(m.connect);
+    // Along the axes, over the diagonals of the cells' faces and through the cells.
+    if (edges != 3 * n * (n + 1) * (n + 1) + 3 * n * n * (n + 1) + n * n * n)
+        state.SkipWithError("wrong number of edges");
+    state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
+}
+
+} // namespace
+
+// n = 55 is 998,250 tetrahedra with 1,206,535 edges.
+#define EDGES_OF(o, name, build)                                                                                       \
+    BENCHMARK_CAPTURE(BM_edges_TH4, name / o, order::o, build)->Arg(27)->Arg(55)->Unit(benchmark::kMillisecond)
+
+EDGES_OF(grid, hbuckets, with_hbuckets);
+EDGES_OF(grid, unordered_map, (with_map<std::unordered_map<std::uint64_t, unsigned, packed_hash>>));
+EDGES_OF(grid, sorting, by_sorting);
+EDGES_OF(shuffled, hbuckets, with_hbuckets);
+EDGES_OF(shuffled, unordered_map, (with_map<std::unordered_map<std::uint64_t, unsigned, packed_hash>>));
+EDGES_OF(shuffled, sorting, by_sorting);
+#ifdef MELDRA3D_HAS_HOPSCOTCH
+EDGES_OF(grid, hopscotch_map, (with_map<tsl::hopscotch_map<std::uint64_t, unsigned, packed_hash>>));
+EDGES_OF(shuffled, hopscotch_map, (with_map<tsl::hopscotch_map<std::uint64_t, unsigned, packed_hash>>));
+#endif

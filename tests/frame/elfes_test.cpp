@@ -1,0 +1,86 @@
+#include "frame/elfes.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+
+using quorl::no_node;
+using namespace quorl::elfes;
+
+namespace {
+
+// The hash as its formula stands, in plain steps.
+constexpr std::uint64_t share(std::uint32_t id) {
+    const std::uint32_t mixed = id ^ 0x811C9DC5u;
+    return std::uint64_t(mixed);
+}
+
+constexpr std::uint64_t fnv_prime = 0x01000193u;
+
+} // namespace
+
+TEST(EdgeKeys, HashIsTheProductOfTheSum) {
+    for (const auto& [a, b] : {std::array{5u, 9u}, {0u, 1u}, {no_node - 1, no_node - 2}, {0x7EE3623Au, 0x7EE3623Bu}}) {
+        EXPECT_EQ((edge2{{a, b}}.hash()), (share(a) + share(b)) * fnv_prime);
+        EXPECT_EQ((edge2{{a, b}}.hash()), (edge2{{b, a}}.hash()));
+    }
+    // Each ID is mixed in 32 bits and only then widened: two such shares need 33 bits.
+    EXPECT_EQ((edge2{{0x7EE3623Au, 0x7EE3623Au}}.hash()), 0x1FFFFFFFEu * fnv_prime);
+}
+
+TEST(EdgeKeys, AreEqualInBothDirections) {
+    const edge2 edge{{5, 9}};
+    EXPECT_TRUE(edge == edge);
+    EXPECT_TRUE((edge == edge2{{9, 5}}));
+    EXPECT_FALSE((edge == edge2{{5, 5}}));
+    EXPECT_FALSE((edge == edge2{{9, 9}}));
+    EXPECT_FALSE((edge == edge2{{5, 8}}));
+    EXPECT_TRUE((edge2{{3, 3}} == edge2{{3, 3}}));
+}
+
+TEST(TriangleKeys, AllReadingsAreEqual) {
+    std::array<unsigned, 3> ids{2, 4, 7};
+    do {
+        EXPECT_TRUE((faceT3{ids} == faceT3{{7, 2, 4}}));
+        EXPECT_EQ(faceT3{ids}.hash(), (share(2) + share(4) + share(7)) * fnv_prime);
+        EXPECT_FALSE((faceT3{ids} == faceT3{{7, 2, 5}}));
+        EXPECT_TRUE((face_mix{{ids[0], ids[1], ids[2], no_node}} == face_mix{{4, 2, 7, no_node}}));
+        EXPECT_EQ((face_mix{{ids[0], ids[1], ids[2], no_node}}).hash(), faceT3{ids}.hash());
+    } while (std::next_permutation(ids.begin(), ids.end()));
+}
+
+TEST(QuadrangleKeys, EightOfTwentyFourReadingsAreEqual) {
+    std::array<unsigned, 4> ids{1, 2, 3, 4};
+    unsigned equal = 0;
+    do {
+        // The cycle is the same when the same nodes are across from each other.
+        const auto place = [&](unsigned id) { return std::find(ids.begin(), ids.end(), id) - ids.begin(); };
+        const bool same = (place(1) + 2) % 4 == place(3);
+        EXPECT_EQ((faceQ4{ids} == faceQ4{{1, 2, 3, 4}}), same);
+        EXPECT_EQ((faceQ4{{1, 2, 3, 4}} == faceQ4{ids}), same);
+        EXPECT_EQ((face_mix{ids} == face_mix{{1, 2, 3, 4}}), same);
+        EXPECT_EQ(faceQ4{ids}.hash(), (share(1) + share(2) + share(3) + share(4)) * fnv_prime);
+        EXPECT_EQ(face_mix{ids}.hash(), faceQ4{ids}.hash());
+        equal += same;
+    } while (std::next_permutation(ids.begin(), ids.end()));
+    EXPECT_EQ(equal, 8u);
+    EXPECT_TRUE((faceQ4{{1, 2, 3, 4}} == faceQ4{{3, 2, 1, 4}}));
+    EXPECT_FALSE((faceQ4{{1, 3, 2, 4}} == faceQ4{{1, 2, 3, 4}}));
+}
+
+TEST(FaceKeys, ATriangleNeverEqualsAQuadrangle) {
+    for (const unsigned fourth : {1u, 3u, 4u, 0u}) {
+        EXPECT_FALSE((face_mix{{1, 2, 3, no_node}} == face_mix{{1, 2, 3, fourth}}));
+        EXPECT_FALSE((face_mix{{1, 2, 3, fourth}} == face_mix{{1, 2, 3, no_node}}));
+    }
+}
+
+TEST(FaceKeys, ACycleBeginsAtTheFirstOfItsSmallestNodes) {
+    EXPECT_TRUE((faceQ4{{1, 1, 2, 3}} == faceQ4{{1, 1, 2, 3}}));
+    EXPECT_TRUE((faceQ4{{1, 1, 2, 3}} == faceQ4{{1, 3, 2, 1}}));
+    // The same cycle of nodes, but one reads 1, 1, 2, 3 and the other 1, 2, 3, 1.
+    EXPECT_FALSE((faceQ4{{1, 1, 2, 3}} == faceQ4{{1, 2, 3, 1}}));
+    EXPECT_TRUE((faceT3{{6, 5, 6}} == faceT3{{5, 6, 6}}));
+    EXPECT_FALSE((faceT3{{6, 5, 6}} == faceT3{{5, 5, 6}}));
+}
