@@ -11,7 +11,7 @@ packages=(cmake ninja-build g++ pybind11-dev python3-dev
 case "${1:-all}" in
 demo) ;;
 all)
-    packages+=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev python3-pytest
+    packages+=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-hopscotch-map-dev python3-pytest
         clang clang-format clang-tidy libclang-rt-14-dev libfuzzer-14-dev)
     ;;
 *)
