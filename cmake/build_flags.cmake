@@ -21,3 +21,16 @@ function(meldra3d_add_part name)
   target_include_directories(meldra3d PUBLIC $<BUILD_INTERFACE:${arg_INCLUDES}>)
   target_sources(meldra3d PRIVATE $<TARGET_OBJECTS:meldra3d_${name}>)
 endfunction()
+
+# Links a test or a benchmark to the library: as callers see it or, with INTERNALS, to its objects, which show what the
+# shared library hides.
+function(meldra3d_link target internals)
+  if(NOT internals)
+    target_link_libraries(${target} PRIVATE quorl::meldra3d)
+    return()
+  endif()
+  target_sources(${target} PRIVATE
+    $<TARGET_OBJECTS:meldra3d_core> $<TARGET_OBJECTS:meldra3d_meldra> $<TARGET_OBJECTS:meldra3d_numcore>)
+  target_include_directories(${target} PRIVATE
+    $<TARGET_PROPERTY:meldra3d,INCLUDE_DIRECTORIES> ${PROJECT_SOURCE_DIR}/src)
+endfunction()
