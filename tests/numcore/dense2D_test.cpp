@@ -373,6 +373,17 @@ TEST(Dense2D, AWindowOutsideTheMatrixIsEmpty) {
     expect_dimensions(m.sub(5, 1, 0, 5), 0, 5);
 }
 
+TEST(Dense2D, AWindowWithoutRowsGrowsLikeAnyOther) {
+    const matrix m = numbered(3, 4);
+    matrix window = m.sub(0, 1, 0, 3);
+    EXPECT_EQ(window.ld(), 3u);
+    EXPECT_TRUE(window.__resize_rows(2, 5, 8));
+    expect_dimensions(window, 2, 5);
+    for (std::size_t j = 0; j < 3; ++j)
+        EXPECT_EQ(std::vector<int>(window.col(j), window.col(j) + 2), (std::vector<int>{8, 8}));
+    EXPECT_EQ(entries(m), entries(numbered(3, 4)));
+}
+
 TEST(Dense2D, AsAListSharesItsElements) {
     matrix m = numbered(3, 2);
     auto list = m.as_vector();

@@ -246,7 +246,7 @@ private:
         if (!block || !block->__grow(std::max(capacity, rows * cols), 0, 1))
             return false;
         const std::size_t kept_rows = std::min(rows, rows_);
-        const std::size_t kept_cols = std::min(cols, cols_);
+        const std::size_t kept_cols = size_ == 0 ? 0 : std::min(cols, cols_);
         if (kept_rows == rows && kept_rows == ld_)
             std::copy_n(data(), kept_rows * kept_cols, block->data());
         else
