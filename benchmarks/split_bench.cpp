@@ -1,4 +1,5 @@
-// The flips, beside changing every entry of the same memory in place.
+// The flips, beside changing every entry of the same memory in place; the cut along quadrangles, beside copying the
+// connectivity.
 
 #include <benchmark/benchmark.h>
 
@@ -50,6 +51,51 @@ int flip_type(dense2D<unsigned>& connect) {
     return meldra3d::flip(connect, Type);
 }
 
+/// Hexahedra, and the quadrangles of every layer-th level of the grid.
+struct cut_mesh {
+    bench::mesh solids;
+    dense2D<unsigned> quadrangles{4, 0};
+    dense1D<unsigned, 8> diagonals;
+
+    cut_mesh(unsigned n, unsigned layer, bench::order o) : solids(bench::hexahedra(n, o)) {
+        const auto& connect = solids.connect;
+        for (std::size_t j = 0; j < connect.cols(); ++j)
+            if (std::lround(solids.pos(2, connect(0, j))) % layer == 0) {
+                quadrangles.append(connect.col(j)); // its base
+                diagonals.push_back(0);
+            }
+    }
+};
+
+void BM_copy(benchmark::State& state, bench::order o) {
+    const bench::mesh m = bench::hexahedra(unsigned(state.range(0)), o);
+    for (auto _ : state) {
+        dense2D<unsigned> out(8, 0);
+        out.reserve(8, m.connect.cols(), 1);
+        for (std::size_t j = 0; j < m.connect.cols(); ++j)
+            out.append(m.connect.col(j));
+        benchmark::DoNotOptimize(out.data());
+    }
+    state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
+}
+
+void BM_split_solid_Q4(benchmark::State& state, unsigned layer, bench::order o) {
+    const cut_mesh m(unsigned(state.range(0)), layer, o);
+    std::size_t failures = 0;
+    std::size_t pieces = 0;
+    for (auto _ : state) {
+        dense2D<double> pos = m.solids.pos;
+        dense2D<unsigned> out;
+        dense1D<unsigned, 8> failed;
+        meldra3d::split_solid_Q4(pos, m.solids.connect, m.quadrangles, m.diagonals, 0, failed, out);
+        failures += failed.size();
+        pieces = out.cols();
+    }
+    if (failures != 0 || pieces <= m.solids.connect.cols())
+        state.SkipWithError("wrong cut");
+    state.SetItemsProcessed(state.iterations() * std::int64_t(m.solids.connect.cols()));
+}
+
 } // namespace
 
 // Within the second-level cache, and far beyond what one core holds.
@@ -69,3 +115,13 @@ PAIR(SOLID_MIX, 27, flip_type<ET_SOLID_MIX>);
 PAIR(flip_TH4, 4, meldra3d::flip_TH4);
 PAIR(flip_W6, 6, meldra3d::flip_W6);
 PAIR(flip_H8, 8, meldra3d::flip_H8);
+
+#define CUT(o)                                                                                                         \
+    BENCHMARK_CAPTURE(BM_copy, o, bench::order::o)->Arg(80)->Unit(benchmark::kMillisecond);                            \
+    BENCHMARK_CAPTURE(BM_split_solid_Q4, one level / o, 1000, bench::order::o)                                         \
+        ->Arg(80)                                                                                                      \
+        ->Unit(benchmark::kMillisecond);                                                                               \
+    BENCHMARK_CAPTURE(BM_split_solid_Q4, every level / o, 1, bench::order::o)->Arg(80)->Unit(benchmark::kMillisecond)
+
+CUT(grid);
+CUT(shuffled);

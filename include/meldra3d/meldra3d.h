@@ -10,5 +10,6 @@
 #include <meldra3d/extrude.h>
 #include <meldra3d/flip.h>
 #include <meldra3d/measure.h>
+#include <meldra3d/split.h>
 #include <meldra3d/version.h>
 #include <numcore/numcore.h>

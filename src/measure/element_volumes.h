@@ -5,6 +5,8 @@
 // then goes through the very operations of the other, in the same order.
 namespace quorl::meldra3d::detail {
 
+inline constexpr double one_sixth = 0.16666666666666666;
+
 template <class Real>
 struct point {
     Real x, y, z;

@@ -198,7 +198,7 @@ int volume(const dense2D<double>& pos, const dense2D<unsigned int>& connectM, do
             return -2;
         sum = add_block(columns, pos, sum);
     }
-    vol = sum * 0.16666666666666666;
+    vol = sum * one_sixth;
     return 0;
 }
 
