@@ -218,10 +218,10 @@ def shape_tables(shape, record, rows):
                   [[e, joined(edge), row_of["edge"][frozenset(edge)]] for e, edge in enumerate(record["edges"])])
     if shape in SURFACES:
         return edges
-    head, centres = ["face", "nodes, as a cycle"], row_of["face"]
+    head, centres = ["face", "nodes, as a cycle", "its nodes in higher order along"], row_of["face"]
     if centres:
         head.append(f"centre row ({full})")
-    faces = [[f, joined(face)] + ([centres.get(frozenset(face), "")] if centres else [])
+    faces = [[f, joined(face), joined(record["face_nodes"][f])] + ([centres.get(frozenset(face), "")] if centres else [])
              for f, face in enumerate(record["faces"])]
     return table(head, faces) + "\n\n" + edges
 

@@ -9,15 +9,22 @@ using namespace quorl::meldra3d::detail;
 
 namespace {
 
-void print_shape(const char* name, const shape_record& record, bool last = false) {
-    std::printf("  \"%s\": {\"nodes\": %u, \"faces\": [", name, record.nodes);
-    for (unsigned f = 0; f < record.faces; ++f) {
+void print_cycles(const char* name, const std::array<face_cycle, 6>& cycles, unsigned count) {
+    std::printf("\"%s\": [", name);
+    for (unsigned f = 0; f < count; ++f) {
         std::printf("%s[", f == 0 ? "" : ", ");
-        for (unsigned k = 0; k < record.face[f].size; ++k)
-            std::printf("%s%u", k == 0 ? "" : ", ", record.face[f].node[k]);
+        for (unsigned k = 0; k < cycles[f].size; ++k)
+            std::printf("%s%u", k == 0 ? "" : ", ", cycles[f].node[k]);
         std::printf("]");
     }
-    std::printf("], \"edges\": [");
+    std::printf("], ");
+}
+
+void print_shape(const char* name, const shape_record& record, bool last = false) {
+    std::printf("  \"%s\": {\"nodes\": %u, ", name, record.nodes);
+    print_cycles("faces", record.face, record.faces);
+    print_cycles("face_nodes", record.face_nodes, record.faces);
+    std::printf("\"edges\": [");
     for (unsigned e = 0; e < record.edges; ++e)
         std::printf("%s[%u, %u]", e == 0 ? "" : ", ", record.edge[e][0], record.edge[e][1]);
     std::printf("]}%s\n", last ? "" : ",");

@@ -7,6 +7,7 @@
 /// out. Nothing throws, prints or keeps state; concurrent calls on distinct matrices are safe. IDs count from zero.
 
 #include <meldra/meldra.h>
+#include <meldra3d/convert.h>
 #include <meldra3d/extrude.h>
 #include <meldra3d/flip.h>
 #include <meldra3d/measure.h>

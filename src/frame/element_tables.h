@@ -63,20 +63,24 @@ struct face_cycle {
 using node_pair = std::array<unsigned, 2>;
 
 /// The vertices, faces and edges of a shape. Edge k of a quadratic kind carries the node of row `nodes` + k.
+/// In elements of higher order the nodes of an edge run from its first vertex to its second, and those of a solid's
+/// face k are listed along the cycle `face_nodes[k]`: the same cycle as `face[k]`, but it may begin elsewhere and run
+/// back.
 struct shape_record {
     unsigned nodes;
     unsigned faces;
     std::array<face_cycle, 6> face;
     unsigned edges;
     std::array<node_pair, 12> edge;
+    std::array<face_cycle, 6> face_nodes;
 };
 
 // Edges of a triangle are numbered by the opposite vertex, edges of a quadrangle from their first vertex.
 inline constexpr shape_record triangle_record{
-    3, 3, {{{2, {1, 2}}, {2, {2, 0}}, {2, {0, 1}}}}, 3, {{{1, 2}, {2, 0}, {0, 1}}}};
+    3, 3, {{{2, {1, 2}}, {2, {2, 0}}, {2, {0, 1}}}}, 3, {{{1, 2}, {2, 0}, {0, 1}}}, {}};
 
 inline constexpr shape_record quadrangle_record{
-    4, 4, {{{2, {0, 1}}, {2, {1, 2}}, {2, {2, 3}}, {2, {3, 0}}}}, 4, {{{0, 1}, {1, 2}, {2, 3}, {3, 0}}}};
+    4, 4, {{{2, {0, 1}}, {2, {1, 2}}, {2, {2, 3}}, {2, {3, 0}}}}, 4, {{{0, 1}, {1, 2}, {2, 3}, {3, 0}}}, {}};
 
 // Face k of a tetrahedron is opposite vertex k. Direct (positive volume): 0, 1, 2 turn clockwise seen from 3. The other
 // solids are direct when their base turns counter-clockwise seen from the opposite nodes.
@@ -84,7 +88,8 @@ inline constexpr shape_record tetrahedron_record{4,
                                                  4,
                                                  {{{3, {1, 2, 3}}, {3, {2, 0, 3}}, {3, {0, 1, 3}}, {3, {2, 1, 0}}}},
                                                  6,
-                                                 {{{1, 2}, {2, 0}, {0, 1}, {0, 3}, {1, 3}, {2, 3}}}};
+                                                 {{{1, 2}, {2, 0}, {0, 1}, {0, 3}, {1, 3}, {2, 3}}},
+                                                 {{{3, {1, 2, 3}}, {3, {2, 0, 3}}, {3, {0, 1, 3}}, {3, {2, 1, 0}}}}};
 
 // Base 0, 1, 2, 3; apex 4.
 inline constexpr shape_record pyramid_record{
@@ -92,7 +97,8 @@ inline constexpr shape_record pyramid_record{
     5,
     {{{3, {0, 4, 1}}, {3, {1, 4, 2}}, {3, {2, 4, 3}}, {3, {3, 4, 0}}, {4, {0, 1, 2, 3}}}},
     8,
-    {{{0, 4}, {1, 4}, {2, 4}, {3, 4}, {0, 1}, {1, 2}, {2, 3}, {3, 0}}}};
+    {{{0, 4}, {1, 4}, {2, 4}, {3, 4}, {0, 1}, {1, 2}, {2, 3}, {3, 0}}},
+    {{{3, {0, 1, 4}}, {3, {1, 2, 4}}, {3, {2, 3, 4}}, {3, {3, 0, 4}}, {4, {0, 1, 2, 3}}}}};
 
 // Triangles 0, 1, 2 and 3, 4, 5; vertex 3 above 0, 4 above 1, 5 above 2.
 inline constexpr shape_record wedge_record{
@@ -100,7 +106,8 @@ inline constexpr shape_record wedge_record{
     5,
     {{{3, {0, 1, 2}}, {3, {3, 5, 4}}, {4, {2, 1, 4, 5}}, {4, {0, 2, 5, 3}}, {4, {1, 0, 3, 4}}}},
     9,
-    {{{0, 3}, {1, 4}, {2, 5}, {1, 2}, {2, 0}, {0, 1}, {4, 5}, {5, 3}, {3, 4}}}};
+    {{{0, 3}, {1, 4}, {2, 5}, {1, 2}, {2, 0}, {0, 1}, {4, 5}, {5, 3}, {3, 4}}},
+    {{{3, {0, 1, 2}}, {3, {3, 4, 5}}, {4, {1, 2, 5, 4}}, {4, {2, 0, 3, 5}}, {4, {0, 1, 4, 3}}}}};
 
 // Quadrangles 0, 1, 2, 3 and 4, 5, 6, 7; vertex 4 above 0, and so on.
 inline constexpr shape_record hexahedron_record{
@@ -113,7 +120,13 @@ inline constexpr shape_record hexahedron_record{
       {4, {0, 1, 2, 3}},
       {4, {4, 7, 6, 5}}}},
     12,
-    {{{0, 1}, {1, 2}, {2, 3}, {3, 0}, {4, 5}, {5, 6}, {6, 7}, {7, 4}, {0, 4}, {1, 5}, {2, 6}, {3, 7}}}};
+    {{{0, 1}, {1, 2}, {2, 3}, {3, 0}, {4, 5}, {5, 6}, {6, 7}, {7, 4}, {0, 4}, {1, 5}, {2, 6}, {3, 7}}},
+    {{{4, {0, 3, 7, 4}},
+      {4, {1, 2, 6, 5}},
+      {4, {0, 1, 5, 4}},
+      {4, {2, 3, 7, 6}},
+      {4, {0, 1, 2, 3}},
+      {4, {4, 5, 6, 7}}}}};
 
 /// The record of a surface or solid shape, or null for the others.
 constexpr const shape_record* find_record(shape form) {
@@ -162,13 +175,18 @@ constexpr unsigned rows_of(element_type type) {
     return element_records[std::size_t(type)].rows;
 }
 
-/// The kind of a column of `rows` entries of a mixed connectivity.
-constexpr element_type kind_of_column(const mixed_record& record, const unsigned* column, std::size_t rows) {
+/// The place, among the kinds of a mixed type, of the kind of a column of `rows` entries.
+constexpr unsigned kind_place(const mixed_record& record, const unsigned* column, std::size_t rows) {
     unsigned k = 0;
     for (; k + 1 < record.kinds; ++k)
         if (rows_of(record.kind[k]) >= rows || column[rows_of(record.kind[k])] == no_node)
             break;
-    return record.kind[k];
+    return k;
+}
+
+/// The kind of a column of `rows` entries of a mixed connectivity.
+constexpr element_type kind_of_column(const mixed_record& record, const unsigned* column, std::size_t rows) {
+    return record.kind[kind_place(record, column, rows)];
 }
 
 // What must hold of the tables, whoever edits them.
@@ -202,7 +220,30 @@ constexpr bool is_closed(const shape_record& record) {
     return steps == 2 * record.edges;
 }
 
+/// The nodes of each face are listed along its own cycle, from any vertex on and in either direction.
+constexpr bool lists_face_nodes(const shape_record& record) {
+    for (unsigned f = 0; f < record.faces; ++f) {
+        const face_cycle& face = record.face[f];
+        const face_cycle& listed = record.face_nodes[f];
+        if (listed.size != face.size)
+            return false;
+        bool matches = false;
+        for (unsigned start = 0; start < face.size; ++start)
+            for (const unsigned step : {1u, face.size - 1}) {
+                bool same = true;
+                for (unsigned k = 0; k < face.size; ++k)
+                    same = same && listed.node[k] == face.node[(start + k * step) % face.size];
+                matches = matches || same;
+            }
+        if (!matches)
+            return false;
+    }
+    return true;
+}
+
 static_assert(records_are_in_order());
+static_assert(lists_face_nodes(tetrahedron_record) && lists_face_nodes(pyramid_record) &&
+              lists_face_nodes(wedge_record) && lists_face_nodes(hexahedron_record));
 static_assert(is_closed(tetrahedron_record) && is_closed(pyramid_record) && is_closed(wedge_record) &&
               is_closed(hexahedron_record));
 
