@@ -4,6 +4,28 @@
 
 namespace quorl::meldra3d {
 
+/// Cuts linear tetrahedra, wedges and hexahedra into hexahedra: 4, 6 and 8 of each, one around each vertex.
+///
+/// Each hexahedron has the vertex, the new middles of the element's edges there, the new centres of its faces there and
+/// its new centre. Elements that share an edge or a face share its node. Planar faces keep the volume.
+///   pos        in/out     3 x nodes; the new nodes are appended, as `convert_into_high_order` numbers them with one
+///                         node everywhere
+///   connect    in         4 rows: tetrahedra; 6: wedges; 8: wedges and hexahedra, `no_node` in the unused rows of
+///                         wedges; 5 rows (pyramids) get their nodes but give no hexahedra
+///   connectH8  appended   8 rows: the hexahedra of one element after another, in the order of its vertices
+///   faces      in         9 rows: quadrangles that have their middles and centre already (Q9), to be used again; may
+///                         be empty, and must be for 4 rows of `connect`
+///   edges      in         3 rows: edges that have their middle already, behind their ends; may be empty
+/// Returns, in the order tested: 0 when `connect` is empty; -1 when `pos` has not 3 rows; -2 when `connect` is
+/// malformed or names a node beyond `pos`; -3 when `connectH8` is neither empty nor of 8 rows; -4 when `faces` is not
+/// of 9 rows or names a node beyond `pos`, -5 likewise for 3 rows of `edges`; -2 when an 8-row `connect` holds a
+/// tetrahedron or a pyramid; -199 when memory ran out or the given faces do not suit the elements. Nothing is changed
+/// after -1 to -5; after -199 `connectH8` is as before, but `pos` may have grown.
+/// Linear in the elements; the working memory is that of the conversion and its result.
+MELDRA3D_API int split_into_H8(dense2D<double>& pos, const dense2D<unsigned int>& connect,
+                               dense2D<unsigned int>& connectH8, dense2D<unsigned int>& faces,
+                               dense2D<unsigned int>& edges);
+
 /// Cuts linear solids so that chosen quadrangles of theirs become two triangles each.
 ///
 /// An element that has one of the quadrangles as a face is replaced by smaller elements; its other faces stay as they
