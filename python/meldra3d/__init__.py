@@ -15,6 +15,7 @@ from .files import MeshFileError, MeshFileWarning, read, write
 from .flip import flip, flip_H8, flip_TH4, flip_W6
 from .measures import volume
 from .mesh import Mesh
+from .split import SplitQ4, split_solid_Q4
 from .topology import ancestors, neighbors
 
 __all__ = [
@@ -23,6 +24,7 @@ __all__ = [
     "Mesh",
     "MeshFileError",
     "MeshFileWarning",
+    "SplitQ4",
     "Sweep",
     "ancestors",
     "draw",
@@ -33,6 +35,7 @@ __all__ = [
     "flip_W6",
     "neighbors",
     "read",
+    "split_solid_Q4",
     "version",
     "volume",
     "write",

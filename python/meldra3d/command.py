@@ -28,6 +28,7 @@ from .elements import SHAPES
 from .files import check_target
 from .flip import reverse
 from .measures import areas, signed_volumes
+from .split import cut_quadrangles
 
 _FAILURE = 2
 
@@ -292,6 +293,84 @@ def _solids_to_flip(file: str, mesh: Mesh, named: List[ElementType]) -> List[Ele
     if not chosen:
         raise click.ClickException(f"{file}: has no solids to turn round")
     return chosen
+
+
+# ---- split ----
+
+
+@_commands.group(short_help="Cut elements into smaller ones.")
+def split() -> None:
+    """Cut elements into smaller ones.
+
+    \b
+    Example:
+      meldra3d split diagonals part.vtu cut.vtu
+    """
+
+
+@split.command("diagonals", short_help="Cut quadrangles in two, and the solids beside them.")
+@click.argument("file")
+@click.argument("output")
+@click.option(
+    "--by",
+    metavar="NAME",
+    help="Values on the quadrangles that choose the diagonal: 0 from the first node to the third, 1 from the second to"
+    " the fourth. Without it each takes its shorter one.",
+)
+@click.option(
+    "--min-volume",
+    type=float,
+    default=0.0,
+    show_default=True,
+    metavar="V",
+    help="Every piece of a solid must have a larger volume.",
+)
+def diagonals_command(file: str, output: str, by: Optional[str], min_volume: float) -> None:
+    """Cut each quadrangle of FILE in two triangles, and the linear solids beside it so that they fit.
+
+    The solids on both sides of a quadrangle are cut along the same diagonal; their other faces stay as they are, and so
+    do all other elements. Values on elements pass to their pieces. Where solids are cut around a new node, it takes the
+    mean of the values on the nodes around it. Nothing is written when a solid cannot be cut.
+
+    \b
+    Examples:
+      meldra3d split diagonals part.vtu cut.vtu
+      meldra3d split diagonals part.msh cut.msh --by diagonal --min-volume 1e-9
+    """
+    if np.isnan(min_volume):
+        raise click.UsageError("--min-volume: must be a number")
+    check_target(output)
+    with _working(f"reading {file}"):
+        mesh = read(file).split()
+    quadrangles = [b for b, (kind, _) in enumerate(mesh.blocks) if kind is ElementType.Q4]
+    if not quadrangles:
+        raise click.ClickException(f"{file}: has no quadrangles to cut")
+    diagonals = _chosen_diagonals(file, mesh, quadrangles, by)
+    with _working("cutting"):
+        try:
+            cut = cut_quadrangles(mesh, diagonals, min_volume)
+        except ValueError as error:
+            raise click.ClickException(f"{file}: {error}") from None
+    with _working(f"writing {output}"):
+        write(output, cut)
+    rows = [("nodes", f"{len(cut.points):,}", f"{len(cut.points) - len(mesh.points):,} of them new")]
+    rows += [(SHAPES[kind].name, f"{number:,}", "") for kind, number in cut.counts().items()]
+    rows += [("cut quadrangles", f"{len(diagonals):,}", ""), ("volume", f"{_volume(cut):.9g}", "of the solids")]
+    _show(output, rows, _inverted(cut))
+
+
+def _chosen_diagonals(file: str, mesh: Mesh, quadrangles: List[int], by: Optional[str]) -> np.ndarray:
+    """The diagonal of each quadrangle: by values on them, or the shorter one."""
+    if by is None:
+        corners = mesh.points[np.concatenate([mesh.blocks[b][1] for b in quadrangles])]
+        first = np.linalg.norm(corners[:, 2] - corners[:, 0], axis=1)
+        return np.asarray(np.linalg.norm(corners[:, 3] - corners[:, 1], axis=1) < first, dtype=np.intp)
+    if by not in mesh.cell_data:
+        raise click.ClickException(f"{file}: there are no values {by!r} on elements")
+    values = np.concatenate([mesh.cell_data[by][b] for b in quadrangles])
+    if values.ndim != 1 or not np.isin(values, (0, 1)).all():
+        raise click.ClickException(f"{file}: the values {by!r} on quadrangles must be 0 or 1")
+    return values.astype(np.intp)
 
 
 # ---- draw ----

@@ -59,6 +59,16 @@ py::array_t<T> hand_out(dense2D<T>& matrix, const void* given = nullptr) {
     return py::array_t<T>(shape, kept.release()->data(), owner);
 }
 
+/// The same of a list.
+py::array_t<unsigned int> hand_out(dense1D<unsigned int, 8>& list) {
+    const auto size = static_cast<py::ssize_t>(list.size());
+    if (size == 0)
+        return py::array_t<unsigned int>(0);
+    auto kept = std::make_unique<dense1D<unsigned int, 8>>(std::move(list));
+    const py::capsule owner(kept.get(), [](void* held) { delete static_cast<dense1D<unsigned int, 8>*>(held); });
+    return py::array_t<unsigned int>(size, kept.release()->data(), owner);
+}
+
 direction as_direction(const points_array& array) {
     if (array.size() != 3)
         throw py::value_error("expected three numbers");
@@ -192,6 +202,25 @@ void add_flips(py::module_& module) {
         "flip_H8", [](const ids_array& cells) { return change_copy(cells, flip_H8); }, as_it_is("cells"));
 }
 
+py::tuple split_solid_Q4(const points_array& points, const ids_array& cells, const ids_array& quadrangles,
+                         const ids_array& diagonals, double min_volume) {
+    dense2D<double> pos = lay_over(points);
+    const ids solids = lay_over(cells);
+    const ids faces = lay_over(quadrangles);
+    const auto bits = dense1D<unsigned int, 8>::view(const_cast<unsigned int*>(diagonals.data()),
+                                                     static_cast<std::size_t>(diagonals.size()));
+    dense1D<unsigned int, 8> failed;
+    ids pieces;
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = quorl::meldra3d::split_solid_Q4(pos, solids, faces, bits, min_volume, failed, pieces);
+    }
+    if (pieces.empty())
+        pieces.resize(8, 0);
+    return py::make_tuple(status, hand_out(pos, points.data()), hand_out(pieces), hand_out(failed));
+}
+
 py::tuple get_neighbors(const ids_array& cells, int kind, bool strict) {
     const ids connect = lay_over(cells);
     ids neighbors;
@@ -205,17 +234,13 @@ py::tuple get_neighbors(const ids_array& cells, int kind, bool strict) {
 
 py::tuple get_ancestors(const ids_array& cells) {
     const ids connect = lay_over(cells);
-    auto ancestors = std::make_unique<dense1D<unsigned int, 8>>();
+    dense1D<unsigned int, 8> ancestors;
     int status = 0;
     {
         const py::gil_scoped_release unlocked;
-        status = quorl::meldra::get_ancestors(connect, *ancestors);
+        status = quorl::meldra::get_ancestors(connect, ancestors);
     }
-    const auto size = static_cast<py::ssize_t>(ancestors->size());
-    if (size == 0)
-        return py::make_tuple(status, py::array_t<unsigned int>(0));
-    const py::capsule owner(ancestors.get(), [](void* held) { delete static_cast<dense1D<unsigned int, 8>*>(held); });
-    return py::make_tuple(status, py::array_t<unsigned int>(size, ancestors.release()->data(), owner));
+    return py::make_tuple(status, hand_out(ancestors));
 }
 
 void add_element_types(py::module_& module) {
@@ -259,6 +284,8 @@ PYBIND11_MODULE(_core, module) {
     add_element_types(module);
     add_extrude_translate(module);
     add_flips(module);
+    module.def("split_solid_Q4", &split_solid_Q4, as_it_is("points"), as_it_is("cells"), as_it_is("quadrangles"),
+               as_it_is("diagonals"), py::arg("min_volume"));
     module.def("volume", &volume, as_it_is("points"), as_it_is("cells"));
     module.def("get_neighbors", &get_neighbors, as_it_is("cells"), py::arg("kind"), py::arg("strict"));
     module.def("get_ancestors", &get_ancestors, as_it_is("cells"));

@@ -10,13 +10,22 @@ import numpy as np
 import pytest
 from reference_elements import OURS, assert_is_ours, raw_element, six_volumes
 
-from meldra3d import Mesh, read, write
+from meldra3d import Mesh, neighbors, read, write
 from meldra3d.command import main
 from meldra3d.elements import NO_NODE, SHAPES
 from meldra3d.elements import ElementType as K
+from meldra3d.measures import areas, signed_volumes
 
 POINTS = [[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0], [2, 0.5, 0]]
 SURFACE = Mesh(POINTS, [(K.Q4, [[0, 1, 2, 3]]), (K.T3, [[1, 4, 2]])], cell_data={"part": [[4], [9]]})
+# two cubes with the quadrangle between them; the first lists it as 1, 5, 6, 2, the second as 1, 2, 6, 5
+TWO_CUBES = Mesh(
+    [[x, y, z] for z in (0, 1) for x, y in ((0, 0), (1, 0), (1, 1), (0, 1))]
+    + [[2, y, z] for z in (0, 1) for y in (0, 1)],
+    [(K.H8, [[0, 1, 2, 3, 4, 5, 6, 7], [1, 8, 9, 2, 5, 10, 11, 6]]), (K.Q4, [[6, 5, 1, 2]]), (K.T3, [[0, 3, 7]])],
+    point_data={"x": [0, 1, 1, 0, 0, 1, 1, 0, 2, 2, 2, 2.0], "number": range(12)},
+    cell_data={"part": [[4, 5], [9], [3]], "bit": [[7, 7], [1], [7]]},
+)
 # edges and a solid beside the faces, as meshers write them
 WITH_MORE = Mesh(POINTS + [[0, 0, -1]], [(K.EDGE2, [[0, 1]]), *SURFACE.blocks, (K.TH4, [[0, 2, 1, 5]])])
 
@@ -91,6 +100,15 @@ FAILURES = {
     "solids to flip of no kind": (["flip", "t.vtu", "out.vtu", "--kind", "TH5"], "'TH5' is not one of"),
     "a flipped output that cannot hold solids": (["flip", "t.vtu", "out.off"], "a .off file cannot hold tetrahedra"),
     "a flipped output of unknown kind": (["flip", "t.vtu", "out.doc"], "'.doc'"),
+    "no quadrangles to cut": (["split", "diagonals", "t.vtu", "out.vtu"], "t.vtu: has no quadrangles to cut"),
+    "no values to choose diagonals by": (["split", "diagonals", "s.vtu", "out.vtu", "--by", "bit"], "no values 'bit'"),
+    "values that choose no diagonal": (["split", "diagonals", "s.vtu", "out.vtu", "--by", "part"], "must be 0 or 1"),
+    "a smallest volume that is no number": (["split", "diagonals", "s.vtu", "out.vtu", "--min-volume", "nan"],
+                                            "--min-volume: must be a number"),
+    "solids that cannot be cut": (["split", "diagonals", "c.vtu", "out.vtu", "--min-volume", "9"],
+                                  "c.vtu: 2 solids cannot be cut into pieces of more than 9, the first of them that of"
+                                  " nodes 0, 1, 2, 3, 4, 5, 6, 7$"),
+    "quadratic solids to cut": (["split", "diagonals", "h20.vtu", "out.vtu"], "h20.vtu: holds 20-node hexahedra, but"),
     "an unknown command": (["blow"], "No such command 'blow'"),
     "an unknown sweep": (["extrude", "bend"], "No such command 'bend'"),
     "an unknown option": (["info", "s.vtu", "--fast"], "No such option"),
@@ -111,6 +129,9 @@ def test_a_failure_is_one_line_with_status_2_and_leaves_nothing(folder, capfd, n
     (folder / "nan.obj").write_text("v 0 0 0\nv nan 0 0\nv 0 1 0\nf 1 2 3\n")
     (folder / "notes.txt").write_text("hello")
     write("edges.vtu", Mesh([[0, 0, 0], [1, 0, 0]], [(K.EDGE2, [[0, 1]])]))
+    write("c.vtu", TWO_CUBES)
+    h20 = raw_element(K.H20, "ours")
+    write("h20.vtu", Mesh(h20, [(K.H20, [range(20)]), (K.Q4, [[0, 1, 2, 3]])]))
     write("t.vtu", Mesh(np.eye(4)[:, 1:], [(K.TH4, [[0, 2, 1, 3]])]))
     write("q.vtu", Mesh(np.random.default_rng(1).random((6, 3)), [(K.T6, [range(6)])]))
     before = {path.name: path.read_bytes() for path in folder.iterdir()}
@@ -370,6 +391,78 @@ def test_flip_mends_inverted_elements_in_place(folder, capfd):
     assert_is_ours(K.TH4, read("t.vtu").points[read("t.vtu").blocks[0][1][0]] * 2)
 
 
+# ---- split diagonals ----
+
+
+def diagonal_ends(triangles):
+    """The two nodes that two triangles share."""
+    first, second = (set(map(int, t)) for t in triangles)
+    return first & second
+
+
+@pytest.mark.parametrize("arguments,ends", [([], {1, 6}), (["--by", "bit"], {2, 5})])
+def test_split_diagonals_cuts_a_quadrangle_and_both_solids_along_one_diagonal(folder, capfd, arguments, ends):
+    points = TWO_CUBES.points.copy()
+    points[6, 2] = 0.8  # now 1-6 is shorter than 2-5; the quadrangle begins at node 6 and runs 6, 5, 1, 2
+    write("c.vtu", Mesh(points, TWO_CUBES.blocks, TWO_CUBES.point_data, TWO_CUBES.cell_data))
+    status, out, err = run(capfd, "split", "diagonals", "c.vtu", "out.vtu", *arguments)
+    assert (status, err) == (0, "")
+    cut = read("out.vtu")
+    assert cut.counts() == {K.T3: 3, K.TH4: 4, K.PY5: 10}
+    np.testing.assert_array_equal(cut.points[:12], points)
+    for part in (4, 5):  # of each solid, the two tetrahedra
+        (pair,) = [cells[values == part] for (kind, cells), values in zip(cut.blocks, cut.cell_data["part"])
+                   if kind is K.TH4 and (values == part).any()]  # fmt: skip
+        assert diagonal_ends([set(t) & {1, 2, 5, 6} for t in pair]) == ends
+    (halves,) = [cells[values == 9] for (kind, cells), values in zip(cut.blocks, cut.cell_data["part"])
+                 if kind is K.T3 and (values == 9).any()]  # fmt: skip
+    assert diagonal_ends(halves) == ends
+    before = np.cross(points[5] - points[6], points[1] - points[6])
+    for a, b, c in halves:
+        assert np.dot(np.cross(points[b] - points[a], points[c] - points[a]), before) > 0
+    words = [line.split() for line in out.splitlines()]
+    assert ["nodes", "14", "2", "of", "them", "new"] in words and ["cut", "quadrangles", "1"] in words
+
+
+def test_split_diagonals_passes_values_on(folder, capfd):
+    write("c.vtu", TWO_CUBES)
+    assert run(capfd, "split", "diagonals", "c.vtu", "out.vtu")[0] == 0
+    cut = read("out.vtu")
+    np.testing.assert_allclose(cut.point_data["x"], [*TWO_CUBES.point_data["x"], 0.5, 1.5])
+    assert cut.point_data["number"].tolist() == [*range(12), 0, 0]
+    for (kind, cells), values in zip(cut.blocks, cut.cell_data["part"]):
+        if kind in (K.TH4, K.PY5):
+            centres = cut.points[cells].mean(axis=1)
+            assert ((centres[:, 0] > 1) == (values == 5)).all()
+
+
+def test_split_diagonals_leaves_no_gap_between_solids(folder, capfd):
+    assert run(capfd, *SWEEP, *UP, "--layers", "3")[0] == 0
+    swept = read("out.vtu")
+    sides = [[1, 2, 7, 6], [6, 11, 12, 7], [2, 4, 9, 7], [0, 1, 6, 5], [5, 6, 7, 8]]
+    write("in.vtu", Mesh(swept.points, [*swept.blocks, (K.Q4, sides)]))
+    status, out, _ = run(capfd, "split", "diagonals", "in.vtu", "cut.vtu")
+    assert status == 0 and "warning" not in out
+    cut = read("cut.vtu")
+    solids = np.concatenate([
+        np.pad(cells, ((0, 0), (0, 8 - cells.shape[1])), constant_values=NO_NODE)
+        for kind, cells in cut.blocks if SHAPES[kind].dimension == 3
+    ])  # fmt: skip
+    volumes = [signed_volumes(cut.points, kind, cells) for kind, cells in cut.blocks if SHAPES[kind].dimension == 3]
+    assert sum(v.sum() for v in volumes) == pytest.approx(1.5) and min(v.min() for v in volumes) > 0
+    outside = neighbors(solids, K.SOLID_MIX) == NO_NODE
+    faces = [SHAPES[kind].faces for kind in (K.TH4, K.PY5, K.W6, K.H8)]
+    area = 0.0
+    for cell, open_faces in zip(solids, outside):
+        used = int((cell != NO_NODE).sum())
+        for k, face in enumerate(faces[{4: 0, 5: 1, 6: 2, 8: 3}[used]]):
+            if open_faces[k]:
+                kind = K.T3 if len(face) == 3 else K.Q4
+                area += areas(cut.points, kind, cell[list(face)][None, :])[0]
+    around = 1 + 1 + 1 + 2 * np.hypot(1, 0.5)
+    assert area == pytest.approx(2 * 1.5 + around)
+
+
 # ---- draw, help, terminal ----
 
 
@@ -389,6 +482,8 @@ def test_draw_writes_a_picture_and_says_nothing(folder, capfd):
         (["extrude", "--help"], "meldra3d extrude translate section.msh part.vtu"),
         (["extrude", "translate", "-h"], "--sizes 0.5 4 --even"),
         (["flip", "--help"], "meldra3d flip inverted.vtu direct.vtu"),
+        (["split", "--help"], "meldra3d split diagonals part.vtu cut.vtu"),
+        (["split", "diagonals", "--help"], "--by diagonal --min-volume 1e-9"),
         (["draw", "--help"], "--by region --view top"),
     ],
 )
