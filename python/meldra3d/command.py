@@ -355,7 +355,9 @@ def diagonals_command(file: str, output: str, by: Optional[str], min_volume: flo
         write(output, cut)
     rows = [("nodes", f"{len(cut.points):,}", f"{len(cut.points) - len(mesh.points):,} of them new")]
     rows += [(SHAPES[kind].name, f"{number:,}", "") for kind, number in cut.counts().items()]
-    rows += [("cut quadrangles", f"{len(diagonals):,}", ""), ("volume", f"{_volume(cut):.9g}", "of the solids")]
+    rows.append(("cut quadrangles", f"{len(diagonals):,}", ""))
+    if any(SHAPES[kind].dimension == 3 for kind, _ in cut.blocks):
+        rows.append(("volume", f"{_volume(cut):.9g}", "of the solids"))
     _show(output, rows, _inverted(cut))
 
 

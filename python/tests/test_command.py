@@ -436,6 +436,13 @@ def test_split_diagonals_passes_values_on(folder, capfd):
             assert ((centres[:, 0] > 1) == (values == 5)).all()
 
 
+def test_split_diagonals_of_a_surface_says_nothing_of_volume(folder, capfd):
+    status, out, _ = run(capfd, "split", "diagonals", "s.vtu", "out.vtu")
+    assert status == 0 and read("out.vtu").counts() == {K.T3: 3}
+    words = [line.split() for line in out.splitlines()[1:]]
+    assert words == [["nodes", "5", "0", "of", "them", "new"], ["triangles", "3"], ["cut", "quadrangles", "1"]]
+
+
 def test_split_diagonals_leaves_no_gap_between_solids(folder, capfd):
     assert run(capfd, *SWEEP, *UP, "--layers", "3")[0] == 0
     swept = read("out.vtu")
