@@ -1,5 +1,5 @@
 // The flips, beside changing every entry of the same memory in place; the cut along quadrangles, beside copying the
-// connectivity.
+// connectivity; the split into hexahedra, beside the order conversion that makes its nodes. Items are elements.
 
 #include <benchmark/benchmark.h>
 
@@ -96,6 +96,38 @@ void BM_split_solid_Q4(benchmark::State& state, unsigned layer, bench::order o) 
     state.SetItemsProcessed(state.iterations() * std::int64_t(m.solids.connect.cols()));
 }
 
+using mesh_maker = bench::mesh (*)(unsigned, bench::order);
+
+void BM_nodes_of_split(benchmark::State& state, mesh_maker make, bench::order o) {
+    const bench::mesh m = make(unsigned(state.range(0)), o);
+    dense2D<unsigned> none;
+    int status = 0;
+    for (auto _ : state) {
+        dense2D<double> pos = m.pos;
+        dense2D<unsigned> refined;
+        status |= meldra3d::convert_into_high_order(pos, m.connect, 1, 1, 1, 1, 1, 1, 1, refined, none, none);
+    }
+    if (status != 0)
+        state.SkipWithError("no conversion");
+    state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
+}
+
+void BM_split_into_H8(benchmark::State& state, mesh_maker make, bench::order o) {
+    const bench::mesh m = make(unsigned(state.range(0)), o);
+    dense2D<unsigned> none;
+    int status = 0;
+    std::size_t pieces = 0;
+    for (auto _ : state) {
+        dense2D<double> pos = m.pos;
+        dense2D<unsigned> out;
+        status |= meldra3d::split_into_H8(pos, m.connect, out, none, none);
+        pieces = out.cols();
+    }
+    if (status != 0 || pieces != m.connect.rows() * m.connect.cols()) // one at each vertex
+        state.SkipWithError("wrong split");
+    state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
+}
+
 } // namespace
 
 // Within the second-level cache, and far beyond what one core holds.
@@ -125,3 +157,14 @@ PAIR(flip_H8, 8, meldra3d::flip_H8);
 
 CUT(grid);
 CUT(shuffled);
+
+#define INTO_H8(kind, make, n, o)                                                                                      \
+    BENCHMARK_CAPTURE(BM_nodes_of_split, kind / o, make, bench::order::o)->Arg(n)->Unit(benchmark::kMillisecond);      \
+    BENCHMARK_CAPTURE(BM_split_into_H8, kind / o, make, bench::order::o)->Arg(n)->Unit(benchmark::kMillisecond)
+
+INTO_H8(TH4, bench::tetrahedra, 40, grid);
+INTO_H8(TH4, bench::tetrahedra, 40, shuffled);
+INTO_H8(W6, bench::wedges, 50, grid);
+INTO_H8(W6, bench::wedges, 50, shuffled);
+INTO_H8(H8, bench::hexahedra, 60, grid);
+INTO_H8(H8, bench::hexahedra, 60, shuffled);
