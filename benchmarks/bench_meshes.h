@@ -96,6 +96,11 @@ inline mesh wedges(unsigned n, order o) {
     return grid<6, 2>(n, {{{0, 1, 2, 4, 5, 6}, {0, 2, 3, 4, 6, 7}}}, o);
 }
 
+/// Three pyramids around a corner of each cell: 3 n^3 elements.
+inline mesh pyramids(unsigned n, order o) {
+    return grid<5, 3>(n, {{{0, 1, 2, 3, 6}, {0, 3, 7, 4, 6}, {0, 4, 5, 1, 6}}}, o);
+}
+
 /// A square of n x n quadrangles in the plane z = 0; with `mixed` every second one is cut into two triangles.
 inline mesh square(unsigned n, bool mixed, order o) {
     mesh m;

@@ -128,6 +128,49 @@ inline constexpr shape_record hexahedron_record{
       {4, {0, 1, 2, 3}},
       {4, {4, 5, 6, 7}}}}};
 
+/// A corner of a solid: its vertex and the three at the other ends of its edges, in the order that makes the volume
+/// they span positive in a direct element.
+struct solid_corner {
+    unsigned node;
+    std::array<unsigned, 3> to;
+};
+
+inline constexpr std::array<solid_corner, 4> tetrahedron_corners{
+    {{0, {2, 1, 3}}, {1, {0, 2, 3}}, {2, {1, 0, 3}}, {3, {1, 2, 0}}}};
+
+// Four edges meet at the apex: its cone is the sum of the last two.
+inline constexpr std::array<solid_corner, 6> pyramid_corners{
+    {{0, {1, 3, 4}}, {1, {2, 0, 4}}, {2, {3, 1, 4}}, {3, {0, 2, 4}}, {4, {0, 3, 2}}, {4, {2, 1, 0}}}};
+
+inline constexpr std::array<solid_corner, 6> wedge_corners{
+    {{0, {1, 2, 3}}, {1, {2, 0, 4}}, {2, {0, 1, 5}}, {3, {5, 4, 0}}, {4, {3, 5, 1}}, {5, {4, 3, 2}}}};
+
+inline constexpr std::array<solid_corner, 8> hexahedron_corners{{{0, {4, 1, 3}},
+                                                                 {1, {5, 2, 0}},
+                                                                 {2, {6, 3, 1}},
+                                                                 {3, {7, 0, 2}},
+                                                                 {4, {0, 7, 5}},
+                                                                 {5, {1, 4, 6}},
+                                                                 {6, {2, 5, 7}},
+                                                                 {7, {3, 6, 4}}}};
+
+/// The two faces on either side of each edge, in the order of the edges.
+template <std::size_t Edges>
+constexpr std::array<std::array<unsigned, 2>, Edges> faces_at_edges(const shape_record& record) {
+    std::array<std::array<unsigned, 2>, Edges> sides{};
+    for (std::size_t e = 0; e < Edges; ++e)
+        for (unsigned f = 0; f < record.faces; ++f)
+            for (unsigned k = 0; k < record.face[f].size; ++k) {
+                const unsigned from = record.face[f].node[k];
+                const unsigned to = record.face[f].node[(k + 1) % record.face[f].size];
+                if (record.edge[e] == node_pair{from, to})
+                    sides[e][0] = f;
+                if (record.edge[e] == node_pair{to, from})
+                    sides[e][1] = f;
+            }
+    return sides;
+}
+
 /// The record of a surface or solid shape, or null for the others.
 constexpr const shape_record* find_record(shape form) {
     switch (form) {

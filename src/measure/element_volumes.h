@@ -1,31 +1,12 @@
 #pragma once
 
+#include "measure/point.h"
+
 // Six-fold signed volumes of the linear solids, sums of determinants over a fixed split of each. Shared by everything
-// that needs the volume of an element. Real is double, or a vector of doubles that holds as many elements: each lane
-// then goes through the very operations of the other, in the same order.
+// that needs the volume of an element. Real is double, or a vector of doubles that holds as many elements.
 namespace quorl::meldra3d::detail {
 
 inline constexpr double one_sixth = 0.16666666666666666;
-
-template <class Real>
-struct point {
-    Real x, y, z;
-};
-
-template <class Real>
-[[gnu::always_inline]] inline point<Real> operator-(const point<Real>& a, const point<Real>& b) {
-    return {a.x - b.x, a.y - b.y, a.z - b.z};
-}
-
-template <class Real>
-[[gnu::always_inline]] inline point<Real> cross(const point<Real>& a, const point<Real>& b) {
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
-
-template <class Real>
-[[gnu::always_inline]] inline Real dot(const point<Real>& a, const point<Real>& b) {
-    return a.x * b.x + a.y * b.y + a.z * b.z;
-}
 
 /// (j - i) . ((k - i) x (l - i)): six times the volume of a tetrahedron, positive when j, k, l turn counter-clockwise
 /// seen from the side away from i.

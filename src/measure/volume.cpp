@@ -10,11 +10,11 @@
 #include <meldra3d/measure.h>
 
 #include <algorithm>
-#include <cstdint>
 
 #include <meldra/meldra.h>
 
 #include "frame/quickest.h"
+#include "measure/element_columns.h"
 #include "measure/element_volumes.h"
 
 namespace quorl::meldra3d {
@@ -24,15 +24,9 @@ namespace {
 using namespace detail;
 
 constexpr std::size_t block_columns = 512; // 16 KiB of connectivity at most: half a first-level cache
-constexpr std::size_t columns_ahead = 16;  // some 100 ns of work: the latency of memory
 constexpr std::size_t at_once = 4;
 
 using four_doubles = double __attribute__((vector_size(at_once * sizeof(double))));
-
-/// Asks for the memory that many bytes behind an address. It may lie outside of the array, for it is not read.
-[[gnu::always_inline]] inline void prefetch_from(const void* address, std::size_t bytes) {
-    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(address) + bytes));
-}
 
 /// Columns of coordinates; Ld is their distance where it is known when compiling, else 0.
 template <std::size_t Ld>
@@ -72,11 +66,6 @@ template <std::size_t N, class Coordinates>
     }
     const four_doubles volumes = six_volume(p);
     return (((sum + volumes[0]) + volumes[1]) + volumes[2]) + volumes[3];
-}
-
-/// Nodes of a column of a checked mixed connectivity.
-[[gnu::always_inline]] inline unsigned nodes_of(const unsigned* column) {
-    return column[4] == no_node ? 4 : column[5] == no_node ? 5 : column[6] == no_node ? 6 : 8;
 }
 
 template <class Coordinates>
@@ -165,19 +154,6 @@ double add_block(const dense2D<unsigned int>& connect, const dense2D<double>& po
     return quickest([&]() __attribute__((always_inline)) {
         return pos.ld() == 3 ? add_columns_of_any<3>(connect, pos, sum) : add_columns_of_any<0>(connect, pos, sum);
     });
-}
-
-element_type type_of_rows(std::size_t rows) {
-    switch (rows) {
-    case 4:
-        return ET_TH4;
-    case 5:
-        return ET_PY5;
-    case 6:
-        return ET_W6;
-    default:
-        return ET_SOLID_MIX;
-    }
 }
 
 } // namespace
