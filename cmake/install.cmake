@@ -3,6 +3,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS meldra3d EXPORT meldra3d-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/meldra3d companions/numcore/include/numcore companions/meldra/include/meldra
+    companions/lapack/include/lapack
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/meldra3d)
@@ -28,6 +29,11 @@ else()
   file(RELATIVE_PATH way_up /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
   string(REGEX REPLACE "/$" "" way_up ${way_up})
   set(pc_prefix "\${pcfiledir}/${way_up}")
+endif()
+# The shared library knows what it needs. Where only the static one is installed, a plain --libs must name it as well.
+set(pc_libs)
+if(NOT BUILD_SHARED_LIBS)
+  set(pc_libs " -llapack")
 endif()
 configure_file(cmake/meldra3d.pc.in ${PROJECT_BINARY_DIR}/meldra3d.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/meldra3d.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

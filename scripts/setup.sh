@@ -6,7 +6,7 @@
 set -euo pipefail
 
 # Build, Python module and command.
-packages=(cmake ninja-build g++ pybind11-dev python3-dev
+packages=(cmake ninja-build g++ liblapack-dev pybind11-dev python3-dev
     python3-numpy python3-meshio python3-matplotlib python3-click python3-rich)
 case "${1:-all}" in
 demo) ;;

@@ -6,6 +6,7 @@
 /// argument is invalid (nothing is changed then but what the function's own comment says) and -199 when memory ran
 /// out. Nothing throws, prints or keeps state; concurrent calls on distinct matrices are safe. IDs count from zero.
 
+#include <lapack/lapack.h>
 #include <meldra/meldra.h>
 #include <meldra3d/convert.h>
 #include <meldra3d/extrude.h>

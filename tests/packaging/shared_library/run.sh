@@ -24,8 +24,8 @@ if [ "$soname" != libmeldra3d.so.5 ]; then
     exit 1
 fi
 
-needed=$(objdump -p "$library" | awk '$1 == "NEEDED" { print $2 }' | grep -vE '^(libstdc\+\+|libm|libgcc_s|libc)\.so\.' || true)
+needed=$(objdump -p "$library" | awk '$1 == "NEEDED" { print $2 }' | grep -vE '^(libstdc\+\+|libm|libgcc_s|libc|liblapack)\.so\.' || true)
 if [ -n "$needed" ]; then
-    echo "The library needs more than the standard ones: $needed"
+    echo "The library needs more than the standard libraries and LAPACK: $needed"
     exit 1
 fi
