@@ -1,4 +1,4 @@
-// Neighbours, ancestors and ID checks, beside what one would write without the library.
+// Neighbours, ancestors, unused nodes and ID checks, beside what one would write without the library.
 
 #include <benchmark/benchmark.h>
 
@@ -112,6 +112,30 @@ void BM_get_ancestors_TH4(benchmark::State& state, order o) {
     state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
 }
 
+/// Every second node is unused; each round numbers the mesh anew.
+void BM_simplify_TH4(benchmark::State& state, order o) {
+    const mesh m = bench::tetrahedra(unsigned(state.range(0)), o);
+    dense1D<unsigned> new_ids;
+    int status = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        dense2D<double> pos(3, 2 * m.pos.cols(), 0.0);
+        dense2D<unsigned> connect;
+        connect.copy(m.connect);
+        for (std::size_t k = 0; k < connect.size(); ++k)
+            connect.data()[k] *= 2;
+        state.ResumeTiming();
+        status |= meldra::simplify(pos, &connect, &connect + 1, new_ids, 0);
+        state.PauseTiming();
+        if (!equal(connect, m.connect))
+            state.SkipWithError("wrong numbers");
+        state.ResumeTiming();
+    }
+    if (status != 0)
+        state.SkipWithError("refused");
+    state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
+}
+
 /// The same bytes, read and added: what memory allows.
 unsigned sum_of(const dense2D<unsigned>& connect) {
     unsigned sum = 0;
@@ -167,6 +191,8 @@ BENCHMARK_CAPTURE(BM_get_neighbors, W6 / shuffled, ET_W6, bench::wedges, order::
     ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_get_ancestors_TH4, shuffled, order::shuffled)->Arg(55)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_get_ancestors_TH4, grid, order::grid)->Arg(55)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_simplify_TH4, shuffled, order::shuffled)->Arg(55)->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(BM_simplify_TH4, grid, order::grid)->Arg(55)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_read_connectivity, TH4, bench::tetrahedra)->Arg(94)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_check_IDs, TH4, ET_TH4, bench::tetrahedra)->Arg(94)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_read_connectivity, H8, bench::hexahedra)->Arg(136)->Unit(benchmark::kMillisecond);

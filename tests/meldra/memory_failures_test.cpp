@@ -73,6 +73,34 @@ TEST(MeldraMemory, AncestorsWithoutMemoryGiveNothing) {
     EXPECT_TRUE(ancestors.empty());
 }
 
+TEST(MeldraMemory, SimplifyWithoutMemoryChangesNothing) {
+    std::vector<double> coordinates{0, 1, 2, 3};
+    dense1D<unsigned, 8> new_ids{7};
+    std::size_t failures = 0;
+    for (std::size_t k = 1; k < 100; ++k) {
+        auto pos = dense2D<double>::view(coordinates.data(), 1, 4, 1);
+        dense2D<unsigned> matrices[2] = {ids({{3, 1}}), ids({{1, no_node}})};
+        const dense2D<unsigned> shared[2] = {matrices[0], matrices[1]};
+        fail_allocation(k);
+        const int status = meldra::simplify(pos, matrices, matrices + 2, new_ids, 0);
+        if (!stop_failing()) {
+            EXPECT_EQ(status, 0);
+            EXPECT_EQ(entries(matrices[0]), (std::vector<unsigned>{1, 0}));
+            EXPECT_EQ(pos.cols(), 2u);
+            break;
+        }
+        ++failures;
+        EXPECT_EQ(status, -199) << "allocation " << k;
+        EXPECT_EQ(entries(pos), coordinates) << "allocation " << k;
+        EXPECT_EQ(entries(matrices[0]), (std::vector<unsigned>{3, 1})) << "allocation " << k;
+        EXPECT_EQ(entries(matrices[1]), (std::vector<unsigned>{1, no_node})) << "allocation " << k;
+        EXPECT_EQ(new_ids.size(), 1u) << "allocation " << k;
+        EXPECT_EQ(new_ids[0], 7u) << "allocation " << k;
+    }
+    EXPECT_EQ(failures, 8u) << "four arrays, each of a block and its elements";
+    EXPECT_EQ(coordinates, (std::vector<double>{0, 1, 2, 3}));
+}
+
 TEST(MeldraMemory, ChecksNeedNone) {
     const auto connect = ids({{0, 1, 2}, {2, 1, 3}});
     fail_allocation(1);

@@ -444,6 +444,30 @@ TEST(Dense2D, GrowingMovesAwayEvenInsideTheCallersMemory) {
     EXPECT_EQ(std::vector<int>(memory, memory + 12), before);
 }
 
+TEST(Dense2D, ADetachedViewSharesNothing) {
+    matrix alone(2, 2, 3);
+    const int* const own = alone.data();
+    EXPECT_TRUE(alone.__detach());
+    EXPECT_EQ(alone.data(), own) << "nothing to do";
+
+    matrix window = alone.sub(1, 0, 1, 2);
+    EXPECT_TRUE(window.__detach());
+    EXPECT_EQ(window.ld(), 1u);
+    window(0, 1) = 5;
+    EXPECT_EQ(alone(1, 1), 3);
+
+    int memory[2] = {1, 2};
+    matrix lent = matrix::view(memory, 1, 2, 1);
+    EXPECT_TRUE(lent.__detach());
+    lent(0, 0) = 7;
+    EXPECT_EQ(memory[0], 1);
+    EXPECT_EQ(lent(0, 1), 2);
+
+    matrix none(0, 3);
+    EXPECT_TRUE(none.__detach());
+    EXPECT_EQ(none.cols(), 3u);
+}
+
 TEST(Dense2D, AViewOfNothingIsEmpty) {
     int memory[4] = {};
     expect_dimensions(matrix::view(nullptr, 2, 2, 2), 0, 0);

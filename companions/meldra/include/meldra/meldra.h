@@ -3,7 +3,7 @@
 #include <meldra/element_type.h>
 #include <numcore/numcore.h>
 
-/// Common mesh tools: checks of node IDs, neighbours and ancestors.
+/// Common mesh tools: checks of node IDs, neighbours and ancestors, removal of unused nodes.
 ///
 /// Connectivities have one column per element and one row per local node. None of these functions throws, prints or
 /// keeps state; concurrent calls on distinct outputs are safe.
@@ -59,5 +59,23 @@ MELDRA3D_API int get_neighbors(const dense2D<unsigned int>& connect, element_typ
 /// `ancestors` may share storage with `connect`.
 /// Linear in the entries of the connectivity and the largest ID.
 MELDRA3D_API int get_ancestors(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& ancestors);
+
+/// Deletes the nodes that no element uses: the columns of `pos` from `n0` on that no matrix of a range names. The
+/// others close the gaps in their order, and every matrix follows.
+///   pos          in/out  coordinates, any number of rows, one column a node
+///   first, last  in/out  the range of connectivities, `last` one past its end; may be empty (two null pointers will
+///                        do), and so may each matrix. Each may have any number of rows, and `no_node` in any place
+///   new_ids      out     one entry for every column that `pos` had: its new ID, `no_node` for a deleted one
+///   n0           in      the nodes below keep their IDs, in use or not; beyond the columns nothing is deleted
+/// Returns 0; -2 when a matrix names a node that is neither a column of `pos` nor `no_node`; -3 when `last` lies before
+/// `first`; -199 when memory ran out or there are more columns than IDs. On failure all contents are as they were.
+///
+/// Only the arrays that were passed change. When nodes are deleted, a matrix whose storage another view has, or that
+/// lies over memory of the caller, moves to storage of its own first: other views keep the mesh with its old numbers,
+/// and two matrices of the range that share elements are renumbered once each. `new_ids` may share storage with them.
+/// Time is linear in the columns of `pos` and the entries of the matrices; the working memory is `new_ids`, and a copy
+/// of what is shared.
+MELDRA3D_API int simplify(dense2D<double>& pos, dense2D<unsigned int>* first, dense2D<unsigned int>* last,
+                          dense1D<unsigned int, 8>& new_ids, unsigned int n0);
 
 } // namespace quorl::meldra

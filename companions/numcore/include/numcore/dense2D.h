@@ -118,6 +118,9 @@ public:
         return __move_to_new_block(rows_, cols_, __at_least(rows * cols, n));
     }
 
+    /// Moves to storage of its own unless it has that already, so that writing elements shows through no other view.
+    bool __detach() noexcept { return size_ == 0 || __holds_alone() || __move_to_new_block(rows_, cols_, size_); }
+
     /// One more column of rows() values, which may be a column of this very matrix; amortised O(rows).
     bool append(const T* column) noexcept {
         const Ptr<vector_num<T, 8>> source = __fits(rows_, cols_ + 1, ld_) ? nullptr : storage_;
