@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS meldra3d EXPORT meldra3d-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/meldra3d companions/numcore/include/numcore companions/meldra/include/meldra
-    companions/lapack/include/lapack
+    companions/lapack/include/lapack companions/meldra2d/include/meldra2d
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/meldra3d)

@@ -8,6 +8,7 @@
 
 #include <lapack/lapack.h>
 #include <meldra/meldra.h>
+#include <meldra2d/meldra2d.h>
 #include <meldra3d/convert.h>
 #include <meldra3d/extrude.h>
 #include <meldra3d/flip.h>
