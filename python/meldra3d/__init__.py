@@ -8,6 +8,7 @@ A bad argument raises ValueError with a message that begins with the argument's 
 """
 
 from . import _core
+from .convert import Converted, convert_into_high_order, convert_into_linear, convert_into_quadratic
 from .draw import draw
 from .elements import NO_NODE, ElementType
 from .extrude import Sweep, extrude_translate
@@ -15,18 +16,23 @@ from .files import MeshFileError, MeshFileWarning, read, write
 from .flip import flip, flip_H8, flip_TH4, flip_W6
 from .measures import volume
 from .mesh import Mesh
-from .split import SplitQ4, split_solid_Q4
+from .split import SplitH8, SplitQ4, split_into_H8, split_solid_Q4
 from .topology import ancestors, neighbors
 
 __all__ = [
     "NO_NODE",
+    "Converted",
     "ElementType",
     "Mesh",
     "MeshFileError",
     "MeshFileWarning",
+    "SplitH8",
     "SplitQ4",
     "Sweep",
     "ancestors",
+    "convert_into_high_order",
+    "convert_into_linear",
+    "convert_into_quadratic",
     "draw",
     "extrude_translate",
     "flip",
@@ -35,6 +41,7 @@ __all__ = [
     "flip_W6",
     "neighbors",
     "read",
+    "split_into_H8",
     "split_solid_Q4",
     "version",
     "volume",

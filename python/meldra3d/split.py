@@ -1,6 +1,6 @@
-"""Cuts of solids along the diagonals of quadrangles."""
+"""Cuts of solids: into hexahedra, and along the diagonals of quadrangles."""
 
-from typing import Dict, List, NamedTuple, Tuple
+from typing import Dict, List, NamedTuple, Optional, Tuple
 
 import numpy as np
 from numpy.typing import ArrayLike
@@ -9,9 +9,76 @@ from . import _core
 from .arrays import as_ids, as_points
 from .elements import NO_NODE, SHAPES, ElementType, split_mixed
 from .mesh import Block, Mesh
+from .status import check
 
 _K = ElementType
 _SOLIDS = (_K.TH4, _K.PY5, _K.W6, _K.H8)
+
+
+class SplitH8(NamedTuple):
+    """What a cut into hexahedra made. Both arrays own their memory."""
+
+    points: np.ndarray  #: (n, 3) float64: the nodes given, then the new ones
+    cells: np.ndarray  #: (m, 8) uint32: the hexahedra given, then those of one element after another
+
+
+def split_into_H8(
+    points: ArrayLike,
+    cells: ArrayLike,
+    *,
+    hexahedra: Optional[ArrayLike] = None,
+    faces: Optional[ArrayLike] = None,
+    edges: Optional[ArrayLike] = None,
+) -> SplitH8:
+    """Cut linear tetrahedra, wedges and hexahedra into hexahedra, one around each vertex.
+
+    Parameters
+    ----------
+    points : array_like
+        ``(n, 3)`` coordinates.
+    cells : array_like
+        ``(m, 4)`` tetrahedra, ``(m, 6)`` wedges, or ``(m, 8)`` wedges and hexahedra with `NO_NODE` in the last two
+        columns of wedges. There is no such cut of pyramids, nor of tetrahedra beside other solids.
+    hexahedra : array_like, optional
+        ``(h, 8)`` hexahedra that the new ones are appended to.
+    faces : array_like, optional
+        ``(f, 9)`` quadrangles that have their middles and centre already (``Q9``), to be used again, so that two
+        meshes fit together. Not for tetrahedra, which have no quadrangles.
+    edges : array_like, optional
+        ``(e, 3)`` edges likewise: two ends, then the node between them (``EDGE3``).
+
+    Returns
+    -------
+    SplitH8
+        ``(points, cells)``: 4 hexahedra of a tetrahedron, 6 of a wedge, 8 of a hexahedron. Each has the vertex, the
+        middles of the edges and the centres of the faces at it, and the centre of its element. Elements that share an
+        edge or a face share its new node. Nodes keep their numbers.
+
+    Raises
+    ------
+    ValueError
+        For a bad argument, which the message names.
+    MemoryError
+        When memory ran out.
+
+    Examples
+    --------
+    >>> corner = [[0, 0, 0], [0, 1, 0], [1, 0, 0], [0, 0, 1]]
+    >>> cut = split_into_H8(corner, [[0, 1, 2, 3]])
+    >>> len(cut.points), cut.cells[0]
+    (15, array([ 0,  5, 13,  6,  7, 11, 14, 12], dtype=uint32))
+    """
+    p = as_points(points)
+    c = as_ids(cells, 8, "cells")
+    h = as_ids(hexahedra, 8, "hexahedra")
+    f, e = as_ids(faces, 9, "faces"), as_ids(edges, 3, "edges")
+    if c.shape[1] == 5 and len(c):  # which the library would give new nodes, but no hexahedra
+        raise ValueError("cells: pyramids cannot be cut into hexahedra")
+    if c.shape[1] == 4 and len(c) and len(f):
+        raise ValueError("faces: tetrahedra have no quadrangles")
+    status, new_points, pieces = _core.split_into_H8(p, c, h, f, e)
+    check("split_into_H8", status)
+    return SplitH8(new_points, pieces)
 
 
 class SplitQ4(NamedTuple):

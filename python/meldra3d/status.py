@@ -2,7 +2,8 @@
 
 A status names an argument by its position in the library's fullest form of a function, which is not its position in
 every form: where the number of layers takes the place of the two sizes, -4 is a direction without length, and -7 to
--10 are the arguments 5 to 8. Hence a table for each form rather than a rule.
+-10 are the arguments 5 to 8; -11 and -12 are arguments 3 and 4 of a conversion to second order. Hence a table for each
+form rather than a rule.
 """
 
 from typing import Dict, Tuple
@@ -28,6 +29,12 @@ _SIDES_AND_CAP = {
     -9: ("sides", "must have 4 columns"),
     -10: ("cap", "must have 3 or 4 columns"),
 }
+_CONVERSION = {
+    -1: ("points", "must have 3 columns"),
+    -2: ("cells", "are not linear solids on these points"),
+    -11: ("faces", "must have as many columns as such faces have nodes, and name nodes that exist"),
+    -12: ("edges", "must have as many columns as such edges have nodes, and name nodes that exist"),
+}
 
 #: For each form of each function: status -> (argument, what is wrong with it).
 STATUS: Dict[str, Dict[int, Tuple[str, str]]] = {
@@ -39,6 +46,23 @@ STATUS: Dict[str, Dict[int, Tuple[str, str]]] = {
     "flip_TH4": {-1: ("cells", "must have 4 columns")},
     "flip_W6": {-1: ("cells", "must have 6 columns")},
     "flip_H8": {-1: ("cells", "must have 8 columns")},
+    "convert_into_linear": {-1: ("cells", "must have 10, 13, 14, 15, 18, 20 or 27 columns")},
+    "convert_into_quadratic": _CONVERSION,
+    "convert_into_high_order": {
+        **_CONVERSION,
+        -4: ("quadrangle_nodes", "must be a square"),
+        -5: ("triangle_nodes", "must be 0, 1 or 3; give it where complete elements have more"),
+        -6: ("hexahedron_nodes", "must be 0, 1, 8 or 27; give it where complete elements have more"),
+        -7: ("tetrahedron_nodes", "must be 0 or 1; give it where complete elements have more"),
+        -9: ("pyramid_nodes", "must be 0 or 1; give it where complete elements have more"),
+    },
+    "split_into_H8": {
+        -1: ("points", "must have 3 columns"),
+        -2: ("cells", "are not tetrahedra in 4 columns, or wedges and hexahedra in 6 or 8, on these points"),
+        -3: ("hexahedra", "must have 8 columns"),
+        -4: ("faces", "must have 9 columns and name nodes that exist"),
+        -5: ("edges", "must have 3 columns and name nodes that exist"),
+    },
     "volume": {
         -1: ("points", "must have 3 columns"),
         -2: ("cells", "are not linear solids on these points"),

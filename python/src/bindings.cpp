@@ -6,6 +6,7 @@
 // in the same way: the library moves such a view to storage of its own before it grows, so the caller's arrays stay
 // as they are.
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <new>
@@ -13,6 +14,7 @@
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
 
 #include <meldra/meldra.h>
 #include <meldra3d/meldra3d.h>
@@ -202,6 +204,67 @@ void add_flips(py::module_& module) {
         "flip_H8", [](const ids_array& cells) { return change_copy(cells, flip_H8); }, as_it_is("cells"));
 }
 
+/// The seven counts of a conversion, in the order of the library's arguments.
+using node_counts = std::array<unsigned int, 7>;
+
+/// Runs a conversion with its reused faces and edges, `call(pos, connect, faces, edges)`.
+/// Gives (status, points, cells).
+template <class Call>
+py::tuple convert(const points_array& points, const ids_array& cells, const ids_array& faces, const ids_array& edges,
+                  Call call) {
+    dense2D<double> pos = lay_over(points);
+    ids connect = lay_over(cells);
+    ids given_faces = lay_over(faces);
+    ids given_edges = lay_over(edges);
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = call(pos, connect, given_faces, given_edges);
+    }
+    return py::make_tuple(status, hand_out(pos, points.data()), hand_out(connect, cells.data()));
+}
+
+void add_conversions(py::module_& module) {
+    using namespace quorl::meldra3d;
+    module.def(
+        "convert_into_linear", [](const ids_array& cells) { return change_copy(cells, convert_into_linear); },
+        as_it_is("cells"));
+    module.def(
+        "convert_into_quadratic",
+        [](const points_array& points, const ids_array& cells, const ids_array& faces, const ids_array& edges) {
+            return convert(points, cells, faces, edges, [](auto& pos, auto& connect, auto& f, auto& e) {
+                return convert_into_quadratic(pos, connect, f, e);
+            });
+        },
+        as_it_is("points"), as_it_is("cells"), as_it_is("faces"), as_it_is("edges"));
+    module.def(
+        "convert_into_high_order",
+        [](const points_array& points, const ids_array& cells, const node_counts& n, const ids_array& faces,
+           const ids_array& edges) {
+            return convert(points, cells, faces, edges, [&n](auto& pos, auto& connect, auto& f, auto& e) {
+                return convert_into_high_order(pos, connect, n[0], n[1], n[2], n[3], n[4], n[5], n[6], connect, f, e);
+            });
+        },
+        as_it_is("points"), as_it_is("cells"), py::arg("counts"), as_it_is("faces"), as_it_is("edges"));
+}
+
+py::tuple split_into_H8(const points_array& points, const ids_array& cells, const ids_array& hexahedra,
+                        const ids_array& faces, const ids_array& edges) {
+    dense2D<double> pos = lay_over(points);
+    const ids solids = lay_over(cells);
+    ids pieces = lay_over(hexahedra);
+    ids given_faces = lay_over(faces);
+    ids given_edges = lay_over(edges);
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = quorl::meldra3d::split_into_H8(pos, solids, pieces, given_faces, given_edges);
+    }
+    if (pieces.empty())
+        pieces.resize(8, 0);
+    return py::make_tuple(status, hand_out(pos, points.data()), hand_out(pieces, hexahedra.data()));
+}
+
 py::tuple split_solid_Q4(const points_array& points, const ids_array& cells, const ids_array& quadrangles,
                          const ids_array& diagonals, double min_volume) {
     dense2D<double> pos = lay_over(points);
@@ -284,6 +347,9 @@ PYBIND11_MODULE(_core, module) {
     add_element_types(module);
     add_extrude_translate(module);
     add_flips(module);
+    add_conversions(module);
+    module.def("split_into_H8", &split_into_H8, as_it_is("points"), as_it_is("cells"), as_it_is("hexahedra"),
+               as_it_is("faces"), as_it_is("edges"));
     module.def("split_solid_Q4", &split_solid_Q4, as_it_is("points"), as_it_is("cells"), as_it_is("quadrangles"),
                as_it_is("diagonals"), py::arg("min_volume"));
     module.def("volume", &volume, as_it_is("points"), as_it_is("cells"));
