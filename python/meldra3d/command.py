@@ -7,7 +7,7 @@ progress and warnings do not.
 import contextlib
 import sys
 import warnings
-from typing import Any, Iterator, List, Optional, Sequence, Tuple, Union
+from typing import Any, Callable, Dict, Iterator, List, Optional, Sequence, Tuple, Union
 
 import click
 import numpy as np
@@ -23,14 +23,17 @@ from . import (
     volume,
     write,
 )
+from .convert import NodeCounts
 from .draw import PICTURES, VIEWS
 from .elements import SHAPES
-from .files import check_target
+from .files import check_target, fitted
 from .flip import reverse
 from .measures import areas, signed_volumes
+from .refine import QUADRATIC, cut_into_hexahedra, is_linear, lower_order, raise_order
 from .split import cut_quadrangles
 
 _FAILURE = 2
+_GMSH_TAGS = "gmsh:dim_tags"  # values on nodes that are a bookkeeping of meshio's
 
 
 def main(arguments: Optional[Sequence[str]] = None) -> int:
@@ -117,11 +120,10 @@ def info(file: str) -> None:
     faces = [areas(mesh.points, kind, cells).sum() for kind, cells in flat.blocks if SHAPES[kind].dimension == 2]
     if faces:
         rows.append(("area", f"{sum(faces):.9g}", "of the triangles and quadrangles"))
-    if any(SHAPES[kind].dimension == 3 for kind, _ in flat.blocks):
-        rows.append(("volume", f"{_volume(flat):.9g}", "of the solids"))
+    rows += _volume_rows(flat)
     if mesh.cell_data:
         rows.append(("values", "", "on elements: " + ", ".join(mesh.cell_data)))
-    on_nodes = [name for name in mesh.point_data if name != "gmsh:dim_tags"]  # a bookkeeping of meshio's
+    on_nodes = [name for name in mesh.point_data if name != _GMSH_TAGS]
     if on_nodes:
         rows.append(("values", "", "on nodes: " + ", ".join(on_nodes)))
     _show(file, rows, _inverted(flat))
@@ -295,6 +297,123 @@ def _solids_to_flip(file: str, mesh: Mesh, named: List[ElementType]) -> List[Ele
     return chosen
 
 
+# ---- convert ----
+
+
+def _count_options(command: Any) -> Any:
+    """Give a command an option for each of the node counts of a conversion."""
+    admitted = {
+        "edge": "any number",
+        "quadrangle": "a square",
+        "triangle": "0, 1 or 3",
+        "hexahedron": "0, 1, 8 or 27",
+        "tetrahedron": "0 or 1",
+        "wedge": "any number",
+        "pyramid": "0 or 1",
+    }
+    for name in reversed(NodeCounts._fields):  # the last decorator comes first
+        help_text = f"With --to order: nodes inside each {name}, {admitted[name]}."
+        least = 1 if name == "edge" else 0
+        command = click.option(f"--{name}-nodes", type=click.IntRange(min=least), metavar="N", help=help_text)(command)
+    return command
+
+
+@_commands.command(short_help="Change the order of elements.")
+@click.argument("file")
+@click.argument("output")
+@click.option(
+    "--to", "order", type=click.Choice(["linear", "quadratic", "order"]), required=True, help="What elements become."
+)
+@_count_options
+def convert(file: str, output: str, order: str, **given: Optional[int]) -> None:
+    """Make the elements of FILE linear or quadratic and write the mesh to OUTPUT.
+
+    \b
+    linear      drops all nodes but the vertices
+    quadratic   makes linear elements those of 10 (tetrahedra), 14 (pyramids), 18 (wedges) and 27 nodes (hexahedra)
+    order       gives linear elements as many nodes as the options say; --edge-nodes is needed, and the counts
+                not given are those of complete elements, whose nodes form a full grid
+
+    Edges and faces in FILE become what the solids become, with the nodes of these. Where they are of the new order
+    already, the solids take their nodes: so a curved surface bends the solids at it.
+
+    Nodes that stay keep their order and values. On new nodes real values are interpolated, and others are 0. Values on
+    elements stay with them. Elements with more than one node on an edge cannot be written, and are refused.
+
+    \b
+    Examples:
+      meldra3d convert part.msh quadratic.vtu --to quadratic
+      meldra3d convert quadratic.vtu linear.vtu --to linear
+      meldra3d convert part.msh part.inp --to order --edge-nodes 1 --quadrangle-nodes 0 --hexahedron-nodes 0
+    """
+    counts = _counts_of(order, {name: given[f"{name}_nodes"] for name in NodeCounts._fields})
+    check_target(output)
+    with _working(f"reading {file}"):
+        mesh = read(file).split()
+    with _working("converting"):
+        if counts is not None:
+            converted = _changed(file, lambda: raise_order(mesh, counts))
+        elif all(is_linear(kind) for kind, _ in mesh.blocks):
+            raise click.ClickException(f"{file}: has linear elements only")
+        else:
+            converted = lower_order(mesh)
+    converted = fitted(output, converted)
+    with _working(f"writing {output}"):
+        write(output, converted)
+    _tell_of_new_values(output, mesh, converted)
+    rows = [_nodes_row(mesh, converted)]
+    sources: Dict[ElementType, List[str]] = {}
+    for (before, _), (after, _) in zip(mesh.blocks, converted.blocks):
+        note = "as they were" if before is after else f"from {SHAPES[before].name}"
+        if note not in sources.setdefault(after, []):
+            sources[after].append(note)
+    for kind, number in converted.counts().items():
+        rows.append((SHAPES[kind].name, f"{number:,}", ", ".join(sources[kind])))
+    _show(output, rows + _volume_rows(converted), _inverted(converted))
+
+
+def _counts_of(order: str, given: Dict[str, Optional[int]]) -> Optional[NodeCounts]:
+    """The node counts that the options ask for; none for linear elements."""
+    chosen = {name: count for name, count in given.items() if count is not None}
+    if order != "order":
+        if chosen:
+            raise click.UsageError(f"--{next(iter(chosen))}-nodes goes with --to order")
+        return QUADRATIC if order == "quadratic" else None
+    if "edge" not in chosen:
+        raise click.UsageError("--to order needs --edge-nodes")
+    return NodeCounts.of_complete_elements(chosen["edge"])._replace(**chosen)
+
+
+def _changed(file: str, change: Callable[[], Mesh]) -> Mesh:
+    """A change of the mesh in `file`; what is wrong with it is told with the name of the file, or of the option."""
+    try:
+        return change()
+    except ValueError as error:
+        name, _, _ = str(error).partition("_nodes: ")
+        if name in NodeCounts._fields:
+            raise click.UsageError("--" + str(error).replace("_", "-", 1)) from None
+        raise click.ClickException(f"{file}: {error}") from None
+
+
+def _nodes_row(before: Mesh, after: Mesh) -> Tuple[str, str, str]:
+    new = len(after.points) - len(before.points)
+    note = f"{new:,} of them new" if new >= 0 else f"{-new:,} left out"
+    return "nodes", f"{len(after.points):,}", note
+
+
+def _volume_rows(mesh: Mesh) -> List[Tuple[str, str, str]]:
+    if any(SHAPES[kind].dimension == 3 for kind, _ in mesh.blocks):
+        return [("volume", f"{_volume(mesh):.9g}", "of the solids")]
+    return []
+
+
+def _tell_of_new_values(output: str, before: Mesh, after: Mesh) -> None:
+    """Name the values on nodes that could not be interpolated on new ones."""
+    names = [name for name, values in before.point_data.items() if values.dtype.kind != "f" and name != _GMSH_TAGS]
+    if names and len(after.points) > len(before.points):
+        _say(f"warning: {output}: no real numbers, hence 0 on new nodes: {', '.join(names)}")
+
+
 # ---- split ----
 
 
@@ -303,9 +422,43 @@ def split() -> None:
     """Cut elements into smaller ones.
 
     \b
-    Example:
+    Examples:
+      meldra3d split hex part.vtu hexahedra.vtu
       meldra3d split diagonals part.vtu cut.vtu
     """
+
+
+@split.command("hex", short_help="Cut solids into hexahedra.")
+@click.argument("file")
+@click.argument("output")
+def hex_command(file: str, output: str) -> None:
+    """Cut the linear solids of FILE into hexahedra, one around each vertex, and write the mesh to OUTPUT.
+
+    A tetrahedron becomes 4, a wedge 6 and a hexahedron 8. Pyramids cannot be cut, nor tetrahedra beside other solids.
+    Linear edges and faces in FILE are cut along: a triangle into 3 quadrangles, a quadrangle into 4, an edge into 2.
+
+    Nodes keep their numbers and values. New ones lie at the middles of edges and the centres of faces and solids; on
+    these real values are interpolated, and others are 0. Values on elements pass to their pieces.
+
+    \b
+    Example:
+      meldra3d split hex part.msh hexahedra.vtu
+    """
+    check_target(output)
+    with _working(f"reading {file}"):
+        mesh = read(file).split()
+    with _working("cutting"):
+        cut = _changed(file, lambda: cut_into_hexahedra(mesh))
+    cut = fitted(output, cut)
+    with _working(f"writing {output}"):
+        write(output, cut)
+    _tell_of_new_values(output, mesh, cut)
+    rows = [_nodes_row(mesh, cut)]
+    parts = [(kind, number) for kind, number in mesh.counts().items() if SHAPES[kind].dimension == 3]
+    for kind, number in cut.counts().items():
+        note = "from " + ", ".join(f"{n:,} {SHAPES[k].name}" for k, n in parts) if kind is ElementType.H8 else ""
+        rows.append((SHAPES[kind].name, f"{number:,}", note))
+    _show(output, rows + _volume_rows(cut), _inverted(cut))
 
 
 @split.command("diagonals", short_help="Cut quadrangles in two, and the solids beside them.")
@@ -347,18 +500,13 @@ def diagonals_command(file: str, output: str, by: Optional[str], min_volume: flo
         raise click.ClickException(f"{file}: has no quadrangles to cut")
     diagonals = _chosen_diagonals(file, mesh, quadrangles, by)
     with _working("cutting"):
-        try:
-            cut = cut_quadrangles(mesh, diagonals, min_volume)
-        except ValueError as error:
-            raise click.ClickException(f"{file}: {error}") from None
+        cut = _changed(file, lambda: cut_quadrangles(mesh, diagonals, min_volume))
     with _working(f"writing {output}"):
         write(output, cut)
-    rows = [("nodes", f"{len(cut.points):,}", f"{len(cut.points) - len(mesh.points):,} of them new")]
+    rows = [_nodes_row(mesh, cut)]
     rows += [(SHAPES[kind].name, f"{number:,}", "") for kind, number in cut.counts().items()]
     rows.append(("cut quadrangles", f"{len(diagonals):,}", ""))
-    if any(SHAPES[kind].dimension == 3 for kind, _ in cut.blocks):
-        rows.append(("volume", f"{_volume(cut):.9g}", "of the solids"))
-    _show(output, rows, _inverted(cut))
+    _show(output, rows + _volume_rows(cut), _inverted(cut))
 
 
 def _chosen_diagonals(file: str, mesh: Mesh, quadrangles: List[int], by: Optional[str]) -> np.ndarray:

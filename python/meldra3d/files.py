@@ -164,7 +164,8 @@ def write(path: PathLike, mesh: Mesh) -> None:
         (Abaqus), and for surfaces ``.obj``, ``.ply``, ``.stl``, ``.off``. An existing file is replaced when the new
         one is complete, and left alone when something fails.
     mesh : Mesh
-        Mixed blocks are written as one block for each kind.
+        Mixed blocks are written as one block for each kind. Pyramids of 14 nodes go out as such of 13 where the format
+        has no others, as those of VTK.
 
     Raises
     ------
@@ -175,25 +176,67 @@ def write(path: PathLike, mesh: Mesh) -> None:
     Warns
     -----
     MeshFileWarning
-        When the format has no place for some values on nodes or elements; they are left out.
+        When the format has no place for some nodes, or some values on nodes or elements; they are left out.
+    """
+    path = Path(path)
+    mesh = fitted(path, mesh)
+    writer = _WRITERS[path.suffix.lower()]
+    meshio = _load_meshio()
+    theirs = _their_mesh(path, writer, mesh)
+    options: Dict[str, Any] = {"translate_cell_names": False} if writer.format == "abaqus" else {}
+    with replaced_when_complete(path) as temporary, _meshio_at_work(path, "cannot be written"):
+        meshio.write(temporary, theirs, file_format=writer.format, **options)
+
+
+def fitted(path: PathLike, mesh: Mesh) -> Mesh:
+    """What a file of this name can hold of a mesh.
+
+    Parameters
+    ----------
+    path : str or path
+        The file to be; only its name is looked at.
+    mesh : Mesh
+        What is to be written.
+
+    Returns
+    -------
+    Mesh
+        Without mixed blocks. Where the format has no pyramids of 14 nodes but such of 13, the centres of their bases
+        are left out, and are gone where no other element has them.
+
+    Raises
+    ------
+    MeshFileError
+        As `write` does, when the mesh cannot be written to such a file.
+
+    Warns
+    -----
+    MeshFileWarning
+        When nodes are left out.
     """
     path = Path(path)
     check_target(path)
-    writer = _WRITERS[path.suffix.lower()]
+    orders = _WRITERS[path.suffix.lower()].orders
     try:
         mesh = mesh.split()
     except ValueError as error:
         raise MeshFileError(f"{path}: {error}") from None
     if not mesh.blocks:
         raise MeshFileError(f"{path}: there are no elements to write")
-    for kind, _ in mesh.blocks:
-        if kind not in writer.orders:
+    pyramids = 0
+    blocks = []
+    for kind, cells in mesh.blocks:
+        if kind is _K.PY14 and kind not in orders and _K.PY13 in orders:
+            kind, cells = _K.PY13, cells[:, : SHAPES[_K.PY13].nodes]
+            pyramids += len(cells)
+        if kind not in orders:
             raise MeshFileError(f"{path}: a {path.suffix} file cannot hold {SHAPES[kind].name}")
-    meshio = _load_meshio()
-    theirs = _their_mesh(path, writer, mesh)
-    options: Dict[str, Any] = {"translate_cell_names": False} if writer.format == "abaqus" else {}
-    with replaced_when_complete(path) as temporary, _meshio_at_work(path, "cannot be written"):
-        meshio.write(temporary, theirs, file_format=writer.format, **options)
+        blocks.append((kind, cells))
+    if pyramids == 0:
+        return mesh
+    message = f"{path}: {pyramids:,} 14-node pyramids go out as 13-node pyramids, the only quadratic ones of the format"
+    warnings.warn(MeshFileWarning(message), stacklevel=3)
+    return mesh.with_blocks(blocks)
 
 
 def check_target(path: PathLike, extensions: Iterable[str] = ()) -> None:

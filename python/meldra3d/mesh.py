@@ -105,6 +105,30 @@ class Mesh:
                     data[name].append(arrays[b][rows])
         return Mesh(self.points, blocks, self.point_data, data)
 
+    def with_blocks(self, blocks: List[Block]) -> "Mesh":
+        """Put smaller elements in the place of each block's, as many as it has.
+
+        Returns
+        -------
+        Mesh
+            Nodes that are in none of the new elements are gone; the others keep their order and values, also those that
+            were in no element before.
+        """
+        kept = ~self._used(self.blocks) | self._used(blocks)
+        number = np.cumsum(kept, dtype=np.int64) - 1
+        return Mesh(
+            self.points[kept],
+            [(kind, number[cells].astype(np.uint32)) for kind, cells in blocks],
+            {name: values[kept] for name, values in self.point_data.items()},
+            self.cell_data,
+        )
+
+    def _used(self, blocks: List[Block]) -> np.ndarray:
+        used = np.zeros(len(self.points), dtype=bool)
+        for _, cells in blocks:
+            used[cells.ravel()] = True
+        return used
+
     def counts(self) -> Dict[ElementType, int]:
         """Number of elements of each kind present, mixed blocks counted by what they hold."""
         counts: Dict[ElementType, int] = {}

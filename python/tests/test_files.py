@@ -317,7 +317,7 @@ def test_a_reader_that_needs_a_missing_package_says_which(tmp_path):
 
 
 @pytest.mark.parametrize(
-    "extension,kind", [("mesh", K.T6), ("mesh", K.NODE), ("stl", K.Q4), ("obj", K.TH4), ("vtu", K.PY14),
+    "extension,kind", [("mesh", K.T6), ("mesh", K.NODE), ("stl", K.Q4), ("obj", K.TH4), ("inp", K.PY14),
                        ("inp", K.PY5), ("inp", K.H27), ("off", K.Q4), ("ply", K.EDGE2)]
 )  # fmt: skip
 def test_a_kind_the_format_cannot_hold_is_refused_and_nothing_written(tmp_path, extension, kind):
