@@ -187,8 +187,8 @@ def cut_into_hexahedra(mesh: Mesh) -> Mesh:
     if _K.PY5 in found:
         raise ValueError("holds pyramids, which cannot be cut into hexahedra")
     if _K.TH4 in found and len(found) > 1:
-        names = " and ".join(SHAPES[kind].name for kind in sorted(found))
-        raise ValueError(f"holds {names}, but tetrahedra can be cut only where there are no other solids")
+        others = ", ".join(SHAPES[kind].name for kind in sorted(found - {_K.TH4}))
+        raise ValueError(f"holds {others} beside tetrahedra, which can be cut only where there are no other solids")
     cells = _side_by_side(flat, solids)
     points, hexahedra = split_into_H8(flat.points, cells)
     amid = _NodesAmid(len(points))

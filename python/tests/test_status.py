@@ -7,12 +7,16 @@ from meldra3d import (
     NO_NODE,
     _core,
     ancestors,
+    convert_into_high_order,
+    convert_into_linear,
+    convert_into_quadratic,
     extrude_translate,
     flip,
     flip_H8,
     flip_TH4,
     flip_W6,
     neighbors,
+    split_into_H8,
     volume,
 )
 from meldra3d.elements import ElementType as K
@@ -194,6 +198,94 @@ def test_flips_of_one_kind_name_the_cells(call, columns):
         assert getattr(_core, call.__name__)(ids(wrong))[0] == -1
         with pytest.raises(ValueError, match=f"^cells: must have {columns} columns$"):
             call(ids(wrong))
+
+
+# What is put in place of a good argument of a conversion or a cut into hexahedra of one tetrahedron.
+TETRAHEDRON = np.array([[0, 1, 2, 3]], dtype=np.uint32)
+WRONG_CONVERSION = {
+    -1: {"points": POINTS[:, :2].copy()},
+    -2: {"cells": np.array([[0, 1, 2, 5]], dtype=np.uint32)},
+    -11: {"faces": ids(7)},
+    -12: {"edges": np.array([[0, 1, 5]], dtype=np.uint32)},
+}
+WRONG_COUNTS = {
+    -4: {"quadrangle_nodes": 2},
+    -5: {"triangle_nodes": 2},
+    -6: {"hexahedron_nodes": 64},
+    -7: {"tetrahedron_nodes": 2},
+    -9: {"pyramid_nodes": 2},
+}
+WRONG_HEXAHEDRA = {
+    **{status: WRONG_CONVERSION[status] for status in (-1, -2)},
+    -3: {"hexahedra": ids(7)},
+    -4: {"faces": ids(8)},
+    -5: {"edges": ids(2)},
+}
+COUNTS = ["edge_nodes", "quadrangle_nodes", "triangle_nodes", "hexahedron_nodes", "tetrahedron_nodes", "wedge_nodes",
+          "pyramid_nodes"]  # fmt: skip
+
+
+def core_of(form):
+    """The arguments of a form in the compiled half, and how it is called."""
+    good = {"points": POINTS, "cells": TETRAHEDRON, "faces": NOTHING, "edges": NOTHING, "hexahedra": NOTHING,
+            **dict(zip(COUNTS, (1, 1, 0, 1, 0, 0, 0)))}  # fmt: skip
+    call = {
+        "convert_into_quadratic": lambda a: [a["points"], a["cells"], a["faces"], a["edges"]],
+        "convert_into_high_order": lambda a: [a["points"], a["cells"], [a[name] for name in COUNTS], a["faces"],
+                                              a["edges"]],
+        "split_into_H8": lambda a: [a["points"], a["cells"], a["hexahedra"], a["faces"], a["edges"]],
+    }[form]  # fmt: skip
+    return lambda wrong: getattr(_core, form)(*call({**good, **wrong}))
+
+
+NEW_NODES = {
+    "convert_into_quadratic": (convert_into_quadratic, WRONG_CONVERSION),
+    "convert_into_high_order": (convert_into_high_order, {**WRONG_CONVERSION, **WRONG_COUNTS}),
+    "split_into_H8": (split_into_H8, WRONG_HEXAHEDRA),
+}
+
+
+@pytest.mark.parametrize("form", NEW_NODES)
+def test_the_table_of_a_conversion_has_a_row_for_each_wrong_argument(form):
+    assert set(STATUS[form]) == set(NEW_NODES[form][1])
+    status, points, cells = core_of(form)({})
+    assert status == 0 and len(points) > len(POINTS) and len(cells) == (4 if "H8" in form else 1)
+
+
+@pytest.mark.parametrize("form,status", [(form, status) for form, (_, wrong) in NEW_NODES.items() for status in wrong])
+def test_each_status_of_a_conversion_can_be_provoked_and_names_its_argument(form, status):
+    call, wrong = NEW_NODES[form][0], NEW_NODES[form][1][status]
+    got, points, cells = core_of(form)(wrong)
+    assert got == status
+    np.testing.assert_array_equal(points, wrong.get("points", POINTS))
+    assert len(cells) == (1 if "hexahedra" in wrong else 0)
+    arguments = {"points": POINTS, "cells": TETRAHEDRON, **wrong}
+    if form == "convert_into_high_order":
+        arguments["edge_nodes"] = 1
+    with pytest.raises(ValueError, match=f"^{next(iter(wrong))}: "):
+        call(**arguments)
+
+
+@pytest.mark.parametrize("columns", [1, 4, 8, 9, 12, 28])
+def test_only_quadratic_solids_become_linear(columns):
+    status, cells = _core.convert_into_linear(ids(columns))
+    assert status == -1 and cells.shape == (1, columns)
+    with pytest.raises(ValueError, match="^cells: must have 10, 13, 14, 15, 18, 20 or 27 columns$"):
+        convert_into_linear(ids(columns))
+
+
+@pytest.mark.parametrize(
+    "arguments,message",
+    [
+        ({"cells": [[0, 1, 2, 3, 4]]}, "^cells: pyramids cannot be cut into hexahedra$"),
+        ({"cells": [[0, 1, 2, 3] + 4 * [NO_NODE]]}, "^cells: are not tetrahedra in 4 columns, or"),
+        ({"cells": [[0, 1, 2, 3, 4] + 3 * [NO_NODE]]}, "^cells: are not tetrahedra in 4 columns, or"),
+        ({"cells": TETRAHEDRON, "faces": ids(9)}, "^faces: tetrahedra have no quadrangles$"),
+    ],
+)
+def test_what_cannot_be_cut_into_hexahedra_is_named(arguments, message):
+    with pytest.raises(ValueError, match=message):
+        split_into_H8(POINTS, **arguments)
 
 
 def test_every_row_of_the_table_raises_its_argument_and_reason():
