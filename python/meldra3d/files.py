@@ -234,7 +234,7 @@ def fitted(path: PathLike, mesh: Mesh) -> Mesh:
         blocks.append((kind, cells))
     if pyramids == 0:
         return mesh
-    message = f"{path}: {pyramids:,} 14-node pyramids go out as 13-node pyramids, the only quadratic ones of the format"
+    message = f"{path}: {pyramids:,} pyramids of 14 nodes go out with 13, the only quadratic ones of the format"
     warnings.warn(MeshFileWarning(message), stacklevel=3)
     return mesh.with_blocks(blocks)
 

@@ -8,7 +8,7 @@ import sys
 
 import numpy as np
 import pytest
-from reference_elements import OURS, assert_is_ours, raw_element, six_volumes
+from reference_elements import OURS, SHAPE_OF, USUAL, assert_is_ours, raw_element, six_volumes
 
 from meldra3d import Mesh, neighbors, read, write
 from meldra3d.command import main
@@ -55,6 +55,8 @@ def table(text):
 
 SWEEP = ["extrude", "translate", "s.vtu", "out.vtu"]
 UP = ["--direction", "0", "0", "1"]
+
+ORDER = ["convert", "t.vtu", "out.vtu", "--to", "order"]
 
 FAILURES = {
     "no such file": (["info", "nowhere.vtu"], "nowhere.vtu: no such file"),
@@ -109,6 +111,40 @@ FAILURES = {
                                   "c.vtu: 2 solids cannot be cut into pieces of more than 9, the first of them that of"
                                   " nodes 0, 1, 2, 3, 4, 5, 6, 7$"),
     "quadratic solids to cut": (["split", "diagonals", "h20.vtu", "out.vtu"], "h20.vtu: holds 20-node hexahedra, but"),
+    "no such file to convert": (["convert", "nowhere.vtu", "out.vtu", "--to", "linear"], "nowhere.vtu: no such file"),
+    "no order to convert to": (["convert", "t.vtu", "out.vtu"], "Missing option '--to'"),
+    "an unknown order": (["convert", "t.vtu", "out.vtu", "--to", "cubic"], "'cubic' is not one of"),
+    "an order without its nodes": (["convert", "t.vtu", "out.vtu", "--to", "order"], "--to order needs --edge-nodes"),
+    "nodes without their order": (["convert", "t.vtu", "out.vtu", "--to", "quadratic", "--wedge-nodes", "0"],
+                                  "--wedge-nodes goes with --to order"),
+    "nodes on edges of a linear mesh": (["convert", "q.vtu", "out.vtu", "--to", "linear", "--edge-nodes", "1"],
+                                        "--edge-nodes goes with --to order"),
+    "no nodes on edges": ([*ORDER, "--edge-nodes", "0"], "--edge-nodes"),
+    "fewer nodes than none": ([*ORDER, "--edge-nodes", "1", "--pyramid-nodes", "-1"], "--pyramid-nodes"),
+    "no square of nodes": ([*ORDER, "--edge-nodes", "1", "--quadrangle-nodes", "2"],
+                           "--quadrangle-nodes: must be a square"),
+    "nodes that are no cube": ([*ORDER, "--edge-nodes", "1", "--hexahedron-nodes", "64"],
+                               "--hexahedron-nodes: must be 0, 1, 8 or 27"),
+    "an order without cells": ([*ORDER, "--edge-nodes", "2"], "t.vtu: would hold tetrahedra of 20 nodes, which no file"),
+    "an absurd order": ([*ORDER, "--edge-nodes", "99999999999"], "t.vtu: would hold tetrahedra of .* nodes, which no"),
+    "a mesh without solids to convert": (["convert", "s.vtu", "out.vtu", "--to", "quadratic"], "s.vtu: has no solids"),
+    "quadratic solids to convert": (["convert", "h20.vtu", "out.vtu", "--to", "quadratic"],
+                                    "h20.vtu: holds 20-node hexahedra, but the solids must be linear"),
+    "linear elements to make linear": (["convert", "t.vtu", "out.vtu", "--to", "linear"],
+                                       "t.vtu: has linear elements only"),
+    "an output that cannot hold quadratic elements": (["convert", "t.vtu", "out.mesh", "--to", "quadratic"],
+                                                      "out.mesh: a .mesh file cannot hold 10-node tetrahedra"),
+    "an output that cannot hold large elements": (["convert", "c.vtu", "out.inp", "--to", "quadratic"],
+                                                  "out.inp: a .inp file cannot hold 27-node hexahedra"),
+    "a converted output of unknown kind": (["convert", "t.vtu", "out.doc", "--to", "quadratic"], "'.doc'"),
+    "no such file to cut": (["split", "hex", "nowhere.vtu", "out.vtu"], "nowhere.vtu: no such file"),
+    "no solids to cut": (["split", "hex", "s.vtu", "out.vtu"], "s.vtu: has no solids"),
+    "pyramids to cut": (["split", "hex", "pyramid.vtu", "out.vtu"], "pyramid.vtu: holds pyramids, which cannot be cut"),
+    "tetrahedra among others to cut": (["split", "hex", "mixed.vtu", "out.vtu"],
+                                       "mixed.vtu: holds wedges, hexahedra beside tetrahedra, which can be cut only"),
+    "quadratic solids to cut into hexahedra": (["split", "hex", "h20.vtu", "out.vtu"], "h20.vtu: holds 20-node hex"),
+    "a cut output that cannot hold hexahedra": (["split", "hex", "t.vtu", "out.stl"], "cannot hold hexahedra"),
+    "a cut output of unknown kind": (["split", "hex", "t.vtu", "out"], "cannot write files of kind ''"),
     "an unknown command": (["blow"], "No such command 'blow'"),
     "an unknown sweep": (["extrude", "bend"], "No such command 'bend'"),
     "an unknown option": (["info", "s.vtu", "--fast"], "No such option"),
@@ -133,6 +169,8 @@ def test_a_failure_is_one_line_with_status_2_and_leaves_nothing(folder, capfd, n
     h20 = raw_element(K.H20, "ours")
     write("h20.vtu", Mesh(h20, [(K.H20, [range(20)]), (K.Q4, [[0, 1, 2, 3]])]))
     write("t.vtu", Mesh(np.eye(4)[:, 1:], [(K.TH4, [[0, 2, 1, 3]])]))
+    write("pyramid.vtu", one_of_each([K.PY5, K.H8]))
+    write("mixed.vtu", one_of_each([K.W6, K.TH4, K.H8]))
     write("q.vtu", Mesh(np.random.default_rng(1).random((6, 3)), [(K.T6, [range(6)])]))
     before = {path.name: path.read_bytes() for path in folder.iterdir()}
     status, out, err = run(capfd, *arguments)
@@ -391,6 +429,117 @@ def test_flip_mends_inverted_elements_in_place(folder, capfd):
     assert_is_ours(K.TH4, read("t.vtu").points[read("t.vtu").blocks[0][1][0]] * 2)
 
 
+# ---- convert ----
+
+
+def words_of(out):
+    return [line.split() for line in out.splitlines()]
+
+
+def test_convert_tells_what_becomes_of_what_and_carries_values(folder, capfd):
+    write("c.vtu", TWO_CUBES)
+    status, out, err = run(capfd, "convert", "c.vtu", "out.vtu", "--to", "quadratic")
+    assert status == 0
+    assert err == "meldra3d: warning: out.vtu: no real numbers, hence 0 on new nodes: number\n"
+    assert words_of(out) == [
+        ["out.vtu"],
+        ["nodes", "46", "34", "of", "them", "new"],  # one on the triangle's edge across a face of the cubes
+        ["6-node", "triangles", "1", "from", "triangles"],
+        ["9-node", "quadrangles", "1", "from", "quadrangles"],
+        ["27-node", "hexahedra", "2", "from", "hexahedra"],
+        ["volume", "2", "of", "the", "solids"],
+    ]
+    mesh = read("out.vtu")
+    np.testing.assert_array_equal(mesh.points[:12], TWO_CUBES.points)
+    np.testing.assert_allclose(mesh.point_data["x"], mesh.points[:, 0])
+    assert mesh.point_data["number"].tolist() == [*range(12), *[0] * 34]
+    for name in ("part", "bit"):
+        assert [v.tolist() for v in mesh.cell_data[name]] == [v.tolist() for v in TWO_CUBES.cell_data[name]]
+
+
+def test_convert_there_and_back_gives_the_same_file(folder, capfd):
+    write("c.vtu", TWO_CUBES)
+    assert run(capfd, "convert", "c.vtu", "q.vtu", "--to", "quadratic")[0] == 0
+    status, out, err = run(capfd, "convert", "q.vtu", "back.vtu", "--to", "linear")
+    assert (status, err) == (0, "")
+    assert ["nodes", "12", "34", "left", "out"] in words_of(out)
+    assert ["hexahedra", "2", "from", "27-node", "hexahedra"] in words_of(out)
+    assert (folder / "back.vtu").read_bytes() == (folder / "c.vtu").read_bytes()
+
+
+def test_convert_leaves_what_is_linear_already_and_says_so(folder, capfd):
+    write("in.vtu", one_of_each([K.TH4, K.T6, K.H20]))
+    status, out, _ = run(capfd, "convert", "in.vtu", "out.vtu", "--to", "linear")
+    assert status == 0
+    assert [kind for kind, _ in read("out.vtu").blocks] == [K.TH4, K.T3, K.H8]
+    assert ["tetrahedra", "1", "as", "they", "were"] in words_of(out)
+    assert ["nodes", "15", "15", "left", "out"] in words_of(out)
+
+
+def test_convert_to_an_order_gives_the_kinds_without_centres(folder, capfd):
+    write("c.vtu", TWO_CUBES)
+    zeros = ["--quadrangle-nodes", "0", "--hexahedron-nodes", "0"]
+    status, out, _ = run(capfd, "convert", "c.vtu", "c.inp", "--to", "order", "--edge-nodes", "1", *zeros)
+    assert status == 0
+    assert read("c.inp").counts() == {K.T6: 1, K.Q8: 1, K.H20: 2}
+    assert ["20-node", "hexahedra", "2", "from", "hexahedra"] in words_of(out)
+
+
+def test_convert_says_that_pyramids_lose_a_node(folder, capfd):
+    write("p.vtu", one_of_each([K.PY5, K.PY5]))
+    status, out, err = run(capfd, "convert", "p.vtu", "out.vtu", "--to", "quadratic")
+    assert status == 0 and read("out.vtu").counts() == {K.PY13: 2}
+    assert err == (
+        "meldra3d: warning: out.vtu: 2 pyramids of 14 nodes go out with 13, the only quadratic ones of the format\n"
+    )
+    assert ["13-node", "pyramids", "2", "from", "pyramids"] in words_of(out)
+    assert ["nodes", "26", "16", "of", "them", "new"] in words_of(out)
+    status, out, err = run(capfd, "convert", "p.vtu", "out.msh", "--to", "quadratic")
+    assert (status, err) == (0, "") and read("out.msh").counts() == {K.PY14: 2}
+    assert ["nodes", "28", "18", "of", "them", "new"] in words_of(out)
+
+
+def test_convert_may_write_over_its_input(folder, capfd):
+    write("c.vtu", TWO_CUBES)
+    assert run(capfd, "convert", "c.vtu", "c.vtu", "--to", "quadratic")[0] == 0
+    assert read("c.vtu").counts() == {K.T6: 1, K.Q9: 1, K.H27: 2}
+
+
+# ---- split hex ----
+
+
+def test_split_hex_cuts_solids_and_their_faces_and_carries_values(folder, capfd):
+    write("c.vtu", TWO_CUBES)
+    status, out, err = run(capfd, "split", "hex", "c.vtu", "out.vtu")
+    assert status == 0
+    assert err == "meldra3d: warning: out.vtu: no real numbers, hence 0 on new nodes: number\n"
+    assert words_of(out) == [
+        ["out.vtu"],
+        ["nodes", "47", "35", "of", "them", "new"],  # the centre of that triangle, too
+        ["quadrangles", "7"],
+        ["hexahedra", "16", "from", "2", "hexahedra"],
+        ["volume", "2", "of", "the", "solids"],
+    ]
+    mesh = read("out.vtu")
+    np.testing.assert_allclose(mesh.point_data["x"], mesh.points[:, 0])
+    assert [v.tolist() for v in mesh.cell_data["part"]] == [[4] * 8 + [5] * 8, [9] * 4 + [3] * 3]
+    for cells, values in zip(mesh.blocks[0][1], mesh.cell_data["part"][0]):
+        assert (mesh.points[cells].mean(axis=0)[0] > 1) == (values == 5)
+
+
+@pytest.mark.parametrize("kinds,pieces", [([K.TH4, K.TH4], 8), ([K.W6, K.H8], 14), ([K.W6], 6), ([K.H8], 8)])
+def test_split_hex_keeps_the_volume(folder, capfd, kinds, pieces):
+    mesh = one_of_each(kinds)
+    flat = [USUAL[SHAPE_OF[kind]] for kind in kinds]  # its faces are plane, other than those of `mesh`
+    points = np.concatenate([np.array(x, dtype=float) + [3.0 * k, 0, 0] for k, x in enumerate(flat)])
+    write("in.vtu", Mesh(points, mesh.blocks))
+    status, out, err = run(capfd, "split", "hex", "in.vtu", "out.vtu")
+    assert (status, err) == (0, "")
+    assert read("out.vtu").counts() == {K.H8: pieces}
+    before = sum(signed_volumes(points, kind, cells).sum() for kind, cells in mesh.blocks)
+    assert float(table(out.replace("of the solids", ""))["volume"]) == pytest.approx(before)
+
+
 # ---- split diagonals ----
 
 
@@ -489,7 +638,9 @@ def test_draw_writes_a_picture_and_says_nothing(folder, capfd):
         (["extrude", "--help"], "meldra3d extrude translate section.msh part.vtu"),
         (["extrude", "translate", "-h"], "--sizes 0.5 4 --even"),
         (["flip", "--help"], "meldra3d flip inverted.vtu direct.vtu"),
+        (["convert", "--help"], "meldra3d convert quadratic.vtu linear.vtu --to linear"),
         (["split", "--help"], "meldra3d split diagonals part.vtu cut.vtu"),
+        (["split", "hex", "--help"], "meldra3d split hex part.msh hexahedra.vtu"),
         (["split", "diagonals", "--help"], "--by diagonal --min-volume 1e-9"),
         (["draw", "--help"], "--by region --view top"),
     ],
