@@ -144,8 +144,7 @@ def raise_order(mesh: Mesh, counts: NodeCounts) -> Mesh:
     for b, (linear, block) in enumerate(flat.blocks):
         if b not in solids and is_linear(linear):
             kind = raised_kind(linear, counts)
-            new = [amid.find(block[:, vertices]) for vertices in _amid_which(kind)]
-            blocks[b] = kind, np.column_stack([block, *new]).astype(np.uint32)
+            blocks[b] = kind, np.column_stack([block, amid.find(block, _amid_which(kind))]).astype(np.uint32)
     return _with_new_nodes(flat, blocks, flat.cell_data, lambda x: convert(x)[0], amid)
 
 
@@ -208,7 +207,7 @@ def cut_into_hexahedra(mesh: Mesh) -> Mesh:
         elif kind in _PIECES:
             piece_kind, pieces = _PIECES[kind]
             times = len(pieces)
-            nodes = np.column_stack([amid.find(block[:, vertices]) for piece in pieces for vertices in piece])
+            nodes = amid.find(block, [vertices for piece in pieces for vertices in piece])
             blocks.append((piece_kind, nodes.reshape(len(block) * times, -1).astype(np.uint32)))
         else:
             blocks.append((kind, block))
@@ -294,7 +293,16 @@ class _NodesAmid:
         """Enter the nodes amid some of the vertices of each element; those amid more than 4 are never looked for."""
         self._known.setdefault(len(vertices), []).append((cells, vertices, nodes))
 
-    def find(self, vertices: np.ndarray) -> np.ndarray:
+    def find(self, cells: np.ndarray, vertices: Sequence[Sequence[int]]) -> np.ndarray:
+        """The nodes of each element amid some of its vertices, and others of them, and so on: a column for each."""
+        found = np.empty((len(cells), len(vertices)), dtype=np.int64)
+        for count in {len(columns) for columns in vertices}:
+            places = [k for k, columns in enumerate(vertices) if len(columns) == count]
+            sets = cells[:, [list(vertices[k]) for k in places]].reshape(-1, count)
+            found[:, places] = self._find(sets).reshape(len(cells), -1)
+        return found
+
+    def _find(self, vertices: np.ndarray) -> np.ndarray:
         """The node amid each row of vertices; a single vertex is that node itself."""
         count = vertices.shape[1]
         if count == 1:

@@ -125,7 +125,7 @@ FAILURES = {
                            "--quadrangle-nodes: must be a square"),
     "nodes that are no cube": ([*ORDER, "--edge-nodes", "1", "--hexahedron-nodes", "64"],
                                "--hexahedron-nodes: must be 0, 1, 8 or 27"),
-    "an order without cells": ([*ORDER, "--edge-nodes", "2"], "t.vtu: would hold tetrahedra of 20 nodes, which no file"),
+    "an order without cells": ([*ORDER, "--edge-nodes", "2"], "t.vtu: would hold tetrahedra of 20 nodes, which no"),
     "an absurd order": ([*ORDER, "--edge-nodes", "99999999999"], "t.vtu: would hold tetrahedra of .* nodes, which no"),
     "a mesh without solids to convert": (["convert", "s.vtu", "out.vtu", "--to", "quadratic"], "s.vtu: has no solids"),
     "quadratic solids to convert": (["convert", "h20.vtu", "out.vtu", "--to", "quadratic"],
