@@ -122,7 +122,7 @@ def raise_order(mesh: Mesh, counts: NodeCounts) -> Mesh:
     kinds = {kind for kind, _ in flat.blocks if is_linear(kind) and raised_kind(kind, counts) is _K.NONE}
     if kinds:
         names = ", ".join(f"{SHAPES[kind].name} of {counts.nodes_of(kind):,} nodes" for kind in sorted(kinds))
-        raise ValueError(f"would hold {names}, which no file format here has a place for")
+        raise ValueError(f"would hold {names}, which cannot be written to a file")
     cells = _side_by_side(flat, solids)
     faces, edges = _lent(flat, counts, cells.shape[1])
 

@@ -149,8 +149,8 @@ def test_quadratic_faces_and_edges_lend_their_nodes_to_the_solids(wide):
          "^holds 20-node hexahedra, but the solids must be linear$"),
         (MESH, NodeCounts.of_complete_elements(2),
          "^would hold edges of 4 nodes, triangles of 10 nodes, quadrangles of 16 nodes, tetrahedra of 20 nodes,"
-         " pyramids of 30 nodes, wedges of 40 nodes, hexahedra of 64 nodes, which no file format here has a place"),
-        (Mesh(POINTS, [(K.TH4, [[0, 1, 2, 4]])]), QUADRATIC._replace(triangle=1), "tetrahedra of 14 nodes, which"),
+         " pyramids of 30 nodes, wedges of 40 nodes, hexahedra of 64 nodes, which cannot be written"),
+        (Mesh(POINTS, [(K.TH4, [[0, 1, 2, 4]])]), QUADRATIC._replace(triangle=1), "tetrahedra of 14 nodes, which cannot"),
         (Mesh(POINTS, [(K.TH4, [[0, 1, 2, 4]])]), QUADRATIC._replace(quadrangle=2), "^quadrangle_nodes: must be a sq"),
     ],
 )  # fmt: skip
