@@ -350,26 +350,16 @@ def convert(file: str, output: str, order: str, **given: Optional[int]) -> None:
     check_target(output)
     with _working(f"reading {file}"):
         mesh = read(file).split()
+    if counts is None and all(is_linear(kind) for kind, _ in mesh.blocks):
+        raise click.ClickException(f"{file}: has linear elements only")
     with _working("converting"):
-        if counts is not None:
-            converted = _changed(file, lambda: raise_order(mesh, counts))
-        elif all(is_linear(kind) for kind, _ in mesh.blocks):
-            raise click.ClickException(f"{file}: has linear elements only")
-        else:
-            converted = lower_order(mesh)
+        converted = lower_order(mesh) if counts is None else _changed(file, raise_order, mesh, counts)
     converted = fitted(output, converted)
     with _working(f"writing {output}"):
         write(output, converted)
     _tell_of_new_values(output, mesh, converted)
-    rows = [_nodes_row(mesh, converted)]
-    sources: Dict[ElementType, List[str]] = {}
-    for (before, _), (after, _) in zip(mesh.blocks, converted.blocks):
-        note = "as they were" if before is after else f"from {SHAPES[before].name}"
-        if note not in sources.setdefault(after, []):
-            sources[after].append(note)
-    for kind, number in converted.counts().items():
-        rows.append((SHAPES[kind].name, f"{number:,}", ", ".join(sources[kind])))
-    _show(output, rows + _volume_rows(converted), _inverted(converted))
+    rows = [_nodes_row(mesh, converted), *_source_rows(mesh, converted), *_volume_rows(converted)]
+    _show(output, rows, _inverted(converted))
 
 
 def _counts_of(order: str, given: Dict[str, Optional[int]]) -> Optional[NodeCounts]:
@@ -384,10 +374,10 @@ def _counts_of(order: str, given: Dict[str, Optional[int]]) -> Optional[NodeCoun
     return NodeCounts.of_complete_elements(chosen["edge"])._replace(**chosen)
 
 
-def _changed(file: str, change: Callable[[], Mesh]) -> Mesh:
+def _changed(file: str, change: Callable[..., Mesh], *arguments: Any) -> Mesh:
     """A change of the mesh in `file`; what is wrong with it is told with the name of the file, or of the option."""
     try:
-        return change()
+        return change(*arguments)
     except ValueError as error:
         name, _, _ = str(error).partition("_nodes: ")
         if name in NodeCounts._fields:
@@ -399,6 +389,16 @@ def _nodes_row(before: Mesh, after: Mesh) -> Tuple[str, str, str]:
     new = len(after.points) - len(before.points)
     note = f"{new:,} of them new" if new >= 0 else f"{-new:,} left out"
     return "nodes", f"{len(after.points):,}", note
+
+
+def _source_rows(before: Mesh, after: Mesh) -> List[Tuple[str, str, str]]:
+    """The kinds of a mesh, and of which kind before they are, block by block."""
+    notes: Dict[ElementType, List[str]] = {}
+    for (old, _), (new, _) in zip(before.blocks, after.blocks):
+        note = "as they were" if old is new else f"from {SHAPES[old].name}"
+        if note not in notes.setdefault(new, []):
+            notes[new].append(note)
+    return [(SHAPES[kind].name, f"{number:,}", ", ".join(notes[kind])) for kind, number in after.counts().items()]
 
 
 def _volume_rows(mesh: Mesh) -> List[Tuple[str, str, str]]:
@@ -448,7 +448,7 @@ def hex_command(file: str, output: str) -> None:
     with _working(f"reading {file}"):
         mesh = read(file).split()
     with _working("cutting"):
-        cut = _changed(file, lambda: cut_into_hexahedra(mesh))
+        cut = _changed(file, cut_into_hexahedra, mesh)
     cut = fitted(output, cut)
     with _working(f"writing {output}"):
         write(output, cut)
@@ -500,7 +500,7 @@ def diagonals_command(file: str, output: str, by: Optional[str], min_volume: flo
         raise click.ClickException(f"{file}: has no quadrangles to cut")
     diagonals = _chosen_diagonals(file, mesh, quadrangles, by)
     with _working("cutting"):
-        cut = _changed(file, lambda: cut_quadrangles(mesh, diagonals, min_volume))
+        cut = _changed(file, cut_quadrangles, mesh, diagonals, min_volume)
     with _working(f"writing {output}"):
         write(output, cut)
     rows = [_nodes_row(mesh, cut)]

@@ -4,11 +4,11 @@ The solids are the library's work. What a mesh holds beside them goes along: edg
 nodes of the solids that they bound, and values on nodes are carried to the new ones.
 """
 
-from typing import Callable, Dict, List, Sequence, Tuple
+from typing import Callable, Dict, List, Optional, Sequence, Tuple
 
 import numpy as np
 
-from .convert import NodeCounts, convert_into_high_order, convert_into_linear
+from .convert import Converted, NodeCounts, convert_into_high_order, convert_into_linear
 from .elements import NO_NODE, SHAPES, ElementType
 from .mesh import Block, Mesh
 from .split import split_into_H8
@@ -125,27 +125,34 @@ def raise_order(mesh: Mesh, counts: NodeCounts) -> Mesh:
         raise ValueError(f"would hold {names}, which cannot be written to a file")
     cells = _side_by_side(flat, solids)
     faces, edges = _lent(flat, counts, cells.shape[1])
-
-    def convert(x: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
-        return convert_into_high_order(
-            x, cells, counts.edge, quadrangle_nodes=counts.quadrangle, triangle_nodes=counts.triangle,
-            hexahedron_nodes=counts.hexahedron, tetrahedron_nodes=counts.tetrahedron, wedge_nodes=counts.wedge,
-            pyramid_nodes=counts.pyramid, faces=faces, edges=edges,
-        )  # fmt: skip
-
-    points, raised = convert(flat.points)
+    points, raised = _convert(flat.points, cells, counts, faces, edges)
     blocks = list(flat.blocks)
-    amid = _NodesAmid(len(points))
     for b, rows in _rows_of(flat, solids).items():
         kind = raised_kind(flat.blocks[b][0], counts)
         blocks[b] = kind, raised[rows, : SHAPES[kind].nodes].copy()
-        for k, vertices in enumerate(_amid_which(kind), SHAPES[kind].vertices):
-            amid.enter(blocks[b][1], vertices, blocks[b][1][:, k])
+    amid = _NodesAmid(len(points))
+    for kind, block in blocks:
+        if raised_kind(LINEAR[kind], counts) is kind:
+            for k, vertices in enumerate(_amid_which(kind), SHAPES[kind].vertices):
+                amid.enter(block, vertices, block[:, k])
     for b, (linear, block) in enumerate(flat.blocks):
         if b not in solids and is_linear(linear):
             kind = raised_kind(linear, counts)
             blocks[b] = kind, np.column_stack([block, amid.find(block, _amid_which(kind))]).astype(np.uint32)
-    return _with_new_nodes(flat, blocks, flat.cell_data, lambda x: convert(x)[0], amid)
+    return _with_new_nodes(
+        flat, blocks, flat.cell_data, lambda x: _convert(x, cells, counts, faces, edges).points, amid
+    )
+
+
+def _convert(
+    points: np.ndarray,
+    cells: np.ndarray,
+    counts: NodeCounts,
+    faces: Optional[np.ndarray] = None,
+    edges: Optional[np.ndarray] = None,
+) -> Converted:
+    given = {f"{name}_nodes": count for name, count in counts._asdict().items()}
+    return convert_into_high_order(points, cells, faces=faces, edges=edges, **given)
 
 
 def _amid_which(kind: ElementType) -> Tuple[Tuple[int, ...], ...]:
@@ -213,7 +220,7 @@ def cut_into_hexahedra(mesh: Mesh) -> Mesh:
             blocks.append((kind, block))
         for name, arrays in flat.cell_data.items():
             data[name].append(np.repeat(arrays[b], times, axis=0))
-    return _with_new_nodes(flat, blocks, data, lambda x: split_into_H8(x, cells)[0], amid)
+    return _with_new_nodes(flat, blocks, data, lambda x: split_into_H8(x, cells).points, amid)
 
 
 _HEXAHEDRA = {_K.TH4: 4, _K.W6: 6, _K.H8: 8}
@@ -228,10 +235,7 @@ _PIECES = {
 
 def _enter_refined(amid: "_NodesAmid", flat: Mesh, solids: List[int], cells: np.ndarray) -> None:
     """Enter the new nodes of the solids that are cut, which are those of a conversion with one node everywhere."""
-    _, refined = convert_into_high_order(
-        flat.points, cells, 1, quadrangle_nodes=1, triangle_nodes=1, hexahedron_nodes=1, tetrahedron_nodes=1,
-        wedge_nodes=1, pyramid_nodes=1,
-    )  # fmt: skip
+    refined = _convert(flat.points, cells, _ONE_EVERYWHERE).cells
     for b, rows in _rows_of(flat, solids).items():
         kind = flat.blocks[b][0]
         edges = SHAPES[raised_kind(kind, QUADRATIC)].edges
@@ -296,7 +300,7 @@ class _NodesAmid:
     def find(self, cells: np.ndarray, vertices: Sequence[Sequence[int]]) -> np.ndarray:
         """The nodes of each element amid some of its vertices, and others of them, and so on: a column for each."""
         found = np.empty((len(cells), len(vertices)), dtype=np.int64)
-        for count in {len(columns) for columns in vertices}:
+        for count in sorted({len(columns) for columns in vertices}):
             places = [k for k, columns in enumerate(vertices) if len(columns) == count]
             sets = cells[:, [list(vertices[k]) for k in places]].reshape(-1, count)
             found[:, places] = self._find(sets).reshape(len(cells), -1)
@@ -346,16 +350,20 @@ def _with_new_nodes(
         return np.concatenate(longer)
 
     points = extended(flat.points)
-    data: Dict[str, np.ndarray] = {}
-    for name, values in flat.point_data.items():
-        longer = np.zeros((len(points), *values.shape[1:]), dtype=values.dtype)
-        if values.dtype.kind == "f":
-            columns = values.reshape(len(values), -1).astype(np.float64)
-            for first in range(0, columns.shape[1], 3):
-                three = np.zeros((len(values), 3))
-                part = columns[:, first : first + 3]
-                three[:, : part.shape[1]] = part
-                longer.reshape(len(points), -1)[:, first : first + 3] = extended(three)[:, : part.shape[1]]
-        longer[: len(values)] = values
-        data[name] = longer
-    return Mesh(points, blocks, data, cell_data)
+    on_points = {name: _interpolated(values, len(points), extended) for name, values in flat.point_data.items()}
+    return Mesh(points, blocks, on_points, cell_data)
+
+
+def _interpolated(values: np.ndarray, nodes: int, extended: Callable[[np.ndarray], np.ndarray]) -> np.ndarray:
+    """Values on nodes with those of the new ones behind them; ``extended`` interpolates three real numbers at once."""
+    given = len(values)
+    longer = np.zeros((nodes, *values.shape[1:]), dtype=values.dtype)
+    longer[:given] = values
+    if values.dtype.kind == "f" and nodes > given:
+        columns = values.reshape(given, -1).astype(np.float64)
+        new = longer.reshape(nodes, -1)[given:]
+        for first in range(0, columns.shape[1], 3):
+            part = columns[:, first : first + 3]
+            width = part.shape[1]
+            new[:, first : first + 3] = extended(np.pad(part, ((0, 0), (0, 3 - width))))[given:, :width]
+    return longer

@@ -123,6 +123,14 @@ def test_faces_and_edges_apart_from_solids_get_nodes_of_their_own_once():
     np.testing.assert_allclose(raised.point_data["x"], raised.points[:, 0])
 
 
+def test_linear_faces_share_the_nodes_of_quadratic_ones_apart_from_solids():
+    points = np.concatenate([raw_element(K.TH4, "ours"), raw_element(K.T6, "ours") + [5, 0, 0], [[6.0, 6, 0]]])
+    blocks = [(K.T3, [[6, 5, 10]]), (K.T6, [range(4, 10)]), (K.TH4, [range(4)])]
+    raised = raise_order(Mesh(points, blocks), QUADRATIC)
+    assert raised.blocks[0][1][0].tolist()[5] == 7  # amid 5 and 6, the vertices 1 and 2 of the other triangle
+    assert len(raised.points) == len(points) + 6 + 2
+
+
 @pytest.mark.parametrize("wide", [False, True])
 def test_quadratic_faces_and_edges_lend_their_nodes_to_the_solids(wide):
     x = raw_element(K.TH4, "ours")
