@@ -299,6 +299,29 @@ def test_no_solids_give_no_hexahedra():
     np.testing.assert_array_equal(split_into_H8(np.eye(3), [], hexahedra=given).cells, given)
 
 
+# ---- bad meshes ----
+
+
+@pytest.mark.parametrize("seed", range(20))
+def test_elements_of_any_nodes_become_a_mesh(seed):
+    """Repeated nodes, equal elements, faces of many elements, nodes in none."""
+    rng = np.random.default_rng(seed)
+    nodes = int(rng.integers(1, 12))
+    points = rng.random((nodes + 3, 3))
+    for kinds, columns in ((LINEAR, 8), ((K.W6, K.H8), 8), ((K.TH4,), 4), ((K.PY5,), 5), ((K.W6,), 6)):
+        rows = [rng.integers(0, nodes, SHAPES[kind].nodes) for kind in rng.choice(kinds, 30)]
+        cells = in_columns(rows, columns)
+        made = [convert_into_quadratic(points, cells), convert_into_high_order(points, cells, 2)]
+        if set(kinds) in ({K.W6, K.H8}, {K.TH4}, {K.W6}):
+            made.append(split_into_H8(points, cells))
+        for done in made:
+            assert np.isfinite(done.points).all()
+            np.testing.assert_array_equal(done.points[: len(points)], points)
+            used = np.unique(done.cells[done.cells != NO_NODE])
+            assert used[-1] == len(done.points) - 1 and set(range(len(points), len(done.points))) <= set(used.tolist())
+        np.testing.assert_array_equal(convert_into_linear(made[0].cells), cells)
+
+
 # ---- all of them ----
 
 CALLS = {

@@ -5,11 +5,13 @@ from pathlib import Path
 import numpy as np
 import pytest
 from matplotlib.image import imread
+from reference_elements import OURS
 
 from meldra3d import draw, extrude_translate, neighbors, read, volume, write
 from meldra3d.elements import NO_NODE, SHAPES
 from meldra3d.elements import ElementType as K
 from meldra3d.measures import areas, signed_volumes
+from meldra3d.refine import QUADRATIC, cut_into_hexahedra, lower_order, raise_order
 
 FOLDER = Path(__file__).resolve().parents[2] / "../shared/meshes"
 
@@ -65,6 +67,36 @@ def test_a_real_mesh_survives_writing_and_reading(tmp_path, name):
         for kind in mesh.counts():
             theirs, ours = (np.concatenate([c for k, c in m.blocks if k is kind]) for m in (again, mesh))
             np.testing.assert_array_equal(theirs, ours)
+
+
+LINEAR_SOLIDS = ["tet_cube_cylinder_2regions.mesh", "tet_elbow.mesh", "hex_matrix_fiber_2regions.mesh",
+                 "mixed_tet_pyr_hex.vtk"]  # fmt: skip
+
+
+@pytest.mark.parametrize("name", LINEAR_SOLIDS)
+def test_a_real_mesh_is_the_same_after_it_was_quadratic_in_a_file(tmp_path, name):
+    mesh = real(name)
+    write(tmp_path / "m.msh", raise_order(mesh, QUADRATIC))
+    quadratic = read(tmp_path / "m.msh")
+    for kind, cells in quadratic.blocks:
+        middles = [quadratic.points[cells[:, list(amid)]].mean(axis=1) for amid in OURS[kind]]
+        np.testing.assert_allclose(quadratic.points[cells], np.stack(middles, axis=1), rtol=0, atol=1e-9)
+    again = lower_order(quadratic)
+    np.testing.assert_array_equal(again.points, mesh.points)
+    for (kind, cells), (other, others) in zip(again.blocks, mesh.blocks):
+        assert kind is other
+        np.testing.assert_array_equal(cells, others)
+
+
+@pytest.mark.parametrize("name", LINEAR_SOLIDS[:3])
+def test_a_real_mesh_of_hexahedra_has_the_same_volume_and_no_gaps(name):
+    mesh = real(name)
+    cut = cut_into_hexahedra(mesh)
+    assert set(cut.counts()) == {K.H8}
+    total = sum(volume(m.points, cells) * sign for m, sign in ((cut, 1), (mesh, -1)) for _, cells in m.blocks)
+    assert total == pytest.approx(0, abs=1e-9 * abs(MESHES[name][2]))
+    outer = [sum(int((neighbors(cells, kind) == NO_NODE).sum()) for kind, cells in m.blocks) for m in (mesh, cut)]
+    assert outer[1] == outer[0] * len(SHAPES[mesh.blocks[0][0]].faces[0])
 
 
 @pytest.mark.parametrize("name", MESHES)
