@@ -15,14 +15,16 @@ using bench::order;
 
 constexpr unsigned layers = 10;
 
-void BM_extrude_translate(benchmark::State& state, bool mixed, order o) {
+/// Runs a sweep of a square into `layers` layers: sweep(pos, surface, solids).
+template <class Sweep>
+void measure(benchmark::State& state, bool mixed, order o, Sweep sweep) {
     const mesh m = bench::square(unsigned(state.range(0)), mixed, o);
     std::size_t bytes = 0;
     for (auto _ : state) {
         dense2D<double> pos = m.pos;
         dense2D<unsigned> solids;
-        if (meldra3d::extrude_translate(pos, m.connect, {0, 0, 1}, layers, solids) != 0 ||
-            pos.cols() != (layers + 1) * m.pos.cols() || solids.cols() != layers * m.connect.cols()) {
+        if (sweep(pos, m.connect, solids) != 0 || pos.cols() != (layers + 1) * m.pos.cols() ||
+            solids.cols() != layers * m.connect.cols()) {
             state.SkipWithError("no sweep");
             return;
         }
@@ -30,6 +32,24 @@ void BM_extrude_translate(benchmark::State& state, bool mixed, order o) {
     }
     state.SetItemsProcessed(state.iterations() * std::int64_t(layers * m.connect.cols()));
     state.SetBytesProcessed(state.iterations() * std::int64_t(bytes));
+}
+
+void BM_extrude_translate(benchmark::State& state, bool mixed, order o) {
+    measure(state, mixed, o, [](auto& pos, auto& surface, auto& solids) {
+        return meldra3d::extrude_translate(pos, surface, {0, 0, 1}, layers, solids);
+    });
+}
+
+void BM_extrude_rotate(benchmark::State& state, bool mixed, order o) {
+    measure(state, mixed, o, [](auto& pos, auto& surface, auto& solids) {
+        return meldra3d::extrude_rotate(pos, surface, {-1, 0, 0}, {0, 1.5, 0}, layers, solids);
+    });
+}
+
+void BM_extrude_spiral(benchmark::State& state, bool mixed, order o) {
+    measure(state, mixed, o, [](auto& pos, auto& surface, auto& solids) {
+        return meldra3d::extrude_spiral(pos, surface, {-1, 0, 0}, {0, 15, 0}, {0, 2000, 0}, layers, solids);
+    });
 }
 
 /// Fresh memory of the size of the outputs, set to one value.
@@ -49,13 +69,14 @@ void BM_memset(benchmark::State& state, bool mixed) {
 
 } // namespace
 
+#define MELDRA3D_MEASURE(sweep)                                                                                        \
+    BENCHMARK_CAPTURE(sweep, Q4 / grid, false, order::grid)->Arg(1000)->Unit(benchmark::kMillisecond);                 \
+    BENCHMARK_CAPTURE(sweep, Q4 / shuffled, false, order::shuffled)->Arg(1000)->Unit(benchmark::kMillisecond);         \
+    BENCHMARK_CAPTURE(sweep, FACE_MIX / grid, true, order::grid)->Arg(816)->Unit(benchmark::kMillisecond);             \
+    BENCHMARK_CAPTURE(sweep, FACE_MIX / shuffled, true, order::shuffled)->Arg(816)->Unit(benchmark::kMillisecond)
+
 BENCHMARK_CAPTURE(BM_memset, Q4, false)->Arg(1000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_extrude_translate, Q4 / grid, false, order::grid)->Arg(1000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_extrude_translate, Q4 / shuffled, false, order::shuffled)
-    ->Arg(1000)
-    ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_memset, FACE_MIX, true)->Arg(816)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_extrude_translate, FACE_MIX / grid, true, order::grid)->Arg(816)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_extrude_translate, FACE_MIX / shuffled, true, order::shuffled)
-    ->Arg(816)
-    ->Unit(benchmark::kMillisecond);
+MELDRA3D_MEASURE(BM_extrude_translate);
+MELDRA3D_MEASURE(BM_extrude_rotate);
+MELDRA3D_MEASURE(BM_extrude_spiral);

@@ -64,4 +64,77 @@ MELDRA3D_API int extrude_translate(dense2D<double>& pos, const dense2D<unsigned 
                                    const vector_fixed<double, 3>& dir, unsigned int nlayers,
                                    dense2D<unsigned int>& connectE);
 
+/// Sweeps a surface about an axis, by the right-hand rule.
+///   axis_point   in   a point of the axis
+///   rotation     in   the whole rotation: its direction is that of the axis, its length the angle in radians. After a
+///                     full turn the last level lies on the surface, and its nodes are new ones all the same
+/// The length L that is divided into layers is the angle times the whole distance of node connectS(0, 0) from
+/// `axis_point`, the part along the axis included: place that point on the level of this node.
+/// Returns, in the order tested: 0 when `connectS` is empty (nothing is checked or changed); -1 when `pos` has not 2 or
+/// 3 rows; -2 when `connectS` is malformed or names a node beyond `pos`; -5 when `size_start` is not > 0; -6 when
+/// `size_end` is not > 0; -8 when `connectE` is neither empty nor of 6 or 8 rows; -9 when `edges` is neither empty nor
+/// of 2 rows; -10 when `connectQ` is neither empty nor of 4 rows; -11 when `connectT` is neither empty nor of 3 or 4
+/// rows; -199 when memory ran out. L = 0 gives one layer (two when even).
+MELDRA3D_API int extrude_rotate(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                const vector_fixed<double, 3>& axis_point, const vector_fixed<double, 3>& rotation,
+                                double size_start, double size_end, bool even_layers, dense2D<unsigned int>& connectE,
+                                const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
+                                dense2D<unsigned int>& connectT);
+
+/// As the full form with sizes, without side and closing faces; its codes.
+MELDRA3D_API int extrude_rotate(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                const vector_fixed<double, 3>& axis_point, const vector_fixed<double, 3>& rotation,
+                                double size_start, double size_end, bool even_layers, dense2D<unsigned int>& connectE);
+
+/// As the full form with sizes, for a number of equal layers. Returns, in the order tested: 0 when `nlayers` is 0 or
+/// `connectS` is empty; -1 when `pos` has not 2 or 3 rows; -2 when node connectS(0, 0) is beyond `pos`; -6, -7, -8, -9
+/// for the rows of `connectE`, `edges`, `connectQ`, `connectT`; then the codes of the form with sizes: -2 for the rest
+/// of `connectS`, -5 when L is 0 (or not a number), -199.
+MELDRA3D_API int extrude_rotate(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                const vector_fixed<double, 3>& axis_point, const vector_fixed<double, 3>& rotation,
+                                unsigned int nlayers, dense2D<unsigned int>& connectE,
+                                const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
+                                dense2D<unsigned int>& connectT);
+
+/// As the form above, without side and closing faces; its codes.
+MELDRA3D_API int extrude_rotate(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                const vector_fixed<double, 3>& axis_point, const vector_fixed<double, 3>& rotation,
+                                unsigned int nlayers, dense2D<unsigned int>& connectE);
+
+/// Sweeps a surface about an axis and along a vector at the same time: each level is the surface turned by a fraction
+/// of `rotation` and then moved by the same fraction of `shift`.
+///   axis_point   in   a point of the axis
+///   rotation     in   as for `extrude_rotate`
+///   shift        in   the whole translation; the length that is divided into layers is its length alone
+/// Returns the codes of `extrude_rotate`, in its order, although `shift` moves the later arguments one place on: 0, -1,
+/// -2, -5 `size_start`, -6 `size_end`, -8 `connectE`, -9 `edges`, -10 `connectQ`, -11 `connectT`, -199. A `shift` of
+/// length 0 gives one layer (two when even).
+MELDRA3D_API int extrude_spiral(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                const vector_fixed<double, 3>& axis_point, const vector_fixed<double, 3>& rotation,
+                                const vector_fixed<double, 3>& shift, double size_start, double size_end,
+                                bool even_layers, dense2D<unsigned int>& connectE, const dense2D<unsigned int>& edges,
+                                dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT);
+
+/// As the full form with sizes, without side and closing faces; its codes.
+MELDRA3D_API int extrude_spiral(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                const vector_fixed<double, 3>& axis_point, const vector_fixed<double, 3>& rotation,
+                                const vector_fixed<double, 3>& shift, double size_start, double size_end,
+                                bool even_layers, dense2D<unsigned int>& connectE);
+
+/// As the full form with sizes, for a number of equal layers. Returns, in the order tested: 0 when `nlayers` is 0; -7
+/// when `connectE` is neither empty nor of 6 or 8 rows; -8 when `connectT` is neither empty nor of 3 or 4 rows, both
+/// even when `connectS` is empty; then the codes of the form with sizes: 0 when `connectS` is empty, -1, -2, -5 when
+/// `shift` has length 0 (or is not a number), -9 for `edges`, -10 for `connectQ`, -199.
+MELDRA3D_API int extrude_spiral(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                const vector_fixed<double, 3>& axis_point, const vector_fixed<double, 3>& rotation,
+                                const vector_fixed<double, 3>& shift, unsigned int nlayers,
+                                dense2D<unsigned int>& connectE, const dense2D<unsigned int>& edges,
+                                dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT);
+
+/// As the form above, without side and closing faces; its codes.
+MELDRA3D_API int extrude_spiral(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                const vector_fixed<double, 3>& axis_point, const vector_fixed<double, 3>& rotation,
+                                const vector_fixed<double, 3>& shift, unsigned int nlayers,
+                                dense2D<unsigned int>& connectE);
+
 } // namespace quorl::meldra3d

@@ -26,7 +26,7 @@ public:
             shift = {level.t * dir_[0], level.t * dir_[1], level.t * dir_[2]};
         double* image = level.image;
         for (std::size_t j = 0; j < level.count; ++j, image += level.ld) {
-            const double* const x = level.pos.col(level.source[j]);
+            const double* const x = level.original(j);
             image[0] = x[0] + shift[0];
             image[1] = x[1] + shift[1];
             image[2] = x[2] + shift[2];

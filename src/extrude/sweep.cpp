@@ -19,10 +19,6 @@ namespace {
 
 constexpr int no_memory = -199;
 
-bool has_rows(const dense2D<unsigned int>& matrix, std::size_t one, std::size_t other) {
-    return matrix.empty() || matrix.rows() == one || matrix.rows() == other;
-}
-
 int check_sweep(const sweep_arrays& arrays, const sweep_codes& codes, const layer_sizes& sizes,
                 const sweep_path& path) {
     const dense2D<double>& pos = arrays.pos;
@@ -244,14 +240,18 @@ private:
 
 } // namespace
 
+bool suits_rows(const dense2D<unsigned int>& matrix, std::size_t one, std::size_t other) {
+    return matrix.empty() || matrix.rows() == one || matrix.rows() == other;
+}
+
 int check_sweep_outputs(const sweep_arrays& arrays, const sweep_codes& codes) {
-    if (!has_rows(arrays.connectE, 6, 8))
+    if (!suits_rows(arrays.connectE, 6, 8))
         return codes.connectE;
-    if (!has_rows(arrays.edges, 2, 2))
+    if (!suits_rows(arrays.edges, 2, 2))
         return codes.edges;
-    if (!has_rows(arrays.connectQ, 4, 4))
+    if (!suits_rows(arrays.connectQ, 4, 4))
         return codes.connectQ;
-    if (!has_rows(arrays.connectT, 3, 4))
+    if (!suits_rows(arrays.connectT, 3, 4))
         return codes.connectT;
     return 0;
 }

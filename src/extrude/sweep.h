@@ -44,6 +44,14 @@ struct sweep_level {
     std::size_t count;
     double* image;
     std::size_t ld;
+
+    /// The coordinates of the node whose copy is the j-th of the level. The nodes of a surface may be scattered over
+    /// `pos`: those soon to come are fetched into the cache meanwhile.
+    const double* original(std::size_t j) const {
+        constexpr std::size_t ahead = 16;
+        __builtin_prefetch(pos.col(source[j + ahead < count ? j + ahead : j]));
+        return pos.col(source[j]);
+    }
 };
 
 /// What makes one sweep differ from another.
@@ -63,6 +71,9 @@ public:
     /// Writes the three coordinates of each node of a level.
     virtual void place(const sweep_level& level) const = 0;
 };
+
+/// True when a matrix is empty or has one of two numbers of rows.
+bool suits_rows(const dense2D<unsigned int>& matrix, std::size_t one, std::size_t other);
 
 /// The status of the row checks of the four optional matrices, 0 when they pass.
 int check_sweep_outputs(const sweep_arrays& arrays, const sweep_codes& codes);

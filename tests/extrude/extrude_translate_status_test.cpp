@@ -2,9 +2,8 @@
 
 #include <cmath>
 #include <limits>
-#include <vector>
 
-#include "support/meshes.h"
+#include "extrude/sweep_arguments.h"
 
 using namespace quorl;
 using namespace test;
@@ -16,27 +15,13 @@ constexpr unsigned none = no_node;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 const double nan_value = std::nan("");
 
-/// Valid arguments, of which a test spoils some.
-struct arguments {
-    dense2D<double> pos = points({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}});
-    dense2D<unsigned> surface = ids({{0, 1, 2}});
+struct arguments : sweep_arguments {
     vector_fixed<double, 3> dir{0, 0, 1};
-    double start = 0.5, end = 0.5;
-    unsigned layers = 2;
-    dense2D<unsigned> solids = ids({{0, 1, 2, 3, 0, 1}});
-    dense2D<unsigned> edges = ids({{0, 1}});
-    dense2D<unsigned> sides = ids({{0, 1, 2, 3}});
-    dense2D<unsigned> cap = ids({{3, 2, 1}});
 
     int by_sizes() { return extrude_translate(pos, surface, dir, start, end, false, solids, edges, sides, cap); }
     int by_sizes_short() { return extrude_translate(pos, surface, dir, start, end, false, solids); }
     int by_count() { return extrude_translate(pos, surface, dir, layers, solids, edges, sides, cap); }
     int by_count_short() { return extrude_translate(pos, surface, dir, layers, solids); }
-
-    auto state() const {
-        return std::make_tuple(pos.rows(), pos.cols(), entries(pos), entries(surface), entries(solids), solids.rows(),
-                               entries(edges), entries(sides), sides.rows(), entries(cap), cap.rows());
-    }
 };
 
 using form = int (arguments::*)();
@@ -45,14 +30,6 @@ constexpr form all_forms[] = {&arguments::by_sizes, &arguments::by_sizes_short, 
 constexpr form full_forms[] = {&arguments::by_sizes, &arguments::by_count};
 constexpr form size_forms[] = {&arguments::by_sizes, &arguments::by_sizes_short};
 constexpr form count_forms[] = {&arguments::by_count, &arguments::by_count_short};
-
-/// The call gives this status and changes nothing.
-#define EXPECT_REFUSED(args, call, status)                                                                             \
-    do {                                                                                                               \
-        const auto before = (args).state();                                                                            \
-        EXPECT_EQ(((args).*(call))(), status);                                                                         \
-        EXPECT_TRUE((args).state() == before) << "something changed";                                                  \
-    } while (false)
 
 } // namespace
 
