@@ -10,6 +10,7 @@
 #include <meldra/meldra.h>
 #include <meldra2d/meldra2d.h>
 #include <meldra3d/convert.h>
+#include <meldra3d/duplicate.h>
 #include <meldra3d/extrude.h>
 #include <meldra3d/flip.h>
 #include <meldra3d/measure.h>
