@@ -52,6 +52,49 @@ void BM_extrude_spiral(benchmark::State& state, bool mixed, order o) {
     });
 }
 
+/// Along a straight line, the whole of it apart from the surface or from one of its nodes on.
+void sweep_line(benchmark::State& state, bool mixed, order o, bool joined, const dense2D<double>& metrics) {
+    mesh m = bench::square(unsigned(state.range(0)), mixed, o);
+    dense1D<unsigned> line;
+    const unsigned first = m.connect(0, 0);
+    for (unsigned k = joined ? 1 : 0; k <= layers; ++k) {
+        const double node[] = {m.pos(0, first), m.pos(1, first), double(k)};
+        m.pos.append(node);
+    }
+    if (joined)
+        line.push_back(first);
+    for (auto id = unsigned(m.pos.cols()) - layers - (joined ? 0 : 1); id < m.pos.cols(); ++id)
+        line.push_back(id);
+    std::size_t bytes = 0;
+    for (auto _ : state) {
+        dense2D<double> pos = m.pos;
+        dense2D<unsigned> solids;
+        if (meldra3d::extrude_line(pos, m.connect, line, {0, 0, 1}, metrics, solids) != 0 ||
+            solids.cols() != layers * m.connect.cols()) {
+            state.SkipWithError("no sweep");
+            return;
+        }
+        bytes = pos.size() * sizeof(double) + solids.size() * sizeof(unsigned);
+    }
+    state.SetItemsProcessed(state.iterations() * std::int64_t(layers * m.connect.cols()));
+    state.SetBytesProcessed(state.iterations() * std::int64_t(bytes));
+}
+
+void BM_extrude_line(benchmark::State& state, bool mixed, order o) {
+    sweep_line(state, mixed, o, false, {});
+}
+
+void BM_extrude_line_from_the_surface(benchmark::State& state, bool mixed, order o) {
+    sweep_line(state, mixed, o, true, {});
+}
+
+void BM_extrude_line_by_metrics(benchmark::State& state, bool mixed, order o) {
+    dense2D<double> metrics(6, layers + 1, 0.0);
+    for (unsigned k = 0; k <= layers; ++k)
+        metrics(0, k) = metrics(2, k) = metrics(5, k) = 1 + k;
+    sweep_line(state, mixed, o, false, metrics);
+}
+
 /// Fresh memory of the size of the outputs, set to one value.
 void BM_memset(benchmark::State& state, bool mixed) {
     const mesh m = bench::square(unsigned(state.range(0)), mixed, order::grid);
@@ -80,3 +123,6 @@ BENCHMARK_CAPTURE(BM_memset, FACE_MIX, true)->Arg(816)->Unit(benchmark::kMillise
 MELDRA3D_MEASURE(BM_extrude_translate);
 MELDRA3D_MEASURE(BM_extrude_rotate);
 MELDRA3D_MEASURE(BM_extrude_spiral);
+MELDRA3D_MEASURE(BM_extrude_line);
+MELDRA3D_MEASURE(BM_extrude_line_from_the_surface);
+MELDRA3D_MEASURE(BM_extrude_line_by_metrics);

@@ -137,4 +137,52 @@ MELDRA3D_API int extrude_spiral(dense2D<double>& pos, const dense2D<unsigned int
                                 const vector_fixed<double, 3>& shift, unsigned int nlayers,
                                 dense2D<unsigned int>& connectE);
 
+/// Sweeps a surface along a polyline whose nodes are in `pos` already: one layer for each segment. From one node of the
+/// line, A, to the next, B, the section moves from A to B, turns as the line does and may grow.
+///   pos       in/out   3 rows
+///   line      in       IDs of the nodes of the polyline, at least two; they may repeat
+///   dir0      in       the direction that is turned onto the first segment: that in which the section looks, any
+///   length metrics   in       empty, or 6 rows: a column m11 m12 m22 m13 m23 m33 for each node of the line, the metric
+///   of the
+///                      section's size there: a length h is wanted along a unit vector e when e^T M e = 1 / h^2
+/// The section turns by the smallest rotation that takes one direction into the next. A turn of more than 90 degrees is
+/// made by its supplement instead, and a reversal not at all. A segment (or `dir0`) of length 0 turns nothing, and does
+/// not turn the segment after it either.
+/// Node by node, its offset from A is scaled by h(B) / h(A), both sizes taken along the offset before the turn. A
+/// metric that is missing, not finite or not positive definite counts as size 1, and so does that of the first node of
+/// the line always. A node at A, or whose size at B is 0, comes to B.
+/// Where the first node of the line belongs to the surface, the others take the place of its copies, and these are
+/// removed from `pos` (with `simplify`). Entries of the three outputs that named such a copy before the call, which
+/// then was beyond `pos`, are renamed as well. With entries that name no node at all nothing is removed. Returns, in
+/// the order tested: 0 when `connectS` is empty (nothing is checked or changed); -1 when `pos` has not 3 rows; -2 when
+/// `connectS` is malformed or names a node beyond `pos`; -3 when `line` has less than two entries or one that is no
+/// node of `pos` (`no_node` is none); -5 when `metrics` is neither empty nor of 6 rows; -6 when `connectE` is neither
+/// empty nor of 6 or 8 rows; -7 when `edges` is neither empty nor of 2 rows; -8 when `connectQ` is neither empty nor of
+/// 4 rows; -9 when `connectT` is neither empty nor of 3 or 4 rows; -199 when memory ran out.
+MELDRA3D_API int extrude_line(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                              const dense1D<unsigned int, 8>& line, const vector_fixed<double, 3>& dir0,
+                              const dense2D<double>& metrics, dense2D<unsigned int>& connectE,
+                              const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
+                              dense2D<unsigned int>& connectT);
+
+/// As the full form with metrics, without side and closing faces; its codes.
+MELDRA3D_API int extrude_line(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                              const dense1D<unsigned int, 8>& line, const vector_fixed<double, 3>& dir0,
+                              const dense2D<double>& metrics, dense2D<unsigned int>& connectE);
+
+/// As the full form with metrics, scaled by sizes.
+///   sizes   in   a value for each node of the line: from A to B the section grows by the quotient of theirs, the first
+///                node's included. A value that is missing, not > 0 or not finite counts as 1
+/// Returns the codes of the form with metrics; -5 does not occur.
+MELDRA3D_API int extrude_line(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                              const dense1D<unsigned int, 8>& line, const vector_fixed<double, 3>& dir0,
+                              const dense1D<double, 8>& sizes, dense2D<unsigned int>& connectE,
+                              const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
+                              dense2D<unsigned int>& connectT);
+
+/// As the form above, without side and closing faces; its codes.
+MELDRA3D_API int extrude_line(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                              const dense1D<unsigned int, 8>& line, const vector_fixed<double, 3>& dir0,
+                              const dense1D<double, 8>& sizes, dense2D<unsigned int>& connectE);
+
 } // namespace quorl::meldra3d

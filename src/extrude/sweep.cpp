@@ -94,7 +94,10 @@ public:
             return no_memory;
         }
         place_layer_nodes(sizes, path);
-        return 0;
+        const int status = finish(path);
+        if (status != 0)
+            roll_back();
+        return status;
     }
 
 private:
@@ -213,15 +216,25 @@ private:
         double* image = pos_.data() + entry_nodes_ * pos_.ld();
         for (std::uint32_t k = 1; k <= layers_; ++k, image += nodes_.size() * pos_.ld()) {
             const double t = layer_fraction(double(k) / layers_, sizes.start, sizes.end);
-            path.place({t, pos_, nodes_.ids(), nodes_.size(), image, pos_.ld()});
+            path.place({k, t, pos_, nodes_.ids(), nodes_.size(), image, pos_.ld()});
         }
     }
 
-    /// The nodes come last, so they never have to be cut back.
+    int finish(const sweep_path& path) {
+        std::array<dense2D<unsigned int>, 3> outputs{std::move(solids_.matrix), std::move(sides_.matrix),
+                                                     std::move(cap_.matrix)};
+        const int status = path.finish({pos_, outputs, nodes_, levels_.entry_nodes, layers_});
+        solids_.matrix = std::move(outputs[0]);
+        sides_.matrix = std::move(outputs[1]);
+        cap_.matrix = std::move(outputs[2]);
+        return status;
+    }
+
     void roll_back() {
         solids_.matrix.resize(solids_.matrix.rows(), solids_.entry_cols);
         sides_.matrix.resize(4, sides_.entry_cols);
         cap_.matrix.resize(cap_.matrix.rows(), cap_.entry_cols);
+        pos_.resize(pos_.rows(), entry_nodes_);
     }
 
     // The views of the inputs are taken before the outputs leave the caller's hands.

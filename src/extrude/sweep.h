@@ -1,9 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
 #include <numcore/numcore.h>
+
+#include "extrude/node_index_map.h"
 
 // The procedure that every sweep shares. An operation gives its path, and this procedure does the rest: checks, number
 // of layers, numbering and building of nodes and elements, and the way back when memory runs out.
@@ -38,7 +41,8 @@ struct layer_sizes {
 
 /// One level to be placed: `count` nodes, the j-th a copy of node source[j] of `pos`, at image + j * ld.
 struct sweep_level {
-    double t; ///< fraction of the path, from 0 to 1
+    std::uint32_t number; ///< from 1
+    double t;             ///< fraction of the path, from 0 to 1
     const dense2D<double>& pos;
     const unsigned* source;
     std::size_t count;
@@ -52,6 +56,18 @@ struct sweep_level {
         __builtin_prefetch(pos.col(source[j + ahead < count ? j + ahead : j]));
         return pos.col(source[j]);
     }
+
+    /// The coordinates of the j-th node of the level below: of its original for level 1.
+    const double* below(std::size_t j) const { return number == 1 ? original(j) : image - (count - j) * ld; }
+};
+
+/// A mesh whose elements are built and whose nodes are placed, before it is given back.
+struct swept_mesh {
+    dense2D<double>& pos;
+    std::array<dense2D<unsigned int>, 3>& outputs; ///< solids, side quadrangles, closing faces
+    const node_index_map& surface_nodes;
+    std::uint32_t entry_nodes; ///< nodes before the sweep
+    std::uint32_t layers;
 };
 
 /// What makes one sweep differ from another.
@@ -70,6 +86,8 @@ public:
     virtual int prepare() { return 0; }
     /// Writes the three coordinates of each node of a level.
     virtual void place(const sweep_level& level) const = 0;
+    /// A last change of the swept mesh. 0, or -199: then all is cut back as after a failure to build it.
+    virtual int finish(const swept_mesh& /*mesh*/) const { return 0; }
 };
 
 /// True when a matrix is empty or has one of two numbers of rows.

@@ -32,9 +32,9 @@ inline void expect_cut_back(const sweep_mesh& m) {
         EXPECT_EQ(m.cap(i, 0), i < 3 ? fresh.cap(i, 0) : no_node);
 }
 
-/// call(mesh), which adds three levels, with each of its allocations failing in turn.
+/// call(mesh), which adds three levels, with each of its allocations failing in turn; `nodes_after` without a failure.
 template <class Call>
-void expect_roll_back_at_every_allocation(Call call) {
+void expect_roll_back_at_every_allocation(Call call, std::size_t nodes_after = 20) {
     const std::size_t blocks_before = live_blocks();
     std::size_t failures = 0;
     bool done = false;
@@ -45,13 +45,13 @@ void expect_roll_back_at_every_allocation(Call call) {
         done = !stop_failing();
         if (done) {
             EXPECT_EQ(status, 0);
-            EXPECT_EQ(m.pos.cols(), 20u);
+            EXPECT_EQ(m.pos.cols(), nodes_after);
         } else {
             ++failures;
             EXPECT_EQ(status, -199) << "allocation " << k;
             expect_cut_back(m);
             EXPECT_EQ(call(m), 0) << "the matrices stay usable";
-            EXPECT_EQ(m.pos.cols(), 20u);
+            EXPECT_EQ(m.pos.cols(), nodes_after);
         }
     }
     EXPECT_GE(failures, 5u);
