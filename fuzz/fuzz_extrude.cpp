@@ -1,184 +1,177 @@
-// All forms of extrude_translate on random surfaces, against a plain version of the numbering and of the checks.
+// All forms of the sweeps whose layers follow from a length, on random surfaces, against a plain version of the
+// numbering and of the checks.
 
-#include "suits.h"
-
-#include <array>
-#include <cmath>
+#include "plain_sweep.h"
 
 namespace {
 
 using namespace fuzz;
+using namespace quorl::meldra3d;
 using quorl::vector_fixed;
-using quorl::meldra3d::extrude_translate;
+using vec3 = vector_fixed<double, 3>;
 
-enum role : unsigned { surface, solids, edges, sides, cap, roles };
+enum sweep_kind : unsigned { translation, rotation, spiral, kinds };
 
 struct scalars {
-    vector_fixed<double, 3> dir;
+    sweep_kind kind;
     bool counted;
     bool full;
     bool even;
+    vec3 dir; ///< the shift of a spiral
+    vec3 axis_point;
+    vec3 turn;
     unsigned layers;
     double start;
     double end;
-
-    /// Squares of doubles fit in a long double; std::hypot of three arguments loses a NaN that does not come first.
-    double length() const {
-        long double square = 0;
-        for (unsigned i = 0; i < 3; ++i)
-            square += static_cast<long double>(dir[i]) * static_cast<long double>(dir[i]);
-        return double(std::sqrt(square));
-    }
-    /// True when the last bit of the length decides whether a part of it is still greater than 0.
-    bool rounding_decides() const { return counted && length() > 0 && length() < 1e-300; }
 };
 
-bool has_rows(const snapshot<unsigned>& matrix, std::size_t one, std::size_t other) {
-    return matrix.empty() || matrix.rows == one || matrix.rows == other;
+/// Squares of doubles fit in a long double; std::hypot of three arguments loses a NaN that does not come first.
+double length_of(const vec3& v) {
+    long double square = 0;
+    for (unsigned i = 0; i < 3; ++i)
+        square += static_cast<long double>(v[i]) * static_cast<long double>(v[i]);
+    return double(std::sqrt(square));
 }
 
-/// The status of the checks; 0 where the work begins.
-int expected_status(const snapshot<double>& pos, const std::array<snapshot<unsigned>, roles>& in, const scalars& s) {
+/// The length that is divided into layers, as a product of two.
+std::array<double, 2> path_lengths(const scalars& s, const snapshot<double>& pos, const snapshot<unsigned>& faces) {
+    if (s.kind != rotation)
+        return {length_of(s.dir), 1};
+    if (faces.empty() || faces.entries[0] >= pos.cols || pos.rows < 2 || pos.rows > 3)
+        return {0, 0}; // refused before it is asked for
+    const double* const x = pos.col(faces.entries[0]);
+    return {length_of(s.turn),
+            length_of({x[0] - s.axis_point[0], x[1] - s.axis_point[1], (pos.rows == 3 ? x[2] : 0) - s.axis_point[2]})};
+}
+
+/// True when the last bit of the length decides whether a part of it is still greater than 0.
+bool rounding_decides(const scalars& s, const std::array<double, 2>& lengths) {
+    return s.counted && lengths[0] > 0 && lengths[1] > 0 && lengths[0] * lengths[1] < 1e-300;
+}
+
+constexpr int work = 1;
+
+/// The codes of the four matrices; those that a short form lacks are empty in it.
+int check_rows(const std::array<snapshot<unsigned>, roles>& in, bool full, const std::array<int, 4>& codes) {
+    if (!has_rows(in[solids], 6, 8))
+        return codes[0];
+    if (full && !has_rows(in[edges], 2, 2))
+        return codes[1];
+    if (full && !has_rows(in[sides], 4, 4))
+        return codes[2];
+    if (full && !has_rows(in[cap], 3, 4))
+        return codes[3];
+    return 0;
+}
+
+/// The checks that a form with a count makes of its own.
+int check_count_form(const snapshot<double>& pos, const std::array<snapshot<unsigned>, roles>& in, const scalars& s) {
+    if (s.kind == rotation && !in[surface].empty()) {
+        if (pos.rows != 2 && pos.rows != 3)
+            return -1;
+        if (in[surface].entries[0] >= pos.cols)
+            return -2;
+        return check_rows(in, s.full, {-6, -7, -8, -9});
+    }
+    if (s.kind == spiral) {
+        if (!has_rows(in[solids], 6, 8))
+            return -7;
+        if (s.full && !has_rows(in[cap], 3, 4))
+            return -8;
+    }
+    return 0;
+}
+
+/// The status of the checks, or `work`.
+int expected_status(const snapshot<double>& pos, const std::array<snapshot<unsigned>, roles>& in, const scalars& s,
+                    double length) {
+    if (s.counted && s.layers == 0)
+        return 0;
+    if (s.counted)
+        if (const int status = check_count_form(pos, in, s); status != 0)
+            return status;
+    if (in[surface].empty())
+        return 0;
     if (pos.rows != 2 && pos.rows != 3)
         return -1;
     if (!suits(in[surface], quorl::ET_FACE_MIX, unsigned(pos.cols)))
         return -2;
-    if (!((s.counted ? s.length() * (1.0 / s.layers) : s.start) > 0))
-        return -4;
+    const int shifted = s.kind == translation ? 0 : 1;
+    if (!((s.counted ? length * (1.0 / s.layers) : s.start) > 0))
+        return -4 - shifted;
     if (!s.counted && !(s.end > 0))
-        return -5;
-    if (!has_rows(in[solids], 6, 8))
-        return -7;
-    if (s.full && !has_rows(in[edges], 2, 2))
-        return -8;
-    if (s.full && !has_rows(in[sides], 4, 4))
-        return -9;
-    if (s.full && !has_rows(in[cap], 3, 4))
-        return -10;
-    return 0;
+        return -5 - shifted;
+    const int status = check_rows(in, s.full, {-7 - shifted, -8 - shifted, -9 - shifted, -10 - shifted});
+    return status != 0 ? status : work;
 }
 
-/// The numbering of a sweep, from the words of the header.
-struct numbering {
-    std::vector<unsigned> nodes; ///< of the surface, in order of first appearance
-    unsigned entry_nodes;
-    unsigned layers;
-
-    unsigned node(unsigned id, unsigned level) const {
-        const auto found = std::find(nodes.begin(), nodes.end(), id);
-        const unsigned index = found == nodes.end() ? no_node : unsigned(found - nodes.begin());
-        return level == 0 ? id : entry_nodes + (level - 1) * unsigned(nodes.size()) + index;
-    }
-};
-
-using column = std::vector<unsigned>;
-
-/// Old columns cut or widened to the new rows, then the new ones.
-void check_appended(const snapshot<unsigned>& before, const dense2D<unsigned>& after, std::size_t rows,
-                    const std::vector<column>& added) {
-    const std::size_t kept = before.cols;
-    require(after.rows() == rows && after.cols() == kept + added.size(), "dimensions of an output");
-    if (after.empty())
-        return;
-    for (std::size_t j = 0; j < kept; ++j)
-        for (std::size_t i = 0; i < rows; ++i)
-            require(after(i, j) == (i < before.rows ? before.col(j)[i] : no_node), "the columns that were there");
-    for (std::size_t j = 0; j < added.size(); ++j)
-        for (std::size_t i = 0; i < rows; ++i)
-            require(after(i, kept + j) == (i < added[j].size() ? added[j][i] : no_node), "the columns that came");
-}
-
-std::vector<column> expected_solids(const snapshot<unsigned>& faces, const numbering& n) {
-    std::vector<column> added;
-    for (std::size_t j = 0; j < faces.cols; ++j)
-        for (unsigned k = 1; k <= n.layers; ++k) {
-            column solid;
-            for (const unsigned level : {k - 1, k})
-                for (std::size_t i = 0; i < faces.rows; ++i)
-                    if (faces.col(j)[i] != no_node)
-                        solid.push_back(n.node(faces.col(j)[i], level));
-            added.push_back(solid);
-        }
-    return added;
-}
-
-std::vector<column> expected_sides(const snapshot<unsigned>& pairs, const numbering& n) {
-    std::vector<column> added;
-    for (std::size_t j = 0; j < pairs.cols && !pairs.empty(); ++j)
-        for (unsigned k = 1; k <= n.layers; ++k) {
-            const unsigned a = pairs.col(j)[0];
-            const unsigned b = pairs.col(j)[1];
-            added.push_back({n.node(b, k - 1), n.node(a, k - 1), n.node(a, k), n.node(b, k)});
-        }
-    return added;
-}
-
-std::vector<column> expected_cap(const snapshot<unsigned>& faces, const numbering& n) {
-    std::vector<column> added;
-    for (std::size_t j = 0; j < faces.cols; ++j) {
-        column closing;
-        for (std::size_t i = 0; i < faces.rows; ++i)
-            if (faces.col(j)[i] != no_node)
-                closing.push_back(n.node(faces.col(j)[i], n.layers));
-        std::reverse(closing.begin() + 1, closing.end());
-        added.push_back(closing);
-    }
-    return added;
-}
-
+/// The numbering of a mesh whose layers follow from its nodes.
 numbering levels_of(const snapshot<double>& pos, const snapshot<unsigned>& faces, const dense2D<double>& grown) {
-    numbering n{{}, unsigned(pos.cols), 0};
-    for (const unsigned id : faces.entries)
-        if (id != no_node && std::find(n.nodes.begin(), n.nodes.end(), id) == n.nodes.end())
-            n.nodes.push_back(id);
+    numbering n = number_surface(pos, faces);
     n.layers = unsigned((grown.cols() - pos.cols) / n.nodes.size());
     require(pos.cols + std::size_t(n.layers) * n.nodes.size() == grown.cols(), "whole levels of nodes");
     return n;
 }
 
-bool same_number(double a, double b) {
-    return a == b || (a != a && b != b);
-}
-
-void check_nodes(const snapshot<double>& before, const dense2D<double>& after, const numbering& n, const scalars& s) {
-    require(after.rows() == 3, "three coordinates");
-    for (std::size_t j = 0; j < before.cols; ++j)
-        for (std::size_t i = 0; i < 3; ++i)
-            require(same_number(after(i, j), i < before.rows ? before.col(j)[i] : 0.0), "old nodes unmoved");
+void check_translated(const dense2D<double>& pos, const numbering& n, const vec3& dir) {
     for (const unsigned id : n.nodes)
         for (unsigned i = 0; i < 3; ++i)
-            require(same_number(after(i, n.node(id, n.layers)), after(i, id) + s.dir[i]), "the last level");
+            require(sweep_matrices::same_number(pos(i, n.node(id, n.layers)), pos(i, id) + dir[i]), "the last level");
+}
+
+void check_turned(const dense2D<double>& pos, const numbering& n, const scalars& s) {
+    if (!is_moderate(s.turn) || !is_moderate(s.axis_point) || (s.kind == spiral && !is_moderate(s.dir)))
+        return;
+    for (const unsigned id : n.nodes) {
+        if (!is_moderate({pos(0, id), pos(1, id), pos(2, id)}))
+            continue;
+        std::array<long double, 3> x{};
+        for (unsigned i = 0; i < 3; ++i)
+            x[i] = static_cast<long double>(pos(i, id)) - s.axis_point[i];
+        x = turned(x, {s.turn[0], s.turn[1], s.turn[2]});
+        for (unsigned i = 0; i < 3; ++i) {
+            const long double expected = s.axis_point[i] + x[i] + (s.kind == spiral ? s.dir[i] : 0);
+            require(std::abs(pos(i, n.node(id, n.layers)) - expected) <= 1e-12L, "the last level");
+        }
+    }
 }
 
 scalars decode_scalars(arguments& args) {
     scalars s{};
+    s.kind = sweep_kind(args.below(kinds));
     s.counted = args.flag();
     s.full = args.flag();
     s.even = args.flag();
-    s.dir = {args.number(), args.number(), args.number()};
+    for (vec3* v : {&s.dir, &s.axis_point, &s.turn})
+        if (v == &s.dir || s.kind != translation)
+            *v = {args.number(), args.number(), args.number()};
     s.layers = args.rarely(8) ? args.integer() : args.below(20);
     s.start = std::abs(args.number());
     s.end = args.rarely(8) ? args.number() : std::abs(args.number());
     return s;
 }
 
-int call(const scalars& s, dense2D<double>& pos, const std::array<dense2D<unsigned>*, roles>& m) {
+/// Calls the form of a sweep with these arguments behind its path: sweep(path..., layers or sizes..., outputs...).
+template <class Sweep>
+int call_form(const scalars& s, sweep_matrices& m, Sweep sweep) {
     if (s.counted && s.full)
-        return extrude_translate(pos, *m[surface], s.dir, s.layers, *m[solids], *m[edges], *m[sides], *m[cap]);
+        return sweep(s.layers, m[solids], m[edges], m[sides], m[cap]);
     if (s.counted)
-        return extrude_translate(pos, *m[surface], s.dir, s.layers, *m[solids]);
+        return sweep(s.layers, m[solids]);
     if (s.full)
-        return extrude_translate(pos, *m[surface], s.dir, s.start, s.end, s.even, *m[solids], *m[edges], *m[sides],
-                                 *m[cap]);
-    return extrude_translate(pos, *m[surface], s.dir, s.start, s.end, s.even, *m[solids]);
+        return sweep(s.start, s.end, s.even, m[solids], m[edges], m[sides], m[cap]);
+    return sweep(s.start, s.end, s.even, m[solids]);
 }
 
-/// True when no other output is the same matrix: which of two results it would hold is not promised.
-bool has_one_meaning(const std::array<dense2D<unsigned>*, roles>& m, role r) {
-    unsigned outputs = 0;
-    for (const role other : {solids, sides, cap})
-        outputs += unsigned(m[other] == m[r]);
-    return outputs == 1;
+int call(const scalars& s, sweep_matrices& m) {
+    if (s.kind == rotation)
+        return call_form(
+            s, m, [&](auto&&... rest) { return extrude_rotate(m.pos, m[surface], s.axis_point, s.turn, rest...); });
+    if (s.kind == spiral)
+        return call_form(s, m, [&](auto&&... rest) {
+            return extrude_spiral(m.pos, m[surface], s.axis_point, s.turn, s.dir, rest...);
+        });
+    return call_form(s, m, [&](auto&&... rest) { return extrude_translate(m.pos, m[surface], s.dir, rest...); });
 }
 
 } // namespace
@@ -186,73 +179,44 @@ bool has_one_meaning(const std::array<dense2D<unsigned>*, roles>& m, role r) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     arguments args(bytes, size);
     const scalars s = decode_scalars(args);
-    dense2D<double> pos = args.coordinates();
-    const unsigned nodes = unsigned(pos.cols());
+    sweep_matrices m(args);
+    const auto lengths = path_lengths(s, m.pos_before, m.before[surface]);
+    const double length = lengths[0] * lengths[1];
 
-    // Usual numbers of rows and of nodes in a column; a matrix may be passed for another role as well.
-    const std::array<std::array<unsigned, 2>, roles> usual_rows{{{3, 4}, {6, 8}, {2, 2}, {4, 4}, {3, 4}}};
-    std::array<dense2D<unsigned>, roles> pool;
-    std::array<dense2D<unsigned>*, roles> m;
-    std::vector<dense2D<unsigned>*> earlier;
-    for (unsigned r = 0; r < roles; ++r) {
-        const unsigned rows = args.rarely(16) ? args.below(10) : usual_rows[r][args.below(2)];
-        pool[r] = args.connectivity(rows, {rows, r == solids ? 6u : 3u}, nodes, earlier);
-        earlier.push_back(&pool[r]);
-        m[r] = args.rarely(12) ? &pool[args.below(r + 1)] : &pool[r];
-    }
-
-    // Other views of the same blocks must not see anything. Without them outputs may grow in place.
-    std::array<dense2D<unsigned>, roles> witnesses;
-    dense2D<double> pos_witness;
-    if (args.flag()) {
-        witnesses = pool;
-        pos_witness = pos;
-    }
-    const snapshot<double> pos_before(pos), pos_seen(pos_witness);
-    std::array<snapshot<unsigned>, roles> before, seen;
-    for (unsigned r = 0; r < roles; ++r) {
-        before[r] = snapshot<unsigned>(*m[r]);
-        seen[r] = snapshot<unsigned>(witnesses[r]);
-    }
-
-    const int status = call(s, pos, m);
+    const int status = call(s, m);
 
     require(args.callers_memory_kept(), "the caller's memory unchanged");
-    require(pos_seen.same(pos_witness), "other views of the nodes unchanged");
-    for (unsigned r = 0; r < roles; ++r)
-        require(seen[r].same(witnesses[r]), "other views of a connectivity unchanged");
-
-    if (s.rounding_decides())
+    m.require_other_views_kept();
+    if (rounding_decides(s, lengths))
         return 0;
-    const bool nothing_to_do = before[surface].empty() || (s.counted && s.layers == 0);
-    const int expected = nothing_to_do ? 0 : expected_status(pos_before, before, s);
-    if (nothing_to_do || expected != 0) {
+    const int expected = expected_status(m.pos_before, m.before, s, length);
+    if (expected != work) {
         require(status == expected, "the status of a checked argument");
-        require(pos_before.same(pos), "nodes unchanged without work");
-        for (unsigned r = 0; r < roles; ++r)
-            require(before[r].same(*m[r]), "connectivities unchanged without work");
+        m.require_nothing_changed();
         return 0;
     }
     if (status == -199) {
-        const bool usual = s.counted && s.layers < 20 && s.length() > 1e-100 && s.length() < 1e100;
+        const bool usual = s.counted && s.layers < 20 && length > 1e-100 && length < 1e100;
         require(!usual, "memory for a small sweep");
-        require(pos.cols() == pos_before.cols, "as many nodes as before");
-        for (unsigned r = 0; r < roles; ++r)
-            require(m[r]->cols() == before[r].cols, "as many columns as before");
+        m.require_cut_back();
         return 0;
     }
     require(status == 0, "a documented status");
-    const numbering n = levels_of(pos_before, before[surface], pos);
+    const numbering n = levels_of(m.pos_before, m.before[surface], m.pos);
     require(s.counted ? n.layers == s.layers || s.layers >= 20 : n.layers >= 1, "the number of layers");
     require(s.counted || !s.even || n.layers % 2 == 0, "an even number of layers");
     if (n.layers > 2000) // the plain version is slow
         return 0;
-    check_nodes(pos_before, pos, n, s);
-    if (!s.full || has_one_meaning(m, solids))
-        check_appended(before[solids], *m[solids], 2 * before[surface].rows, expected_solids(before[surface], n));
-    if (s.full && has_one_meaning(m, sides))
-        check_appended(before[sides], *m[sides], 4, expected_sides(before[edges], n));
-    if (s.full && has_one_meaning(m, cap))
-        check_appended(before[cap], *m[cap], before[surface].rows, expected_cap(before[surface], n));
+    m.require_old_nodes_unmoved();
+    if (s.kind == translation)
+        check_translated(m.pos, n, s.dir);
+    else
+        check_turned(m.pos, n, s);
+    if (!s.full || m.has_one_meaning(solids))
+        check_appended(m.before[solids], m[solids], 2 * m.before[surface].rows, expected_solids(m.before[surface], n));
+    if (s.full && m.has_one_meaning(sides))
+        check_appended(m.before[sides], m[sides], 4, expected_sides(m.before[edges], n));
+    if (s.full && m.has_one_meaning(cap))
+        check_appended(m.before[cap], m[cap], m.before[surface].rows, expected_cap(m.before[surface], n));
     return 0;
 }
