@@ -95,6 +95,36 @@ void BM_extrude_line_by_metrics(benchmark::State& state, bool mixed, order o) {
     sweep_line(state, mixed, o, false, metrics);
 }
 
+/// The thickness is that of a cell.
+void BM_extrude_normal(benchmark::State& state, bool mixed, order o) {
+    measure(state, mixed, o, [](auto& pos, auto& surface, auto& solids) {
+        return meldra3d::extrude_normal(pos, surface, 1.0, layers, solids);
+    });
+}
+
+void BM_extrude_normal_vectors(benchmark::State& state, bool mixed, order o) {
+    dense2D<double> shifts(3, bench::square(unsigned(state.range(0)), mixed, o).pos.cols());
+    for (std::size_t k = 0; k < shifts.size(); ++k)
+        shifts.data()[k] = double(k % 7);
+    measure(state, mixed, o, [&](auto& pos, auto& surface, auto& solids) {
+        return meldra3d::extrude_normal(pos, surface, shifts, layers, solids);
+    });
+}
+
+/// The normals alone.
+void BM_normals(benchmark::State& state, bool mixed, order o) {
+    const mesh m = bench::square(unsigned(state.range(0)), mixed, o);
+    int status = 0;
+    for (auto _ : state) {
+        dense2D<double> normals;
+        status |= meldra2d::normals(m.pos, m.connect, 0, true, normals);
+        benchmark::DoNotOptimize(normals.data());
+    }
+    if (status != 0)
+        state.SkipWithError("no normals");
+    state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
+}
+
 /// Fresh memory of the size of the outputs, set to one value.
 void BM_memset(benchmark::State& state, bool mixed) {
     const mesh m = bench::square(unsigned(state.range(0)), mixed, order::grid);
@@ -126,3 +156,6 @@ MELDRA3D_MEASURE(BM_extrude_spiral);
 MELDRA3D_MEASURE(BM_extrude_line);
 MELDRA3D_MEASURE(BM_extrude_line_from_the_surface);
 MELDRA3D_MEASURE(BM_extrude_line_by_metrics);
+MELDRA3D_MEASURE(BM_extrude_normal);
+MELDRA3D_MEASURE(BM_extrude_normal_vectors);
+MELDRA3D_MEASURE(BM_normals);

@@ -185,4 +185,55 @@ MELDRA3D_API int extrude_line(dense2D<double>& pos, const dense2D<unsigned int>&
                               const dense1D<unsigned int, 8>& line, const vector_fixed<double, 3>& dir0,
                               const dense1D<double, 8>& sizes, dense2D<unsigned int>& connectE);
 
+/// Thickens a surface: sweeps each node along the normal of the surface there (`meldra2d::normals`, of length 1 and by
+/// the right-hand rule; a node without a normal stays where it is).
+///   pos        in/out  3 rows here, not 2
+///   thickness  in      how far each node moves, > 0, in the unit of `pos`
+/// Returns, in the order tested: 0 when `connectS` is empty (nothing is checked or changed); -1 when `pos` has not 3
+/// rows; -2 when `connectS` is malformed or names a node beyond `pos`; -3 when `thickness` is not > 0; -4 when
+/// `size_start` is not > 0; -5 when `size_end` is not > 0; -7 when `connectE` is neither empty nor of 6 or 8 rows; -8
+/// when `edges` is neither empty nor of 2 rows; -9 when `connectQ` is neither empty nor of 4 rows; -10 when `connectT`
+/// is neither empty nor of 3 or 4 rows; -199 when memory ran out. The working memory takes in a normal for each column
+/// of `pos`.
+MELDRA3D_API int extrude_normal(dense2D<double>& pos, const dense2D<unsigned int>& connectS, double thickness,
+                                double size_start, double size_end, bool even_layers, dense2D<unsigned int>& connectE,
+                                const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
+                                dense2D<unsigned int>& connectT);
+
+/// As the full form with sizes, without side and closing faces; its codes.
+MELDRA3D_API int extrude_normal(dense2D<double>& pos, const dense2D<unsigned int>& connectS, double thickness,
+                                double size_start, double size_end, bool even_layers, dense2D<unsigned int>& connectE);
+
+/// As the full form with sizes, for a number of equal layers. Returns 0 at once when `nlayers` is 0; -5 when `connectE`
+/// is neither empty nor of 6 or 8 rows and -6 when `connectT` (the 8th argument) is neither empty nor of 3 or 4 rows,
+/// both also for an empty surface; then the codes of the form with sizes, where -8 and -9 stand for the 6th and 7th
+/// arguments of this form.
+MELDRA3D_API int extrude_normal(dense2D<double>& pos, const dense2D<unsigned int>& connectS, double thickness,
+                                unsigned int nlayers, dense2D<unsigned int>& connectE,
+                                const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
+                                dense2D<unsigned int>& connectT);
+
+/// As the form above, without side and closing faces; its codes.
+MELDRA3D_API int extrude_normal(dense2D<double>& pos, const dense2D<unsigned int>& connectS, double thickness,
+                                unsigned int nlayers, dense2D<unsigned int>& connectE);
+
+/// Sweeps each node of a surface along a vector of its own, in equal layers.
+///   pos          in/out  3 rows here, not 2
+///   node_shifts  in      3 rows, column i the whole way of node i; columns of other nodes are not read
+///   nlayers      in      0 gives no node and no solid here, but the closing faces: those of the surface turned round
+/// Returns, in the order tested: 0 when `connectS` is empty (nothing is checked or changed); -1 when `pos` has not 3
+/// rows; -2 when `connectS` is malformed or names a node beyond `pos` or beyond `node_shifts`; -3 when `node_shifts`
+/// has not 3 rows; -5 when `connectE` is neither empty nor of 6 or 8 rows; -6 when `edges` is neither empty nor of 2
+/// rows; -7 when `connectQ` is neither empty nor of 4 rows; -8 when `connectT` is neither empty nor of 3 or 4 rows;
+/// -199 when memory ran out.
+MELDRA3D_API int extrude_normal(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                const dense2D<double>& node_shifts, unsigned int nlayers,
+                                dense2D<unsigned int>& connectE, const dense2D<unsigned int>& edges,
+                                dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT);
+
+/// As the form above, without side and closing faces; its codes.
+MELDRA3D_API int extrude_normal(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
+                                const dense2D<double>& node_shifts, unsigned int nlayers,
+                                dense2D<unsigned int>& connectE);
+
 } // namespace quorl::meldra3d
