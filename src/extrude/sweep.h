@@ -39,7 +39,7 @@ struct layer_sizes {
     bool even_layers;
 };
 
-/// One level to be placed: `count` nodes, the j-th a copy of node source[j] of `pos`, at image + j * ld.
+/// Nodes of one level to be placed: `count` of them, the j-th a copy of node source[j] of `pos`, at image + j * ld.
 struct sweep_level {
     std::uint32_t number; ///< from 1
     double t;             ///< fraction of the path, from 0 to 1
@@ -48,17 +48,21 @@ struct sweep_level {
     std::size_t count;
     double* image;
     std::size_t ld;
+    std::size_t per_level; ///< the copy of a node one level below lies so many columns before
 
-    /// The coordinates of the node whose copy is the j-th of the level. The nodes of a surface may be scattered over
-    /// `pos`: those soon to come are fetched into the cache meanwhile.
-    const double* original(std::size_t j) const {
+    /// The coordinates of the node whose copy is the j-th of the level.
+    const double* original(std::size_t j) const { return column(pos, j); }
+
+    /// The column of that node in a matrix. The nodes of a surface may be scattered: those soon to come are fetched
+    /// into the cache meanwhile.
+    const double* column(const dense2D<double>& matrix, std::size_t j) const {
         constexpr std::size_t ahead = 16;
-        __builtin_prefetch(pos.col(source[j + ahead < count ? j + ahead : j]));
-        return pos.col(source[j]);
+        __builtin_prefetch(matrix.col(source[j + ahead < count ? j + ahead : j]));
+        return matrix.col(source[j]);
     }
 
     /// The coordinates of the j-th node of the level below: of its original for level 1.
-    const double* below(std::size_t j) const { return number == 1 ? original(j) : image - (count - j) * ld; }
+    const double* below(std::size_t j) const { return number == 1 ? original(j) : image + j * ld - per_level * ld; }
 };
 
 /// A mesh whose elements are built and whose nodes are placed, before it is given back.

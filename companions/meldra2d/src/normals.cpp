@@ -36,6 +36,15 @@ struct nodes {
 
     [[gnu::always_inline]] const double* position(unsigned id) const { return pos + id * ld; }
     [[gnu::always_inline]] double* sum(unsigned id) const { return sums + std::size_t(id) * 3; }
+
+    /// Fetches the nodes of a face into the cache.
+    [[gnu::always_inline]] void prefetch(const unsigned* face, std::size_t rows) const {
+        for (std::size_t i = 0; i < rows; ++i) {
+            const unsigned id = face[i] == no_node ? face[0] : face[i];
+            __builtin_prefetch(position(id));
+            __builtin_prefetch(sum(id), 1);
+        }
+    }
 };
 
 /// Up to four faces of one kind.
@@ -96,11 +105,7 @@ private:
     const unsigned* face = surface.data();
     for (std::size_t j = 0; j < surface.cols(); ++j, face += surface.ld()) {
         if (j + columns_ahead < surface.cols())
-            for (std::size_t i = 0; i < 3; ++i) {
-                const unsigned id = face[columns_ahead * surface.ld() + i];
-                __builtin_prefetch(all.position(id));
-                __builtin_prefetch(all.sum(id), 1);
-            }
+            all.prefetch(face + columns_ahead * surface.ld(), surface.rows());
         if (surface.rows() == 4 && face[3] != no_node)
             quadrangles.add(face);
         else
