@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <tuple>
 #include <utility>
 
 #include <pybind11/numpy.h>
@@ -71,12 +72,6 @@ py::array_t<unsigned int> hand_out(dense1D<unsigned int, 8>& list) {
     return py::array_t<unsigned int>(size, kept.release()->data(), owner);
 }
 
-direction as_direction(const points_array& array) {
-    if (array.size() != 3)
-        throw py::value_error("expected three numbers");
-    return {array.data()[0], array.data()[1], array.data()[2]};
-}
-
 /// Runs a form of a sweep without side and closing faces, `call(pos, surface, solids)`.
 /// Gives (status, points, solids).
 template <class Call>
@@ -107,55 +102,93 @@ py::tuple sweep(const points_array& points, const ids_array& surface, const ids_
                           hand_out(closing, cap.data()));
 }
 
-void add_extrude_translate(py::module_& module) {
-    using quorl::meldra3d::extrude_translate;
+// What a sweep takes between the surface and the solids: `given` as it comes from Python, and `lay` makes of it what
+// the library takes.
+
+template <class T>
+struct plain {
+    using given = T;
+    static T lay(T value) { return value; }
+};
+
+struct vector_of_three {
+    using given = const points_array&;
+    static direction lay(given array) {
+        if (array.size() != 3)
+            throw py::value_error("expected three numbers");
+        return {array.data()[0], array.data()[1], array.data()[2]};
+    }
+};
+
+template <class T>
+struct matrix {
+    using given = const py::array_t<T, py::array::c_style>&;
+    static dense2D<T> lay(given array) { return lay_over(array); }
+};
+
+template <class T>
+struct list {
+    using given = const py::array_t<T, py::array::c_style>&;
+    static dense1D<T, 8> lay(given array) {
+        if (array.ndim() != 1)
+            throw py::value_error("expected a one-dimensional array");
+        return dense1D<T, 8>::view(const_cast<T*>(array.data()), static_cast<std::size_t>(array.size()));
+    }
+};
+
+/// Defines the full form and the short form of a sweep, which takes `Path` between the surface and the solids.
+/// `call` is the export, and `names` are the arguments that `Path` stands for.
+template <class... Path, class Call, class... Name>
+void add_sweep(py::module_& module, const char* function, Call call, const Name&... names) {
+    static_assert(sizeof...(Path) == sizeof...(Name), "each argument has a name");
     module.def(
-        "extrude_translate",
-        [](const points_array& points, const ids_array& surface, const points_array& path, double size_start,
-           double size_end, bool even_layers, const ids_array& solids, const ids_array& edges, const ids_array& sides,
-           const ids_array& cap) {
-            const direction dir = as_direction(path);
-            return sweep(points, surface, solids, edges, sides, cap,
-                         [&](auto& pos, auto& faces, auto& e, auto& lines, auto& q, auto& t) {
-                             return extrude_translate(pos, faces, dir, size_start, size_end, even_layers, e, lines, q,
-                                                      t);
-                         });
+        function,
+        [call](const points_array& points, const ids_array& surface, typename Path::given... path,
+               const ids_array& solids, const ids_array& edges, const ids_array& sides, const ids_array& cap) {
+            return std::apply(
+                [&](const auto&... laid) {
+                    return sweep(points, surface, solids, edges, sides, cap,
+                                 [&](auto& pos, auto& faces, auto& e, auto& lines, auto& q, auto& t) {
+                                     return call(pos, faces, laid..., e, lines, q, t);
+                                 });
+                },
+                std::make_tuple(Path::lay(path)...));
         },
-        as_it_is("points"), as_it_is("surface"), as_it_is("direction"), py::arg("size_start"), py::arg("size_end"),
-        py::arg("even_layers"), as_it_is("solids"), as_it_is("edges"), as_it_is("sides"), as_it_is("cap"));
+        as_it_is("points"), as_it_is("surface"), names..., as_it_is("solids"), as_it_is("edges"), as_it_is("sides"),
+        as_it_is("cap"));
     module.def(
-        "extrude_translate",
-        [](const points_array& points, const ids_array& surface, const points_array& path, double size_start,
-           double size_end, bool even_layers, const ids_array& solids) {
-            const direction dir = as_direction(path);
-            return sweep(points, surface, solids, [&](auto& pos, auto& faces, auto& e) {
-                return extrude_translate(pos, faces, dir, size_start, size_end, even_layers, e);
-            });
+        function,
+        [call](const points_array& points, const ids_array& surface, typename Path::given... path,
+               const ids_array& solids) {
+            return std::apply(
+                [&](const auto&... laid) {
+                    return sweep(points, surface, solids,
+                                 [&](auto& pos, auto& faces, auto& e) { return call(pos, faces, laid..., e); });
+                },
+                std::make_tuple(Path::lay(path)...));
         },
-        as_it_is("points"), as_it_is("surface"), as_it_is("direction"), py::arg("size_start"), py::arg("size_end"),
-        py::arg("even_layers"), as_it_is("solids"));
-    module.def(
-        "extrude_translate",
-        [](const points_array& points, const ids_array& surface, const points_array& path, unsigned int layers,
-           const ids_array& solids, const ids_array& edges, const ids_array& sides, const ids_array& cap) {
-            const direction dir = as_direction(path);
-            return sweep(points, surface, solids, edges, sides, cap,
-                         [&](auto& pos, auto& faces, auto& e, auto& lines, auto& q, auto& t) {
-                             return extrude_translate(pos, faces, dir, layers, e, lines, q, t);
-                         });
-        },
-        as_it_is("points"), as_it_is("surface"), as_it_is("direction"), py::arg("layers"), as_it_is("solids"),
-        as_it_is("edges"), as_it_is("sides"), as_it_is("cap"));
-    module.def(
-        "extrude_translate",
-        [](const points_array& points, const ids_array& surface, const points_array& path, unsigned int layers,
-           const ids_array& solids) {
-            const direction dir = as_direction(path);
-            return sweep(points, surface, solids, [&](auto& pos, auto& faces, auto& e) {
-                return extrude_translate(pos, faces, dir, layers, e);
-            });
-        },
-        as_it_is("points"), as_it_is("surface"), as_it_is("direction"), py::arg("layers"), as_it_is("solids"));
+        as_it_is("points"), as_it_is("surface"), names..., as_it_is("solids"));
+}
+
+/// Defines all forms of a sweep that divides its path into layers, by two sizes or by their number.
+template <class... Path, class Call, class... Name>
+void add_layered_sweep(py::module_& module, const char* function, Call call, const Name&... names) {
+    add_sweep<Path..., plain<double>, plain<double>, plain<bool>>(
+        module, function, call, names..., py::arg("size_start"), py::arg("size_end"), py::arg("even_layers"));
+    add_sweep<Path..., plain<unsigned int>>(module, function, call, names..., py::arg("layers"));
+}
+
+void add_sweeps(py::module_& module) {
+    using namespace quorl::meldra3d;
+    using vector = vector_of_three;
+    add_layered_sweep<vector>(
+        module, "extrude_translate", [](auto&... all) { return extrude_translate(all...); }, as_it_is("direction"));
+    add_layered_sweep<vector, vector>(
+        module, "extrude_rotate", [](auto&... all) { return extrude_rotate(all...); }, as_it_is("axis_point"),
+        as_it_is("rotation"));
+    add_layered_sweep<vector, vector, vector>(
+        module, "extrude_spiral", [](auto&... all) { return extrude_spiral(all...); }, as_it_is("axis_point"),
+        as_it_is("rotation"), as_it_is("shift"));
 }
 
 py::tuple volume(const points_array& points, const ids_array& cells) {
@@ -345,7 +378,7 @@ PYBIND11_MODULE(_core, module) {
     module.doc() = "Calls of the library on NumPy's memory; use the functions of meldra3d, which convert and check.";
     module.def("version", &quorl::meldra3d::version);
     add_element_types(module);
-    add_extrude_translate(module);
+    add_sweeps(module);
     add_flips(module);
     add_conversions(module);
     module.def("split_into_H8", &split_into_H8, as_it_is("points"), as_it_is("cells"), as_it_is("hexahedra"),
