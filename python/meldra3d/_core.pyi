@@ -61,11 +61,118 @@ def extrude_translate(
 ) -> Tuple[int, Points, Ids]: ...
 @overload
 def extrude_translate(
-    points: Points, surface: Ids, direction: Points, layers: int, solids: Ids, edges: Ids, sides: Ids, cap: Ids
+    points: Points,
+    surface: Ids,
+    direction: Points,
+    layers: int,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
 ) -> Tuple[int, Points, Ids, Ids, Ids]: ...
 @overload
 def extrude_translate(
-    points: Points, surface: Ids, direction: Points, layers: int, solids: Ids
+    points: Points,
+    surface: Ids,
+    direction: Points,
+    layers: int,
+    solids: Ids,
+) -> Tuple[int, Points, Ids]: ...
+@overload
+def extrude_rotate(
+    points: Points,
+    surface: Ids,
+    axis_point: Points,
+    rotation: Points,
+    size_start: float,
+    size_end: float,
+    even_layers: bool,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_rotate(
+    points: Points,
+    surface: Ids,
+    axis_point: Points,
+    rotation: Points,
+    size_start: float,
+    size_end: float,
+    even_layers: bool,
+    solids: Ids,
+) -> Tuple[int, Points, Ids]: ...
+@overload
+def extrude_rotate(
+    points: Points,
+    surface: Ids,
+    axis_point: Points,
+    rotation: Points,
+    layers: int,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_rotate(
+    points: Points,
+    surface: Ids,
+    axis_point: Points,
+    rotation: Points,
+    layers: int,
+    solids: Ids,
+) -> Tuple[int, Points, Ids]: ...
+@overload
+def extrude_spiral(
+    points: Points,
+    surface: Ids,
+    axis_point: Points,
+    rotation: Points,
+    shift: Points,
+    size_start: float,
+    size_end: float,
+    even_layers: bool,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_spiral(
+    points: Points,
+    surface: Ids,
+    axis_point: Points,
+    rotation: Points,
+    shift: Points,
+    size_start: float,
+    size_end: float,
+    even_layers: bool,
+    solids: Ids,
+) -> Tuple[int, Points, Ids]: ...
+@overload
+def extrude_spiral(
+    points: Points,
+    surface: Ids,
+    axis_point: Points,
+    rotation: Points,
+    shift: Points,
+    layers: int,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_spiral(
+    points: Points,
+    surface: Ids,
+    axis_point: Points,
+    rotation: Points,
+    shift: Points,
+    layers: int,
+    solids: Ids,
 ) -> Tuple[int, Points, Ids]: ...
 def flip(cells: Ids, kind: int) -> Tuple[int, Ids]: ...
 def flip_TH4(cells: Ids) -> Tuple[int, Ids]: ...

@@ -1,7 +1,7 @@
 """Sweeps of surface meshes into solids."""
 
 import operator
-from typing import NamedTuple, Optional, Tuple
+from typing import Any, Callable, NamedTuple, Optional, Tuple
 
 import numpy as np
 from numpy.typing import ArrayLike
@@ -9,6 +9,8 @@ from numpy.typing import ArrayLike
 from . import _core
 from .arrays import as_ids, as_points, as_vector
 from .status import OUT_OF_MEMORY, check
+
+Sizes = Tuple[float, float]
 
 
 class Sweep(NamedTuple):
@@ -26,7 +28,7 @@ def extrude_translate(
     direction: ArrayLike,
     *,
     layers: Optional[int] = None,
-    sizes: Optional[Tuple[float, float]] = None,
+    sizes: Optional[Sizes] = None,
     even_layers: bool = False,
     solids: Optional[ArrayLike] = None,
     edges: Optional[ArrayLike] = None,
@@ -80,29 +82,179 @@ def extrude_translate(
     >>> extrude_translate(square, [[0, 1, 2, 3]], (0, 0, 1), sizes=(0.1, 0.4)).points[4::4, 2].round(3)
     array([0.107, 0.247, 0.432, 0.677, 1.   ])
     """
-    p = as_points(points)
-    s = as_ids(surface, 3, "surface")
-    d = as_vector(direction, "direction")
-    appended = (
-        as_ids(solids, 2 * s.shape[1], "solids"),
-        as_ids(edges, 2, "edges"),
-        as_ids(sides, 4, "sides"),
-        as_ids(cap, s.shape[1], "cap"),
-    )
+    path = (as_vector(direction, "direction"),)
+    given = (solids, edges, sides, cap)
+    return _layered("extrude_translate", points, surface, path, layers, sizes, even_layers, given)
+
+
+def extrude_rotate(
+    points: ArrayLike,
+    surface: ArrayLike,
+    axis_point: ArrayLike,
+    rotation: ArrayLike,
+    *,
+    layers: Optional[int] = None,
+    sizes: Optional[Sizes] = None,
+    even_layers: bool = False,
+    solids: Optional[ArrayLike] = None,
+    edges: Optional[ArrayLike] = None,
+    sides: Optional[ArrayLike] = None,
+    cap: Optional[ArrayLike] = None,
+) -> Sweep:
+    """Sweep a surface about an axis.
+
+    Parameters
+    ----------
+    points, surface : array_like
+        As for `extrude_translate`.
+    axis_point : array_like
+        A point of the axis, three numbers.
+    rotation : array_like
+        The whole rotation, three numbers: its direction is that of the axis, its length the angle in radians, by the
+        right-hand rule. After a full turn the last level lies on the surface, with nodes of its own all the same.
+    layers, sizes, even_layers, solids, edges, sides, cap
+        As for `extrude_translate`. The sizes are measured along the way of the first node of the surface, as if its
+        whole distance from ``axis_point`` were its radius: place that point on the level of this node.
+
+    Returns
+    -------
+    Sweep
+        Numbered as by `extrude_translate`.
+
+    Raises
+    ------
+    ValueError
+        For a bad argument, which the message names.
+    MemoryError
+        When there is not enough memory, or the sizes ask for an absurd number of layers.
+
+    Examples
+    --------
+    A quarter of a ring about the z axis:
+
+    >>> square = [[1, 0, 0], [2, 0, 0], [2, 0, 1], [1, 0, 1]]
+    >>> ring = extrude_rotate(square, [[0, 3, 2, 1]], (0, 0, 0), (0, 0, np.pi / 2), layers=3)
+    >>> ring.points[4::4].round(3) + 0.0
+    array([[0.866, 0.5  , 0.   ],
+           [0.5  , 0.866, 0.   ],
+           [0.   , 1.   , 0.   ]])
+    """
+    path = (as_vector(axis_point, "axis_point"), as_vector(rotation, "rotation"))
+    given = (solids, edges, sides, cap)
+    return _layered("extrude_rotate", points, surface, path, layers, sizes, even_layers, given)
+
+
+def extrude_spiral(
+    points: ArrayLike,
+    surface: ArrayLike,
+    axis_point: ArrayLike,
+    rotation: ArrayLike,
+    shift: ArrayLike,
+    *,
+    layers: Optional[int] = None,
+    sizes: Optional[Sizes] = None,
+    even_layers: bool = False,
+    solids: Optional[ArrayLike] = None,
+    edges: Optional[ArrayLike] = None,
+    sides: Optional[ArrayLike] = None,
+    cap: Optional[ArrayLike] = None,
+) -> Sweep:
+    """Sweep a surface about an axis and along a vector at the same time.
+
+    Each level is the surface turned by a fraction of ``rotation`` and then moved by the same fraction of ``shift``.
+
+    Parameters
+    ----------
+    points, surface : array_like
+        As for `extrude_translate`.
+    axis_point, rotation : array_like
+        As for `extrude_rotate`; several turns are usual here.
+    shift : array_like
+        The whole translation, three numbers, often along the axis.
+    layers, sizes, even_layers, solids, edges, sides, cap
+        As for `extrude_translate`. The sizes are measured along ``shift`` alone: for layers of a length l on a coil of
+        radius r that rises by p each turn, give l * p / hypot(2 * pi * r, p).
+
+    Returns
+    -------
+    Sweep
+        Numbered as by `extrude_translate`.
+
+    Raises
+    ------
+    ValueError
+        For a bad argument, which the message names.
+    MemoryError
+        When there is not enough memory, or the sizes ask for an absurd number of layers.
+
+    Examples
+    --------
+    Two turns of a coil that rises by 1.5 each time, the first of them:
+
+    >>> square = [[1, 0, 0], [2, 0, 0], [2, 0, 1], [1, 0, 1]]
+    >>> coil = extrude_spiral(square, [[0, 3, 2, 1]], (0, 0, 0), (0, 0, 4 * np.pi), (0, 0, 3), layers=8)
+    >>> coil.points[4:20:4].round(3) + 0.0
+    array([[ 0.   ,  1.   ,  0.375],
+           [-1.   ,  0.   ,  0.75 ],
+           [ 0.   , -1.   ,  1.125],
+           [ 1.   ,  0.   ,  1.5  ]])
+    """
+    path = (as_vector(axis_point, "axis_point"), as_vector(rotation, "rotation"), as_vector(shift, "shift"))
+    given = (solids, edges, sides, cap)
+    return _layered("extrude_spiral", points, surface, path, layers, sizes, even_layers, given)
+
+
+# ---- what the sweeps share ----
+
+_Given = Tuple[Optional[ArrayLike], Optional[ArrayLike], Optional[ArrayLike], Optional[ArrayLike]]
+
+
+def _layered(
+    name: str,
+    points: ArrayLike,
+    surface: ArrayLike,
+    path: Tuple[Any, ...],
+    layers: Optional[int],
+    sizes: Optional[Sizes],
+    even_layers: bool,
+    given: _Given,
+) -> Sweep:
+    """Run a sweep whose path is divided into layers, by the one of `layers` and `sizes` that there is."""
+    export = getattr(_core, name)
     if sizes is not None and layers is None:
         if len(sizes) != 2:
             raise ValueError(f"sizes: expected two numbers, got {len(sizes)}")
-        form = "extrude_translate by sizes, in full"
-        made = _core.extrude_translate(p, s, d, float(sizes[0]), float(sizes[1]), bool(even_layers), *appended)
-    elif layers is not None and sizes is None:
-        count = operator.index(layers)
-        if count < 0:
-            raise ValueError("layers: must not be negative")
-        form = "extrude_translate by layers, in full"
-        if count > 0xFFFFFFFF:
-            check(form, OUT_OF_MEMORY)
-        made = _core.extrude_translate(p, s, d, count, *appended)
-    else:
-        raise ValueError("layers, sizes: give one of the two")
-    check(form, made[0])
+        path = (*path, float(sizes[0]), float(sizes[1]), bool(even_layers))
+        return _sweep(f"{name} by sizes", export, points, surface, path, given)
+    if layers is not None and sizes is None:
+        form = f"{name} by layers"
+        return _sweep(form, export, points, surface, (*path, _layer_count(layers, form)), given)
+    raise ValueError("layers, sizes: give one of the two")
+
+
+def _layer_count(layers: int, form: str) -> int:
+    count = operator.index(layers)
+    if count < 0:
+        raise ValueError("layers: must not be negative")
+    if count > 0xFFFFFFFF:
+        check(form, OUT_OF_MEMORY)
+    return count
+
+
+def _sweep(
+    form: str,
+    export: Callable[..., Any],
+    points: ArrayLike,
+    surface: ArrayLike,
+    path: Tuple[Any, ...],
+    given: _Given,
+) -> Sweep:
+    """Call the full form of a sweep. `path` stands between the surface and the solids; `given` are the solids, edges,
+    sides and cap, as they come from the caller."""
+    nodes, faces = as_points(points), as_ids(surface, 3, "surface")
+    columns = (2 * faces.shape[1], 2, 4, faces.shape[1])
+    names = ("solids", "edges", "sides", "cap")
+    appended = [as_ids(*argument) for argument in zip(given, columns, names)]
+    made = export(nodes, faces, *path, *appended)
+    check(f"{form}, in full", made[0])
     return Sweep(*made[1:])

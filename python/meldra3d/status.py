@@ -1,9 +1,9 @@
 """What the library's status codes mean, by the names that arguments have in Python.
 
 A status names an argument by its position in the library's fullest form of a function, which is not its position in
-every form: where the number of layers takes the place of the two sizes, -4 is a direction without length, and -7 to
--10 are the arguments 5 to 8; -11 and -12 are arguments 3 and 4 of a conversion to second order. Hence a table for each
-form rather than a rule.
+every form. Where a number of layers takes the place of the two sizes, the codes of the two forms mix: of a rotation by
+layers, -9 is the closing faces, -5 a path without length. -11 and -12 are arguments 3 and 4 of a conversion to second
+order. Hence a table for each form rather than a rule.
 """
 
 from typing import Dict, Tuple
@@ -11,23 +11,65 @@ from typing import Dict, Tuple
 #: Status of a call that ran out of memory, or would have needed node numbers beyond 32 bits.
 OUT_OF_MEMORY = -199
 
-_BY_SIZES = {
-    -1: ("points", "must have 2 or 3 columns"),
-    -2: ("surface", "is not a mesh of triangles and quadrangles on these points"),
-    -4: ("sizes", "the first must be greater than 0"),
-    -5: ("sizes", "the second must be greater than 0"),
-    -7: ("solids", "must have 6 or 8 columns"),
+_POINTS = ("points", "must have 2 or 3 columns")
+_SURFACE = ("surface", "is not a mesh of triangles and quadrangles on these points")
+_FIRST_SIZE = ("sizes", "the first must be greater than 0")
+_LAST_SIZE = ("sizes", "the second must be greater than 0")
+_SOLIDS = ("solids", "must have 6 or 8 columns")
+_EDGES = ("edges", "must have 2 columns")
+_SIDES = ("sides", "must have 4 columns")
+_CAP = ("cap", "must have 3 or 4 columns")
+
+_TURN_BY_SIZES = {
+    -1: _POINTS,
+    -2: _SURFACE,
+    -5: _FIRST_SIZE,
+    -6: _LAST_SIZE,
+    -8: _SOLIDS,
+    -9: _EDGES,
+    -10: _SIDES,
+    -11: _CAP,
 }
-_BY_LAYERS = {
-    -1: _BY_SIZES[-1],
-    -2: _BY_SIZES[-2],
-    -4: ("direction", "must have a length greater than 0"),
-    -7: _BY_SIZES[-7],
-}
-_SIDES_AND_CAP = {
-    -8: ("edges", "must have 2 columns"),
-    -9: ("sides", "must have 4 columns"),
-    -10: ("cap", "must have 3 or 4 columns"),
+_SWEEPS = {
+    "extrude_translate by sizes": {
+        -1: _POINTS,
+        -2: _SURFACE,
+        -4: _FIRST_SIZE,
+        -5: _LAST_SIZE,
+        -7: _SOLIDS,
+        -8: _EDGES,
+        -9: _SIDES,
+        -10: _CAP,
+    },
+    "extrude_translate by layers": {
+        -1: _POINTS,
+        -2: _SURFACE,
+        -4: ("direction", "must have a length greater than 0"),
+        -7: _SOLIDS,
+        -8: _EDGES,
+        -9: _SIDES,
+        -10: _CAP,
+    },
+    "extrude_rotate by sizes": _TURN_BY_SIZES,
+    "extrude_rotate by layers": {
+        -1: _POINTS,
+        -2: _SURFACE,
+        -5: ("rotation", "must not be zero, nor may the first node of the surface lie at axis_point"),
+        -6: _SOLIDS,
+        -7: _EDGES,
+        -8: _SIDES,
+        -9: _CAP,
+    },
+    "extrude_spiral by sizes": _TURN_BY_SIZES,
+    "extrude_spiral by layers": {
+        -1: _POINTS,
+        -2: _SURFACE,
+        -5: ("shift", "must have a length greater than 0"),
+        -7: _SOLIDS,
+        -8: _CAP,
+        -9: _EDGES,
+        -10: _SIDES,
+    },
 }
 _CONVERSION = {
     -1: ("points", "must have 3 columns"),
@@ -38,10 +80,11 @@ _CONVERSION = {
 
 #: For each form of each function: status -> (argument, what is wrong with it).
 STATUS: Dict[str, Dict[int, Tuple[str, str]]] = {
-    "extrude_translate by sizes, in full": {**_BY_SIZES, **_SIDES_AND_CAP},
-    "extrude_translate by sizes": _BY_SIZES,
-    "extrude_translate by layers, in full": {**_BY_LAYERS, **_SIDES_AND_CAP},
-    "extrude_translate by layers": _BY_LAYERS,
+    **{f"{form}, in full": rows for form, rows in _SWEEPS.items()},
+    **{
+        form: {status: row for status, row in rows.items() if row not in (_EDGES, _SIDES, _CAP)}
+        for form, rows in _SWEEPS.items()
+    },
     "flip": {-2: ("kind", "does not have elements of this many columns")},
     "flip_TH4": {-1: ("cells", "must have 4 columns")},
     "flip_W6": {-1: ("cells", "must have 6 columns")},

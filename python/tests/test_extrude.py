@@ -1,13 +1,49 @@
-"""The translation sweep as Python sees it."""
+"""The sweeps as Python sees them."""
 
 import numpy as np
 import pytest
 
-from meldra3d import NO_NODE, ElementType, Sweep, ancestors, extrude_translate, neighbors, volume
+from meldra3d import (
+    NO_NODE,
+    ElementType,
+    Sweep,
+    ancestors,
+    extrude_rotate,
+    extrude_spiral,
+    extrude_translate,
+    neighbors,
+    volume,
+)
+from meldra3d.measures import signed_volumes
 
 SQUARE = [[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0]]
 MIXED_POINTS = SQUARE + [[2, 0.5, 0]]
 MIXED = [[0, 1, 2, 3], [1, 4, 2, NO_NODE]]
+
+
+def sheet(n=4, size=1.0):
+    """A square of n x n quadrangles around the origin, facing +z."""
+    x, y = np.meshgrid(*[np.linspace(-size / 2, size / 2, n + 1)] * 2)
+    first = (np.arange(n)[:, None] * (n + 1) + np.arange(n)).ravel()
+    faces = np.column_stack([first, first + 1, first + n + 2, first + n + 1])
+    return np.column_stack([x.ravel(), y.ravel(), np.zeros(x.size)]), faces
+
+
+def levels(swept, given, surface_nodes):
+    """The nodes of a sweep level by level, the surface first; all nodes given are those of the surface."""
+    return np.concatenate([given[surface_nodes][None], swept.points[len(given) :].reshape(-1, len(surface_nodes), 3)])
+
+
+def turned(x, centre, vector, fraction):
+    """Points turned about an axis: what is along it stays, what is across turns in its plane."""
+    angle = np.linalg.norm(vector)
+    axis = vector / angle
+    along = np.outer((x - centre) @ axis, axis)
+    across = x - centre - along
+    return centre + along + np.cos(fraction * angle) * across + np.sin(fraction * angle) * np.cross(axis, across)
+
+
+# ---- translation ----
 
 
 def test_a_triangle_becomes_wedges_and_gets_a_cap_that_faces_back():
@@ -89,3 +125,71 @@ def test_ancestors_name_the_first_element_of_each_node():
     swept = extrude_translate(MIXED_POINTS, MIXED, (0, 0, 1), layers=1)
     assert ancestors(swept.solids).tolist() == [0, 0, 0, 0, 1, 0, 0, 0, 0, 1]
     assert ancestors([[5, 2]]).tolist() == [NO_NODE, NO_NODE, 0, NO_NODE, NO_NODE, 0]
+
+
+# ---- rotation and spiral ----
+
+CENTRE, TURN = np.array([0.3, -2.0, 0.5]), np.array([-1.2, 0.4, 0.5])
+
+
+@pytest.mark.parametrize("shift", [(0, 0, 0), (0.5, -0.25, 2)])
+@pytest.mark.parametrize("spacing", [{"layers": 5}, {"sizes": (0.1, 0.5)}, {"sizes": (0.5, 0.1), "even_layers": True}])
+def test_levels_of_a_turn_are_the_surface_turned_and_moved(shift, spacing):
+    points, faces = sheet(2)
+    order = list(dict.fromkeys(faces.ravel()))
+    if any(shift):
+        swept = extrude_spiral(points, faces, CENTRE, TURN, shift, **spacing)
+        length = np.linalg.norm(shift)
+    else:
+        swept = extrude_rotate(points, faces, CENTRE, TURN, **spacing)
+        length = np.linalg.norm(TURN) * np.linalg.norm(points[0] - CENTRE)
+    got = levels(swept, points, order)
+    count = len(got) - 1
+    fractions = np.arange(count + 1) / count
+    if "sizes" in spacing:
+        a, b = spacing["sizes"]
+        exact = length * np.log(b / a) / (b - a)  # of layers, for sizes that grow steadily
+        assert count % 2 == 0 if "even_layers" in spacing else abs(count - exact) < 1
+        fractions = ((b / a) ** fractions - 1) / (b / a - 1)
+    for level, t in zip(got, fractions):
+        np.testing.assert_allclose(level, turned(points[order], CENTRE, TURN, t) + t * np.array(shift), atol=1e-14)
+
+
+def test_a_ring_has_the_volume_of_its_chords_and_the_last_level_has_nodes_of_its_own():
+    points, faces = sheet(4)
+    n, radius = 12, 3.0
+    swept = extrude_rotate(points, faces, (-radius, 0, 0), (0, -2 * np.pi, 0), layers=n)
+    assert len(swept.points) == (n + 1) * len(points) and len(np.unique(swept.solids)) == len(swept.points)
+    np.testing.assert_allclose(levels(swept, points, list(dict.fromkeys(faces.ravel())))[-1],
+                               points[list(dict.fromkeys(faces.ravel()))], atol=1e-14)  # fmt: skip
+    assert volume(swept.points, swept.solids) == pytest.approx(radius * n * np.sin(2 * np.pi / n), rel=1e-13)
+    assert (signed_volumes(swept.points, ElementType.H8, swept.solids) > 0).all()
+
+
+def test_the_way_of_the_first_node_from_the_axis_point_is_divided_by_the_sizes():
+    for point, expected in [((-3, 0.0, 0), 3), ((-3, 4, 0), 5)]:  # the same axis, but 4 along it
+        square = np.array(SQUARE, dtype=float)
+        swept = extrude_rotate(square, [[0, 1, 2, 3]], point, (0, -1, 0), sizes=(1, 1))
+        assert len(swept.solids) == expected
+
+
+def test_a_spiral_without_shift_is_one_layer_and_one_without_turn_a_translation():
+    assert len(extrude_spiral(SQUARE, [[0, 1, 2, 3]], CENTRE, TURN, (0, 0, 0), sizes=(0.01, 0.01)).solids) == 1
+    straight = extrude_spiral(SQUARE, [[0, 1, 2, 3]], CENTRE, (0, 0, 0), (0, 0, 2), sizes=(0.5, 0.25))
+    same = extrude_translate(SQUARE, [[0, 1, 2, 3]], (0, 0, 2), sizes=(0.5, 0.25))
+    np.testing.assert_allclose(straight.points, same.points, rtol=1e-15)
+
+
+@pytest.mark.parametrize("sweep,path", [(extrude_rotate, (CENTRE, TURN)), (extrude_spiral, (CENTRE, TURN, (0, 0, 1)))])
+def test_the_other_sweeps_append_sides_and_cap_as_the_translation_does(sweep, path):
+    given = {"solids": [[0, 1, 2, 0, 1, 2]], "sides": [[0, 1, 2, 3]], "cap": [[0, 1, 2, 3]], "edges": [[0, 1], [2, 3]]}
+    swept = sweep(MIXED_POINTS, MIXED, *path, layers=3, **given)
+    same = extrude_translate(MIXED_POINTS, MIXED, (0, 0, 1), layers=3, **given)
+    for name in ("solids", "sides", "cap"):
+        np.testing.assert_array_equal(getattr(swept, name), getattr(same, name))
+
+
+@pytest.mark.parametrize("rotation", [(0, 0, np.nan), (np.inf, 0, 0)])
+def test_a_rotation_that_is_not_finite_makes_no_layers_by_sizes(rotation):
+    with pytest.raises(MemoryError):
+        extrude_rotate(SQUARE, [[0, 1, 2, 3]], (-1, 0, 0), rotation, sizes=(1, 1))

@@ -10,6 +10,8 @@ from meldra3d import (
     convert_into_high_order,
     convert_into_linear,
     convert_into_quadratic,
+    extrude_rotate,
+    extrude_spiral,
     extrude_translate,
     flip,
     flip_H8,
@@ -33,79 +35,115 @@ def ids(columns):
 
 NOTHING = np.empty((0, 0), dtype=np.uint32)
 
-# What is put in place of a good argument of a sweep, and the status it must give in the forms that have it.
-WRONG = {
-    -1: {"points": np.zeros((5, 4))},
-    -2: {"surface": np.array([[0, 1, 5]], dtype=np.uint32)},
-    -7: {"solids": ids(7)},
-    -8: {"edges": ids(3)},
-    -9: {"sides": ids(3)},
-    -10: {"cap": ids(5)},
+# Good arguments of each sweep between the surface and the sizes or the number of layers.
+PATHS = {
+    "extrude_translate": {"direction": UP},
+    "extrude_rotate": {"axis_point": np.array([-1.0, 0, 0]), "rotation": np.array([0, -0.5, 0])},
+    "extrude_spiral": {"axis_point": np.array([-1.0, 0, 0]), "rotation": np.array([0, -0.5, 0]), "shift": UP},
 }
-WRONG_SIZES = {**WRONG, -4: {"sizes": (0.0, 1.0)}, -5: {"sizes": (1.0, np.nan)}}
-WRONG_LAYERS = {**WRONG, -4: {"direction": np.zeros(3)}}
+SWEEPS = {"extrude_translate": extrude_translate, "extrude_rotate": extrude_rotate, "extrude_spiral": extrude_spiral}
+APPENDED = ["solids", "edges", "sides", "cap"]
+
+# What is put in place of good arguments, and the status that it gives in each form that has them.
+WRONG_POINTS = {"points": np.zeros((5, 4))}
+WRONG_SURFACE = {"surface": np.array([[0, 1, 5]], dtype=np.uint32)}
+WRONG_SOLIDS, WRONG_EDGES, WRONG_SIDES, WRONG_CAP = (
+    {name: ids(columns)} for name, columns in zip(APPENDED, (7, 3, 3, 5))
+)
+WRONG_SIZES = [{"sizes": (0.0, 1.0)}, {"sizes": (1.0, np.nan)}]
+COMMON = {-1: WRONG_POINTS, -2: WRONG_SURFACE}
 
 
-def core_arguments(form, **changed):
-    """The positional arguments of a form of the sweep in the compiled half."""
-    good = dict(points=POINTS, surface=TRIANGLES, direction=UP, sizes=(0.5, 0.5), layers=2, solids=NOTHING,
-                edges=NOTHING, sides=NOTHING, cap=NOTHING)  # fmt: skip
-    a = {**good, **changed}
-    path = [*a["sizes"], False] if "sizes" in form else [a["layers"]]
-    rest = [a["solids"], a["edges"], a["sides"], a["cap"]] if "in full" in form else [a["solids"]]
-    return [a["points"], a["surface"], a["direction"], *path, *rest]
+def from_status(first, *wrong):
+    """Cases of successive statuses, downwards from the first."""
+    return {first - k: case for k, case in enumerate(wrong)}
 
 
-FORMS = [form for form in STATUS if form.startswith("extrude_translate")]
+ALL_APPENDED = (WRONG_SOLIDS, WRONG_EDGES, WRONG_SIDES, WRONG_CAP)
+WRONG = {
+    "extrude_translate by sizes": {**COMMON, **from_status(-4, *WRONG_SIZES), **from_status(-7, *ALL_APPENDED)},
+    "extrude_translate by layers": {**COMMON, -4: {"direction": np.zeros(3)}, **from_status(-7, *ALL_APPENDED)},
+    "extrude_rotate by sizes": {**COMMON, **from_status(-5, *WRONG_SIZES), **from_status(-8, *ALL_APPENDED)},
+    "extrude_rotate by layers": {**COMMON, -5: {"rotation": np.zeros(3)}, **from_status(-6, *ALL_APPENDED)},
+    "extrude_spiral by sizes": {**COMMON, **from_status(-5, *WRONG_SIZES), **from_status(-8, *ALL_APPENDED)},
+    "extrude_spiral by layers": {
+        **COMMON, -5: {"shift": np.zeros(3)}, -7: WRONG_SOLIDS, -8: WRONG_CAP, -9: WRONG_EDGES, -10: WRONG_SIDES,
+    },
+}  # fmt: skip
+FORMS = [f"{form}{full}" for form in WRONG for full in (", in full", "")]
 
 
 def wrong_in(form):
-    return WRONG_SIZES if "sizes" in form else WRONG_LAYERS
+    """The cases of a form: a short one has no edges, sides and cap."""
+    cases = WRONG[form.removesuffix(", in full")]
+    short = {status: case for status, case in cases.items() if not {"edges", "sides", "cap"} & set(case)}
+    return cases if "in full" in form else short
 
 
-SWEEP_CASES = [(form, status) for form in FORMS for status in STATUS[form]]
+def good_arguments(form):
+    """Good arguments of a form by their names in Python, without those that elements are appended to."""
+    name, _, way = form.removesuffix(", in full").partition(" by ")
+    return {"points": POINTS, "surface": TRIANGLES, **PATHS[name], way: {"sizes": (0.5, 0.5), "layers": 2}[way]}
+
+
+def call_core(form, **changed):
+    """Call a form in the compiled half, where arguments go by their positions."""
+    arguments = {**good_arguments(form), **dict.fromkeys(APPENDED, NOTHING), **changed}
+    if "sizes" in arguments:
+        arguments["sizes"] = [*arguments["sizes"], False]
+    positional = []
+    for name, value in arguments.items():
+        if "in full" in form or name not in ("edges", "sides", "cap"):
+            positional += value if name == "sizes" else [value]
+    return getattr(_core, form.split()[0])(*positional)
+
+
+SWEEP_CASES = [(form, status) for form in FORMS for status in wrong_in(form)]
 
 
 @pytest.mark.parametrize("form,status", SWEEP_CASES)
-def test_each_status_of_each_form_of_the_sweep_can_be_provoked(form, status):
-    result = _core.extrude_translate(*core_arguments(form, **wrong_in(form)[status]))
+def test_each_status_of_each_form_of_a_sweep_can_be_provoked(form, status):
+    wrong = wrong_in(form)[status]
+    result = call_core(form, **wrong)
     assert result[0] == status
-    np.testing.assert_array_equal(result[1], wrong_in(form)[status].get("points", POINTS))
-    assert all(array.size == 0 or status in (-7, -9, -10) for array in result[2:])
+    np.testing.assert_array_equal(result[1], wrong.get("points", POINTS))
+    assert all(array.size == 0 or set(wrong) & {"solids", "sides", "cap"} for array in result[2:])
 
 
 @pytest.mark.parametrize("form", FORMS)
-def test_all_forms_succeed_with_good_arguments_and_agree(form):
-    status, points, solids, *_ = _core.extrude_translate(*core_arguments(form))
+def test_all_forms_of_a_sweep_succeed_with_good_arguments(form):
+    status, points, solids, *rest = call_core(form)
     assert status == 0
-    assert solids.tolist() == [[0, 1, 2, 5, 6, 7], [5, 6, 7, 8, 9, 10]]
-    assert points[5:, 2].tolist() == [0.5] * 3 + [1.0] * 3
+    count = (len(points) - len(POINTS)) // 3
+    assert count == 2 or "by sizes" in form
+    assert solids[0].tolist() == [0, 1, 2, 5, 6, 7] and len(solids) == count
+    assert [len(array) for array in rest] == ([0, 1] if "in full" in form else [])
+
+
+def test_the_forms_of_the_translation_agree():
+    for form in FORMS[:4]:
+        _, points, solids, *_ = call_core(form)
+        assert solids.tolist() == [[0, 1, 2, 5, 6, 7], [5, 6, 7, 8, 9, 10]]
+        assert points[5:, 2].tolist() == [0.5] * 3 + [1.0] * 3
 
 
 @pytest.mark.parametrize("form", FORMS)
 def test_the_table_has_a_row_for_each_wrong_argument_of_the_form(form):
-    in_full = "in full" in form
-    expected = {status for status in wrong_in(form) if in_full or status > -8}
-    assert set(STATUS[form]) == expected
+    assert {status: row[0] for status, row in STATUS[form].items()} == {
+        status: next(iter(case)) for status, case in wrong_in(form).items()
+    }
 
 
-NAMES = {-1: "points", -2: "surface", -7: "solids", -8: "edges", -9: "sides", -10: "cap"}
+def test_the_table_has_no_other_sweeps():
+    assert {form for form in STATUS if form.startswith("extrude")} == set(FORMS)
 
 
-@pytest.mark.parametrize("status", WRONG_SIZES)
-def test_by_sizes_the_error_names_the_argument(status):
-    arguments = {"points": POINTS, "surface": TRIANGLES, "direction": UP, "sizes": (0.5, 0.5)}
-    name = {-4: "sizes: the first", -5: "sizes: the second"}.get(status) or NAMES[status] + ":"
-    with pytest.raises(ValueError, match="^" + name):
-        extrude_translate(**{**arguments, **WRONG_SIZES[status]})
-
-
-@pytest.mark.parametrize("status", WRONG_LAYERS)
-def test_by_layers_the_error_names_the_argument(status):
-    arguments = {"points": POINTS, "surface": TRIANGLES, "direction": UP, "layers": 2}
-    name = {-4: "direction"}.get(status) or NAMES[status]
-    with pytest.raises(ValueError, match=f"^{name}:"):
-        extrude_translate(**{**arguments, **WRONG_LAYERS[status]})
+@pytest.mark.parametrize("form,status", [(form, status) for form in WRONG for status in WRONG[form]])
+def test_the_error_of_a_sweep_names_the_argument(form, status):
+    wrong = WRONG[form][status]
+    which = {id(case): f" the {place}" for case, place in zip(WRONG_SIZES, ("first", "second"))}
+    with pytest.raises(ValueError, match=f"^{next(iter(wrong))}:{which.get(id(wrong), '')}"):
+        SWEEPS[form.split()[0]](**{**good_arguments(form), **wrong})
 
 
 @pytest.mark.parametrize("sizes,which", [((-1.0, 1.0), "first"), ((np.nan, 1.0), "first"), ((1.0, 0.0), "second"),
