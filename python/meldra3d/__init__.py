@@ -17,6 +17,7 @@ from .flip import flip, flip_H8, flip_TH4, flip_W6
 from .measures import volume
 from .mesh import Mesh
 from .split import SplitH8, SplitQ4, split_into_H8, split_solid_Q4
+from .surfaces import normals
 from .topology import ancestors, neighbors
 
 __all__ = [
@@ -42,6 +43,7 @@ __all__ = [
     "flip_TH4",
     "flip_W6",
     "neighbors",
+    "normals",
     "read",
     "split_into_H8",
     "split_solid_Q4",

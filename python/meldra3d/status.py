@@ -12,6 +12,7 @@ from typing import Dict, Tuple
 OUT_OF_MEMORY = -199
 
 _POINTS = ("points", "must have 2 or 3 columns")
+_POINTS_IN_SPACE = ("points", "must have 3 columns")
 _SURFACE = ("surface", "is not a mesh of triangles and quadrangles on these points")
 _FIRST_SIZE = ("sizes", "the first must be greater than 0")
 _LAST_SIZE = ("sizes", "the second must be greater than 0")
@@ -116,6 +117,11 @@ STATUS: Dict[str, Dict[int, Tuple[str, str]]] = {
         -3: ("cells", "more than two elements share a face"),
     },
     "ancestors": {},
+    "normals": {
+        -1: _POINTS_IN_SPACE,
+        -2: _SURFACE,
+        -3: ("tolerance", "must not be negative"),
+    },
 }
 
 

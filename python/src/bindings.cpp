@@ -18,6 +18,7 @@
 #include <pybind11/stl.h>
 
 #include <meldra/meldra.h>
+#include <meldra2d/meldra2d.h>
 #include <meldra3d/meldra3d.h>
 
 namespace py = pybind11;
@@ -203,6 +204,18 @@ py::tuple volume(const points_array& points, const ids_array& cells) {
     return py::make_tuple(status, total);
 }
 
+py::tuple normals(const points_array& points, const ids_array& surface, double tolerance, bool unit) {
+    const dense2D<double> pos = lay_over(points);
+    const ids faces = lay_over(surface);
+    dense2D<double> found;
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = quorl::meldra2d::normals(pos, faces, tolerance, unit, found);
+    }
+    return py::make_tuple(status, hand_out(found));
+}
+
 /// Runs `call(connect)`, which changes a connectivity in place, on a copy. Gives (status, cells).
 template <class Call>
 py::tuple change_copy(const ids_array& cells, Call call) {
@@ -386,6 +399,7 @@ PYBIND11_MODULE(_core, module) {
     module.def("split_solid_Q4", &split_solid_Q4, as_it_is("points"), as_it_is("cells"), as_it_is("quadrangles"),
                as_it_is("diagonals"), py::arg("min_volume"));
     module.def("volume", &volume, as_it_is("points"), as_it_is("cells"));
+    module.def("normals", &normals, as_it_is("points"), as_it_is("surface"), py::arg("tolerance"), py::arg("unit"));
     module.def("get_neighbors", &get_neighbors, as_it_is("cells"), py::arg("kind"), py::arg("strict"));
     module.def("get_ancestors", &get_ancestors, as_it_is("cells"));
 }

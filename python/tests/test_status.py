@@ -18,6 +18,7 @@ from meldra3d import (
     flip_TH4,
     flip_W6,
     neighbors,
+    normals,
     split_into_H8,
     volume,
 )
@@ -324,6 +325,22 @@ def test_only_quadratic_solids_become_linear(columns):
 def test_what_cannot_be_cut_into_hexahedra_is_named(arguments, message):
     with pytest.raises(ValueError, match=message):
         split_into_H8(POINTS, **arguments)
+
+
+@pytest.mark.parametrize(
+    "status,wrong",
+    [
+        (-1, {"points": POINTS[:, :2].copy()}),
+        (-2, WRONG_SURFACE),
+        (-3, {"tolerance": -1e-300}),
+        (-3, {"tolerance": np.nan}),
+    ],
+)
+def test_normals_names_the_argument(status, wrong):
+    arguments = {"points": POINTS, "surface": TRIANGLES, "tolerance": 0.0, "unit": True, **wrong}
+    assert _core.normals(*arguments.values())[0] == status
+    with pytest.raises(ValueError, match=f"^{next(iter(wrong))}: "):
+        normals(**arguments)
 
 
 def test_every_row_of_the_table_raises_its_argument_and_reason():
