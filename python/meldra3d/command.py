@@ -5,31 +5,22 @@ progress and warnings do not.
 """
 
 import contextlib
-import sys
 import warnings
-from typing import Any, Callable, Dict, Iterator, List, Optional, Sequence, Tuple, Union
+from typing import Any, Callable, Dict, List, Optional, Sequence, Tuple, Union
 
 import click
 import numpy as np
 
-from . import (
-    ElementType,
-    Mesh,
-    MeshFileWarning,
-    draw,
-    extrude_translate,
-    read,
-    version,
-    volume,
-    write,
-)
+from . import ElementType, Mesh, MeshFileWarning, draw, read, version, write
+from .command_extrude import extrude
 from .convert import NodeCounts
 from .draw import PICTURES, VIEWS
 from .elements import SHAPES
 from .files import check_target, fitted
 from .flip import reverse
-from .measures import areas, signed_volumes
+from .measures import areas
 from .refine import QUADRATIC, cut_into_hexahedra, is_linear, lower_order, raise_order
+from .report import inverted, say, show, solid_volume, working
 from .split import cut_quadrangles
 
 _FAILURE = 2
@@ -52,28 +43,24 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
     with warnings.catch_warnings():
         warnings.simplefilter("ignore")
         warnings.simplefilter("always", MeshFileWarning)
-        warnings.showwarning = lambda message, *_, **__: _say(f"warning: {message}")
+        warnings.showwarning = lambda message, *_, **__: say(f"warning: {message}")
         try:
             _commands.main(args=arguments, prog_name="meldra3d", standalone_mode=False)
             return 0
         except click.UsageError as error:
             path = error.ctx.command_path if error.ctx else "meldra3d"
-            _say(f"{error.format_message()} (see {path} --help)")
+            say(f"{error.format_message()} (see {path} --help)")
         except click.ClickException as error:
-            _say(error.format_message())
+            say(error.format_message())
         except (click.Abort, KeyboardInterrupt):
-            _say("interrupted")
+            say("interrupted")
         except MemoryError as error:
-            _say(str(error) or "not enough memory")
+            say(str(error) or "not enough memory")
         except ValueError as error:
-            _say(str(error))
+            say(str(error))
         except Exception as error:  # a fault of this program, but that is no reason for a screenful
-            _say(f"unexpected {type(error).__name__}: {error}")
+            say(f"unexpected {type(error).__name__}: {error}")
     return _FAILURE
-
-
-def _say(text: str) -> None:
-    print("meldra3d: " + " ".join(text.split()), file=sys.stderr)
 
 
 @click.group(context_settings={"help_option_names": ["-h", "--help"], "max_content_width": 100})
@@ -92,6 +79,9 @@ def _commands() -> None:
     """
 
 
+_commands.add_command(extrude)
+
+
 # ---- info ----
 
 
@@ -107,7 +97,7 @@ def info(file: str) -> None:
     Example:
       meldra3d info part.vtu
     """
-    with _working(f"reading {file}"):
+    with working(f"reading {file}"):
         mesh = read(file)
     rows = [("nodes", f"{len(mesh.points):,}", _unused_nodes(mesh))]
     rows += [(SHAPES[kind].name, f"{count:,}", "") for kind, count in mesh.counts().items()]
@@ -126,7 +116,7 @@ def info(file: str) -> None:
     on_nodes = [name for name in mesh.point_data if name != _GMSH_TAGS]
     if on_nodes:
         rows.append(("values", "", "on nodes: " + ", ".join(on_nodes)))
-    _show(file, rows, _inverted(flat))
+    show(file, rows, inverted(flat))
 
 
 def _unused_nodes(mesh: Mesh) -> str:
@@ -135,110 +125,6 @@ def _unused_nodes(mesh: Mesh) -> str:
         used[cells.ravel()] = True
     unused = len(used) - int(used.sum())
     return f"{unused:,} in no element" if unused else ""
-
-
-def _volume(flat: Mesh) -> float:
-    """Volume of the solids of a mesh without mixed blocks."""
-    solids = [(kind, cells) for kind, cells in flat.blocks if SHAPES[kind].dimension == 3]
-    return sum(volume(flat.points, cells[:, : SHAPES[kind].vertices]) for kind, cells in solids)
-
-
-def _inverted(flat: Mesh) -> str:
-    """A warning about inverted solids, or nothing."""
-    parts = []
-    for kind, total in flat.counts().items():
-        if SHAPES[kind].dimension == 3:
-            blocks = [cells for other, cells in flat.blocks if other is kind]
-            count = sum(int((signed_volumes(flat.points, kind, cells) < 0).sum()) for cells in blocks)
-            if count:
-                parts.append(f"{count:,} of {total:,} {SHAPES[kind].name}")
-    return f"inverted, with negative volume: {', '.join(parts)}" if parts else ""
-
-
-# ---- extrude ----
-
-
-@_commands.group(short_help="Sweep a surface mesh into solids.")
-def extrude() -> None:
-    """Sweep the faces of a surface mesh through space and fill the way with layers of solids.
-
-    \b
-    Example:
-      meldra3d extrude translate section.msh part.vtu --direction 0 0 20 --layers 10
-    """
-
-
-@extrude.command(short_help="Sweep along a straight vector.")
-@click.argument("file")
-@click.argument("output")
-@click.option(
-    "--direction", nargs=3, type=float, required=True, metavar="X Y Z", help="The whole translation, length included."
-)
-@click.option("--layers", type=click.IntRange(min=1), metavar="N", help="Number of equal layers.")
-@click.option(
-    "--sizes",
-    nargs=2,
-    type=float,
-    metavar="A B",
-    help="Thickness of the first and of the last layer; those between are graded.",
-)
-@click.option("--even", is_flag=True, help="With --sizes: make the number of layers even.")
-def translate(
-    file: str,
-    output: str,
-    direction: Tuple[float, float, float],
-    layers: Optional[int],
-    sizes: Optional[Tuple[float, float]],
-    even: bool,
-) -> None:
-    """Sweep the triangles and quadrangles of FILE along a straight vector and write the solids to OUTPUT.
-
-    Triangles become wedges, quadrangles hexahedra. Give the number of layers (--layers), or the thickness that the
-    first and the last layer should have (--sizes). The nodes of FILE keep their numbers, and values on its faces are
-    passed on to the solids that come from them. The solids have positive volume when the direction points to the side
-    from which the faces turn counter-clockwise. An existing OUTPUT is replaced once the new one is complete.
-
-    \b
-    Examples:
-      meldra3d extrude translate section.msh part.vtu --direction 0 0 20 --layers 10
-      meldra3d extrude translate section.msh part.vtu --direction 0 0 20 --sizes 0.5 4 --even
-      meldra3d extrude translate plate.obj plate.mesh --direction 0 -1e-3 0 --layers 2
-    """
-    _check_path_options(direction, layers, sizes, even)
-    check_target(output)
-    with _working(f"reading {file}"):
-        mesh = read(file)
-        surface, data = mesh.surface()
-    if len(surface) == 0:
-        raise click.ClickException(f"{file}: has no linear triangles or quadrangles to sweep")
-    with _working("sweeping"):
-        swept = extrude_translate(mesh.points, surface, direction, layers=layers, sizes=sizes, even_layers=even)
-    count = len(swept.solids) // len(surface)
-    kind = ElementType.W6 if swept.solids.shape[1] == 6 else ElementType.SOLID_MIX
-    on_solids = {name: [np.repeat(values, count, axis=0)] for name, values in data.items()}
-    solids = Mesh(swept.points, [(kind, swept.solids)], cell_data=on_solids).split()
-    with _working(f"writing {output}"):
-        write(output, solids)
-    rows = [("nodes", f"{len(solids.points):,}", "")]
-    rows += [(SHAPES[kind].name, f"{number:,}", "") for kind, number in solids.counts().items()]
-    rows += [("layers", f"{count:,}", ""), ("swept volume", f"{_volume(solids):.9g}", "")]
-    remark = _inverted(solids)
-    _show(output, rows, remark + "; the direction points to the back of the faces" if remark else "")
-
-
-def _check_path_options(
-    direction: Tuple[float, float, float], layers: Optional[int], sizes: Optional[Tuple[float, float]], even: bool
-) -> None:
-    if not np.isfinite(direction).all():
-        raise click.UsageError("--direction: must be three finite numbers")
-    if not np.linalg.norm(direction) > 0:
-        raise click.UsageError("--direction: must have a length greater than 0")
-    if (layers is None) == (sizes is None):
-        raise click.UsageError("give either --layers or --sizes")
-    if sizes is not None and not all(0 < size < np.inf for size in sizes):
-        raise click.UsageError("--sizes: both must be greater than 0, and finite")
-    if even and sizes is None:
-        raise click.UsageError("--even goes with --sizes")
 
 
 # ---- flip ----
@@ -268,19 +154,19 @@ def flip_command(file: str, output: str, names: Tuple[str, ...]) -> None:
       meldra3d flip part.msh part.msh --kind TH10 --kind PY14
     """
     check_target(output)
-    with _working(f"reading {file}"):
+    with working(f"reading {file}"):
         mesh = read(file).split()
     chosen = _solids_to_flip(file, mesh, [ElementType[name.upper()] for name in names])
     turned = [(kind, reverse(kind, cells) if kind in chosen else cells) for kind, cells in mesh.blocks]
     flipped = Mesh(mesh.points, turned, mesh.point_data, mesh.cell_data)
-    with _working(f"writing {output}"):
+    with working(f"writing {output}"):
         write(output, flipped)
     rows = [
         (SHAPES[kind].name, f"{count:,}", "turned round" if kind in chosen else "as they were")
         for kind, count in flipped.counts().items()
     ]
-    rows.append(("volume", f"{_volume(flipped):.9g}", "of the solids"))
-    _show(output, rows, _inverted(flipped))
+    rows.append(("volume", f"{solid_volume(flipped):.9g}", "of the solids"))
+    show(output, rows, inverted(flipped))
 
 
 def _solids_to_flip(file: str, mesh: Mesh, named: List[ElementType]) -> List[ElementType]:
@@ -348,18 +234,18 @@ def convert(file: str, output: str, order: str, **given: Optional[int]) -> None:
     """
     counts = _counts_of(order, {name: given[f"{name}_nodes"] for name in NodeCounts._fields})
     check_target(output)
-    with _working(f"reading {file}"):
+    with working(f"reading {file}"):
         mesh = read(file).split()
     if counts is None and all(is_linear(kind) for kind, _ in mesh.blocks):
         raise click.ClickException(f"{file}: has linear elements only")
-    with _working("converting"):
+    with working("converting"):
         converted = lower_order(mesh) if counts is None else _changed(file, raise_order, mesh, counts)
     converted = fitted(output, converted)
-    with _working(f"writing {output}"):
+    with working(f"writing {output}"):
         write(output, converted)
     _tell_of_new_values(output, mesh, converted)
     rows = [_nodes_row(mesh, converted), *_source_rows(mesh, converted), *_volume_rows(converted)]
-    _show(output, rows, _inverted(converted))
+    show(output, rows, inverted(converted))
 
 
 def _counts_of(order: str, given: Dict[str, Optional[int]]) -> Optional[NodeCounts]:
@@ -403,7 +289,7 @@ def _source_rows(before: Mesh, after: Mesh) -> List[Tuple[str, str, str]]:
 
 def _volume_rows(mesh: Mesh) -> List[Tuple[str, str, str]]:
     if any(SHAPES[kind].dimension == 3 for kind, _ in mesh.blocks):
-        return [("volume", f"{_volume(mesh):.9g}", "of the solids")]
+        return [("volume", f"{solid_volume(mesh):.9g}", "of the solids")]
     return []
 
 
@@ -411,7 +297,7 @@ def _tell_of_new_values(output: str, before: Mesh, after: Mesh) -> None:
     """Name the values on nodes that could not be interpolated on new ones."""
     names = [name for name, values in before.point_data.items() if values.dtype.kind != "f" and name != _GMSH_TAGS]
     if names and len(after.points) > len(before.points):
-        _say(f"warning: {output}: no real numbers, hence 0 on new nodes: {', '.join(names)}")
+        say(f"warning: {output}: no real numbers, hence 0 on new nodes: {', '.join(names)}")
 
 
 # ---- split ----
@@ -445,12 +331,12 @@ def hex_command(file: str, output: str) -> None:
       meldra3d split hex part.msh hexahedra.vtu
     """
     check_target(output)
-    with _working(f"reading {file}"):
+    with working(f"reading {file}"):
         mesh = read(file).split()
-    with _working("cutting"):
+    with working("cutting"):
         cut = _changed(file, cut_into_hexahedra, mesh)
     cut = fitted(output, cut)
-    with _working(f"writing {output}"):
+    with working(f"writing {output}"):
         write(output, cut)
     _tell_of_new_values(output, mesh, cut)
     rows = [_nodes_row(mesh, cut)]
@@ -458,7 +344,7 @@ def hex_command(file: str, output: str) -> None:
     for kind, number in cut.counts().items():
         note = "from " + ", ".join(f"{n:,} {SHAPES[k].name}" for k, n in parts) if kind is ElementType.H8 else ""
         rows.append((SHAPES[kind].name, f"{number:,}", note))
-    _show(output, rows + _volume_rows(cut), _inverted(cut))
+    show(output, rows + _volume_rows(cut), inverted(cut))
 
 
 @split.command("diagonals", short_help="Cut quadrangles in two, and the solids beside them.")
@@ -493,20 +379,20 @@ def diagonals_command(file: str, output: str, by: Optional[str], min_volume: flo
     if np.isnan(min_volume):
         raise click.UsageError("--min-volume: must be a number")
     check_target(output)
-    with _working(f"reading {file}"):
+    with working(f"reading {file}"):
         mesh = read(file).split()
     quadrangles = [b for b, (kind, _) in enumerate(mesh.blocks) if kind is ElementType.Q4]
     if not quadrangles:
         raise click.ClickException(f"{file}: has no quadrangles to cut")
     diagonals = _chosen_diagonals(file, mesh, quadrangles, by)
-    with _working("cutting"):
+    with working("cutting"):
         cut = _changed(file, cut_quadrangles, mesh, diagonals, min_volume)
-    with _working(f"writing {output}"):
+    with working(f"writing {output}"):
         write(output, cut)
     rows = [_nodes_row(mesh, cut)]
     rows += [(SHAPES[kind].name, f"{number:,}", "") for kind, number in cut.counts().items()]
     rows.append(("cut quadrangles", f"{len(diagonals):,}", ""))
-    _show(output, rows + _volume_rows(cut), _inverted(cut))
+    show(output, rows + _volume_rows(cut), inverted(cut))
 
 
 def _chosen_diagonals(file: str, mesh: Mesh, quadrangles: List[int], by: Optional[str]) -> np.ndarray:
@@ -571,44 +457,10 @@ def draw_command(
       meldra3d draw part.vtu part.pdf --view -60,15 --no-edges
     """
     check_target(picture, PICTURES)
-    with _working(f"reading {file}"):
+    with working(f"reading {file}"):
         mesh = read(file)
-    with _working(f"drawing {picture}"):
+    with working(f"drawing {picture}"):
         try:
             draw(mesh, picture, by=by, view=view, edges=edges)
         except ValueError as error:
             raise click.ClickException(str(error) if str(picture) in str(error) else f"{file}: {error}") from None
-
-
-# ---- output ----
-
-
-@contextlib.contextmanager
-def _working(what: str) -> Iterator[None]:
-    """Tell what is being done while it lasts, if somebody is looking."""
-    if not sys.stderr.isatty():
-        yield
-        return
-    from rich.console import Console
-
-    with Console(stderr=True).status(what):
-        yield
-
-
-def _show(title: str, rows: List[Tuple[str, str, str]], remark: str) -> None:
-    """Print a table of (name, number, note) and a warning below it."""
-    from rich.console import Console
-    from rich.table import Table
-    from rich.text import Text
-
-    console = Console(highlight=False, soft_wrap=True)
-    console.print(Text(title, style="bold"))
-    table = Table(box=None, show_header=False, pad_edge=False, padding=(0, 2, 0, 0))
-    table.add_column(style="cyan", no_wrap=True)
-    table.add_column(justify="right", no_wrap=True)
-    table.add_column(style="dim", overflow="fold")
-    for row in rows:
-        table.add_row(*(Text(item) for item in row))
-    console.print(table, soft_wrap=False)
-    if remark:
-        console.print(Text(f"warning: {remark}", style="yellow"))

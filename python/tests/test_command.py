@@ -56,6 +56,11 @@ def table(text):
 SWEEP = ["extrude", "translate", "s.vtu", "out.vtu"]
 UP = ["--direction", "0", "0", "1"]
 
+ROTATE = ["extrude", "rotate", "s.vtu", "out.vtu"]
+TURN = ["--axis", "0", "-2", "0", "--point", "-1", "7", "0", "--angle", "90"]
+SPIRAL = ["extrude", "spiral", "s.vtu", "out.vtu", *TURN]
+AROUND_Z = ["--axis", "0", "0", "1", "--angle", "90"]
+
 ORDER = ["convert", "t.vtu", "out.vtu", "--to", "order"]
 
 FAILURES = {
@@ -94,6 +99,20 @@ FAILURES = {
     "a size that is no number": ([*SWEEP, *UP, "--sizes", "nan", "1"], "--sizes: both must be greater than 0"),
     "absurdly small sizes": ([*SWEEP, *UP, "--sizes", "1e-300", "1e-300"], "not enough memory"),
     "absurdly many layers": ([*SWEEP, *UP, "--layers", "4294967295"], "not enough memory"),
+    "no axis": ([*ROTATE, "--angle", "90", "--layers", "1"], "Missing option '--axis'"),
+    "no angle": ([*ROTATE, "--axis", "0", "0", "1", "--layers", "1"], "Missing option '--angle'"),
+    "an axis of length 0": ([*ROTATE, "--axis", "0", "0", "0", "--angle", "90", "--layers", "1"], "--axis: .*length"),
+    "an axis that is no number": ([*ROTATE, *TURN, "--axis", "0", "nan", "0", "--layers", "1"], "--axis: .*finite"),
+    "a point that is no number": ([*ROTATE, *TURN, "--point", "inf", "0", "0", "--layers", "1"], "--point: .*finite"),
+    "an angle of 0": ([*ROTATE, *TURN, "--angle", "0", "--layers", "1"], "--angle: must be .* other than 0"),
+    "an angle that is no number": ([*ROTATE, *TURN, "--angle", "nan", "--layers", "1"], "--angle: must be a finite"),
+    "a turn without layers": ([*ROTATE, *TURN], "give either --layers or --sizes"),
+    "sizes measured on the axis": ([*ROTATE, *AROUND_Z, "--sizes", "1", "1"], "--sizes: .* lies on the axis"),
+    "absurdly small sizes of a turn": ([*ROTATE, *TURN, "--sizes", "1e-300", "1e-300"], "not enough memory"),
+    "no faces to turn": (["extrude", "rotate", "edges.vtu", "out.vtu", *TURN, "--layers", "1"], "no linear triangles"),
+    "no shift": ([*SPIRAL, "--layers", "1"], "Missing option '--shift'"),
+    "a shift of length 0": ([*SPIRAL, "--shift", "0", "0", "0", "--layers", "1"], "--shift: .*length"),
+    "a spiral without layers": ([*SPIRAL, "--shift", "0", "0", "1"], "give either --layers or --sizes"),
     "even without sizes": ([*SWEEP, *UP, "--layers", "2", "--even"], "--even goes with --sizes"),
     "no solids to flip": (["flip", "s.vtu", "out.vtu"], "s.vtu: has no solids to turn round"),
     "faces to flip": (["flip", "t.vtu", "out.vtu", "--kind", "T3"], "--kind: triangles cannot be turned round, only"),
@@ -338,6 +357,62 @@ def test_what_the_output_has_no_place_for_is_a_warning(folder, capfd):
     write("s.vtu", Mesh(POINTS, SURFACE.blocks, cell_data={"heat": [[0.5], [0.6]]}))
     status, _, err = run(capfd, "extrude", "translate", "s.vtu", "out.inp", *UP, "--layers", "1")
     assert status == 0 and err == "meldra3d: warning: out.inp: the format has no place for heat\n"
+
+
+# ---- extrude rotate, extrude spiral ----
+
+
+def test_a_turn_goes_by_the_angle_about_the_axis_through_the_point(folder, capfd):
+    status, out, err = run(capfd, *ROTATE, *TURN, "--layers", "3")
+    assert (status, err) == (0, "")
+    mesh = read("out.vtu")
+    x, y, z = np.array(POINTS).T
+    for k in range(1, 4):  # about the axis x = -1, z = 0, from +x to +z
+        angle = np.radians(30 * k)
+        expected = np.column_stack([(x + 1) * np.cos(angle) - 1, y, (x + 1) * np.sin(angle)])
+        np.testing.assert_allclose(mesh.points[5 * k : 5 * k + 5], expected, atol=1e-14)
+    # a chord of the circle in place of its arc; centres and areas of the square and the triangle
+    volume = 3 * np.sin(np.radians(30)) * (1.5 * 1 + (1 + 4 / 3) * 0.5)
+    assert table(out) == {"nodes": "20", "wedges": "3", "hexahedra": "3", "layers": "3",
+                          "swept volume": f"{volume:.9g}"}  # fmt: skip
+    assert {float(v) for values in mesh.cell_data["part"] for v in values} == {4, 9}
+
+
+@pytest.mark.parametrize("along", ["-3", "0", "7.5"])
+def test_sizes_of_a_turn_are_measured_at_the_first_node_wherever_the_point_of_the_axis_is(folder, capfd, along):
+    point = ["--point", "-4", along, "0"]
+    _, out, _ = run(capfd, *ROTATE, "--axis", "0", "-1", "0", *point, "--angle", "90", "--sizes", "0.5", "0.5")
+    assert table(out)["layers"] == "13"  # of 4 * pi / 2 / 0.5 = 12.57
+
+
+def test_faces_may_touch_the_axis_when_layers_are_counted(folder, capfd):
+    status, out, _ = run(capfd, *ROTATE, "--axis", "0", "-1", "0", "--angle", "90", "--layers", "3")
+    assert status == 0
+    volume = 3 * np.sin(np.radians(30)) * (0.5 * 1 + 4 / 3 * 0.5)
+    assert table(out)["swept volume"] == f"{volume:.9g}"
+
+
+def test_a_spiral_turns_and_moves(folder, capfd):
+    status, out, err = run(capfd, *SPIRAL, "--shift", "0", "3", "0", "--layers", "3")
+    assert (status, err) == (0, "")
+    mesh = read("out.vtu")
+    x, y, z = np.array(POINTS).T
+    np.testing.assert_allclose(mesh.points[-5:], np.column_stack([0 * x - 1, y + 3, x + 1]), atol=1e-14)
+    assert table(out)["layers"] == "3"
+    _, out, _ = run(capfd, *SPIRAL, "--shift", "0", "3", "0", "--sizes", "0.5", "0.5")
+    assert table(out)["layers"] == "6"
+
+
+@pytest.mark.parametrize("command,reason", [
+    ([*ROTATE, *TURN, "--angle", "-9", "--layers", "1"], "the turn starts towards the back of the faces"),
+    ([*SPIRAL, "--angle", "-9", "--shift", "0", "1", "0", "--layers", "1"],
+     "the sweep starts towards the back of the faces"),
+])  # fmt: skip
+def test_a_turn_towards_the_back_of_the_faces_warns(folder, capfd, command, reason):
+    status, out, _ = run(capfd, *command)
+    assert status == 0
+    last = out.splitlines()[-1]
+    assert last == f"warning: inverted, with negative volume: 1 of 1 wedges, 1 of 1 hexahedra; {reason}"
 
 
 # ---- flip ----
@@ -637,6 +712,8 @@ def test_draw_writes_a_picture_and_says_nothing(folder, capfd):
         (["info", "--help"], "meldra3d info part.vtu"),
         (["extrude", "--help"], "meldra3d extrude translate section.msh part.vtu"),
         (["extrude", "translate", "-h"], "--sizes 0.5 4 --even"),
+        (["extrude", "rotate", "-h"], "--axis 0 0 1 --angle 90 --layers 24"),
+        (["extrude", "spiral", "-h"], "--angle 1800 --shift 0 0 50"),
         (["flip", "--help"], "meldra3d flip inverted.vtu direct.vtu"),
         (["convert", "--help"], "meldra3d convert quadratic.vtu linear.vtu --to linear"),
         (["split", "--help"], "meldra3d split diagonals part.vtu cut.vtu"),
