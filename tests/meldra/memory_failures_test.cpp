@@ -109,3 +109,38 @@ TEST(MeldraMemory, ChecksNeedNone) {
     EXPECT_TRUE(meldra::check_IDs(connect.as_vector(), 4));
     EXPECT_FALSE(stop_failing());
 }
+
+TEST(MeldraMemory, ADetectorWithoutMemoryIsEmptyAndServesAgain) {
+    dense2D<double> pos(3, 40);
+    dense2D<unsigned> connect(4, 10);
+    for (unsigned k = 0; k < 40; ++k) {
+        connect.data()[k] = k;
+        for (unsigned i = 0; i < 3; ++i)
+            pos(i, k) = k * (i + 1);
+    }
+    meldra::node_detector detector;
+    std::size_t failures = 0;
+    for (std::size_t blocks_before = live_blocks();; ++failures) {
+        EXPECT_EQ(detector.reinit(pos, connect), 0);
+        fail_allocation(failures + 1);
+        const int status = detector.reinit(pos, connect);
+        if (!stop_failing()) {
+            EXPECT_EQ(status, 0);
+            EXPECT_EQ(detector.find_closest({0, 0, 0}), 0u);
+            break;
+        }
+        EXPECT_EQ(status, -199) << "allocation " << failures + 1;
+        EXPECT_EQ(detector.find_closest({0, 0, 0}), no_node);
+        EXPECT_EQ(detector.find_close({0, 0, 0}), no_node);
+        EXPECT_EQ(live_blocks(), blocks_before) << "allocation " << failures + 1;
+        ASSERT_LT(failures, 100u);
+    }
+    EXPECT_GE(failures, 13u) << "six arrays, each of a block and its elements, and the tree";
+
+    fail_allocation(1);
+    detector.find_closest({1, 2, 3});
+    detector.find_close({1, 2, 3});
+    meldra::node_detector copy = detector;
+    copy = std::move(detector);
+    EXPECT_FALSE(stop_failing()) << "searching and copying need none";
+}

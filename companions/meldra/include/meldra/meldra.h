@@ -3,7 +3,7 @@
 #include <meldra/element_type.h>
 #include <numcore/numcore.h>
 
-/// Common mesh tools: checks of node IDs, neighbours and ancestors, removal of unused nodes.
+/// Common mesh tools: checks of node IDs, neighbours, ancestors and the nodes near a point, removal of unused nodes.
 ///
 /// Connectivities have one column per element and one row per local node. None of these functions throws, prints or
 /// keeps state; concurrent calls on distinct outputs are safe.
@@ -77,5 +77,43 @@ MELDRA3D_API int get_ancestors(const dense2D<unsigned int>& connect, dense1D<uns
 /// of what is shared.
 MELDRA3D_API int simplify(dense2D<double>& pos, dense2D<unsigned int>* first, dense2D<unsigned int>* last,
                           dense1D<unsigned int, 8>& new_ids, unsigned int n0);
+
+/// Finds the nodes of a mesh that are near a point.
+///
+/// A detector holds copies of the coordinates; the mesh may change or go after `reinit`. Copies of a detector are
+/// shallow and cheap, and stay as they are when one of them is given another mesh; a moved detector is left empty.
+/// Any number of threads may search one detector and its copies at the same time.
+///
+/// Method: an octree whose leaves hold up to seven nodes, kept as a list of the nodes in Morton order. It needs 28
+/// bytes a node and about 10 for its cells, and while it is built another 16.
+class node_detector {
+public:
+    /// Takes the nodes of a mesh: those that the connectivity names in any row, mid-edge nodes included. Nodes with a
+    /// coordinate that is infinite or not a number are left out.
+    ///   pos            in   3 x nodes
+    ///   connectivity   in   any number of rows; `no_node` is skipped
+    /// Returns 0 (also for an empty connectivity, whatever `pos` is), -1 when `pos` has not 3 rows, -2 when the
+    /// connectivity names a node beyond `pos`, -199 when memory ran out. After each failure the detector is empty: it
+    /// finds nothing, and can be used again.
+    /// Cost: a radix sort of the nodes; linear in the entries of the connectivity and the columns of `pos`.
+    MELDRA3D_API int reinit(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity);
+
+    /// Some node near the point, found cheaply: the nearest (of equals, the lowest ID) in the leaf of the octree that
+    /// holds the point, or in the first of the cells beside it that holds a node. `no_node` when the point lies outside
+    /// of the box of the nodes or is not a number, and when there are no nodes. The result depends on the set of nodes
+    /// only. Goes down the octree once; allocates nothing.
+    MELDRA3D_API unsigned int find_close(const vector_fixed<double, 3>& point) const;
+
+    /// The node nearest to the point, inside the box of the nodes or not; of equally near ones that with the lowest ID.
+    /// Distances are compared as dx * dx + dy * dy + dz * dz in double precision, brought into its range by a power of
+    /// two where the squares would overflow or underflow. `no_node` when there are no nodes or a coordinate of the
+    /// point is infinite or not a number.
+    /// Logarithmic in the number of nodes for nodes that differ by more than 2^-32 of the extent of the mesh; of those
+    /// nearer than that to each other, all that share a cell with the result are looked at. Allocates nothing.
+    MELDRA3D_API unsigned int find_closest(const vector_fixed<double, 3>& point) const;
+
+private:
+    Ptr<numcore::ref_counted> tree_; // an octree, which never changes once it is here
+};
 
 } // namespace quorl::meldra
