@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -25,7 +26,12 @@ struct octree_frame {
     double slack = 0;             // what rounding may move a node across a plane between two cells
 
     bool holds(const vector_fixed<double, 3>& p) const;
-    std::uint32_t quantum(double x, unsigned axis) const;
+    /// What is not above 0 (NaN included) is 0; keeps the order of coordinates.
+    std::uint32_t quantum(double x, unsigned axis) const {
+        const double q = (x * unit - origin[axis]) * scale;
+        return static_cast<std::uint32_t>(std::min(std::max(0.0, q), last_quantum));
+    }
+    static constexpr double last_quantum = 4294967295.0;
 };
 
 /// An octree over nodes, as a sorted list: the nodes stand in Morton order (G. M. Morton 1966; I. Gargantini, "An
@@ -36,6 +42,7 @@ class node_octree final : public numcore::ref_counted {
 public:
     static constexpr std::uint32_t leaf_nodes = 7;
     static constexpr unsigned levels = 32;
+    static constexpr std::size_t read_over = 7; // nodes behind the last that are read with it: at infinity
 
     /// The nodes from `begin` up to the `begin` of the cell behind it. `children` is the block of the eight parts in
     /// the order 4 z + 2 y + x, or 0 for a leaf.
@@ -44,7 +51,10 @@ public:
         std::uint32_t children;
     };
     using block = std::array<cell, 8>;
-    using place = std::array<double, 3>;
+
+    /// True for cells that are quicker gone through than divided.
+    static bool is_range(const cell& c, std::uint32_t end) { return c.children == 0 || end - c.begin <= few; }
+    static constexpr std::uint32_t few = 64;
 
     /// Fills an empty tree with the nodes that the connectivity names (below the columns of `pos`, or `no_node`) and
     /// whose coordinates are finite. False when memory ran out.
@@ -62,10 +72,19 @@ private:
     template <class Measure>
     friend class nearest_search;
     friend class octree_builder;
+    friend struct octree_descent;
+
+    /// Goes from a cell that is divided to one of its children.
+    void step_down(cell& c, std::uint32_t& end, unsigned slot) const {
+        const block& children = blocks_[c.children];
+        if (slot != 7)
+            end = children[slot + 1].begin;
+        c = children[slot];
+    }
 
     octree_frame frame_;
-    dense1D<block, 8> blocks_; // the first one holds only the root, and behind it the end of the nodes
-    dense1D<place, 8> places_; // of the nodes, in Morton order
+    dense1D<block, 8> blocks_;    // the first one holds only the root, and behind it the end of the nodes
+    dense2D<double> coordinates_; // of the nodes in Morton order, a column an axis, and a few more rows to read over
     dense1D<unsigned int, 8> ids_;
 };
 

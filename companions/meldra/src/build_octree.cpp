@@ -1,11 +1,5 @@
-// Nearest nodes by a linear octree. Building it is a radix sort of the nodes by the bits of their coordinates; the
-// cells are then ranges of the list. A search goes down to the cell that holds the point and on the way back looks into
-// those cells that are nearer than the best node so far, which are few (J. H. Friedman, J. L. Bentley, R. A. Finkel,
-// "An algorithm for finding best matches in logarithmic expected time", ACM TOMS 3(3), 1977).
-//
-// That the nearest node is never missed for rounding rests on monotonicity: the distance to a cell is computed by the
-// very operations that give the distance of a node, from a plane that no node of the cell lies before, and each
-// rounded operation keeps the order of its operands.
+// Building an octree: a radix sort of the nodes by the bits of their coordinates, after which the cells are ranges of
+// the list.
 
 #include "node_octree.h"
 
@@ -13,6 +7,7 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include <meldra/element_type.h>
 
@@ -21,29 +16,10 @@ namespace quorl::meldra::detail {
 namespace {
 
 constexpr double largest_double = std::numeric_limits<double>::max();
-constexpr double quanta = 4294967295.0;
 
 bool is_finite(const double* x) {
     return std::isfinite(x[0]) && std::isfinite(x[1]) && std::isfinite(x[2]);
 }
-
-} // namespace
-
-bool octree_frame::holds(const vector_fixed<double, 3>& p) const {
-    for (unsigned i = 0; i < 3; ++i)
-        if (p[i] < lowest[i] || p[i] > highest[i])
-            return false;
-    return true;
-}
-
-std::uint32_t octree_frame::quantum(double x, unsigned axis) const {
-    const double q = (x * unit - origin[axis]) * scale;
-    return !(q >= 0) ? 0 : q > quanta ? 0xFFFFFFFF : static_cast<std::uint32_t>(q);
-}
-
-// ---------------------------------------------------------------------------------------------------------- building
-
-namespace {
 
 /// Every bit followed by two zeros, for ten bits.
 std::uint32_t spread(std::uint32_t bits) {
@@ -105,6 +81,13 @@ void sort_keys(sort_key* keys, sort_key* work, std::size_t n) {
 }
 
 } // namespace
+
+bool octree_frame::holds(const vector_fixed<double, 3>& p) const {
+    for (unsigned i = 0; i < 3; ++i)
+        if (p[i] < lowest[i] || p[i] > highest[i])
+            return false;
+    return true;
+}
 
 class octree_builder {
 public:
@@ -176,8 +159,8 @@ private:
             frame.origin[i] = centre - size * 0.5;
             farthest = std::max(farthest, std::fabs(frame.origin[i]));
         }
-        frame.scale = quanta / size;
-        frame.edge = (quanta + 1) / frame.scale;
+        frame.scale = octree_frame::last_quantum / size;
+        frame.edge = (octree_frame::last_quantum + 1) / frame.scale;
         frame.slack = 0x1p-44 * (farthest + frame.edge); // some 500 roundings of a coordinate
     }
 
@@ -245,14 +228,20 @@ private:
     }
 
     bool place_nodes() {
-        if (!tree_.places_.resize(nodes_) || !tree_.ids_.resize(nodes_))
+        if (nodes_ == 0)
+            return true;
+        if (!tree_.coordinates_.resize(nodes_ + node_octree::read_over, 3) || !tree_.ids_.resize(nodes_))
             return false;
+        double* const axis[3] = {tree_.coordinates_.col(0), tree_.coordinates_.col(1), tree_.coordinates_.col(2)};
         for (std::size_t k = 0; k < nodes_; ++k) {
             const unsigned id = id_of(keys_[k]);
             const double* const x = pos_.col(id);
-            tree_.places_[k] = {x[0], x[1], x[2]};
+            for (unsigned i = 0; i < 3; ++i)
+                axis[i][k] = x[i];
             tree_.ids_[k] = id;
         }
+        for (double* const values : axis)
+            std::fill_n(values + nodes_, node_octree::read_over, std::numeric_limits<double>::infinity());
         return true;
     }
 
@@ -266,176 +255,6 @@ private:
 
 bool node_octree::build(const dense2D<double>& pos, const dense2D<unsigned int>& connect) {
     return octree_builder(*this, pos).run(connect);
-}
-
-// --------------------------------------------------------------------------------------------------------- searching
-
-namespace {
-
-/// How the difference of two coordinates is taken before it is squared: as it is, or brought near 1 where its square
-/// would be no number any more. Each rounds to zero and to infinity like the other operations: keeping the order.
-struct plainly {
-    static double difference(double a, double b) { return a - b; }
-};
-struct magnified {
-    static double difference(double a, double b) { return (a - b) * magnify; }
-};
-struct reduced {
-    static double difference(double a, double b) { return a * reduce - b * reduce; }
-};
-
-} // namespace
-
-template <class Measure>
-class nearest_search {
-public:
-    nearest_search(const node_octree& tree, const vector_fixed<double, 3>& p)
-        : places_(tree.places_.data()), ids_(tree.ids_.data()), blocks_(tree.blocks_.data()), slack_(tree.frame_.slack),
-          per_unit_(1 / tree.frame_.unit), p_{p[0], p[1], p[2]} {}
-
-    unsigned found() const { return found_; }
-    double squared_distance() const { return best_; }
-    const node_octree::place& found_place() const { return found_at_; }
-
-    void among(std::uint32_t begin, std::uint32_t end) {
-        for (std::uint32_t k = begin; k < end; ++k) {
-            const node_octree::place& x = places_[k];
-            const double dx = Measure::difference(p_[0], x[0]);
-            const double dy = Measure::difference(p_[1], x[1]);
-            const double dz = Measure::difference(p_[2], x[2]);
-            const double distance = dx * dx + dy * dy + dz * dz;
-            if (distance <= best_ && (distance < best_ || ids_[k] < found_)) {
-                best_ = distance;
-                found_ = ids_[k];
-                found_at_ = x;
-            }
-        }
-    }
-
-    /// The nodes of a cell, from its corner and its edge. `gap` are the squared distances of the point to the cell
-    /// along the axes, or less.
-    void inside(const node_octree::cell& cell, std::uint32_t end, const node_octree::place& corner, double edge,
-                const node_octree::place& gap) {
-        if (cell.children == 0 || end - cell.begin <= few) {
-            among(cell.begin, end);
-            return;
-        }
-        const node_octree::block& children = blocks_[cell.children];
-        const double half = edge * 0.5;
-        node_octree::place middle, across; // the latter: squared distance to the half that the point is not in
-        unsigned nearest = 0;
-        for (unsigned i = 0; i < 3; ++i) {
-            middle[i] = corner[i] + half;
-            const bool upper = p_[i] >= middle[i] * per_unit_;
-            const double gap_across = upper ? Measure::difference(p_[i], (middle[i] + slack_) * per_unit_)
-                                            : Measure::difference((middle[i] - slack_) * per_unit_, p_[i]);
-            across[i] = gap_across > 0 ? gap_across * gap_across : 0;
-            nearest |= unsigned(upper) << i;
-        }
-        for (const unsigned flipped : {0u, 1u, 2u, 4u, 3u, 5u, 6u, 7u}) {
-            const node_octree::place to_child{flipped & 1 ? across[0] : gap[0], flipped & 2 ? across[1] : gap[1],
-                                              flipped & 4 ? across[2] : gap[2]};
-            if (to_child[0] + to_child[1] + to_child[2] > best_)
-                continue;
-            const unsigned slot = nearest ^ flipped;
-            const std::uint32_t child_end = slot == 7 ? end : children[slot + 1].begin;
-            if (children[slot].begin == child_end)
-                continue;
-            const node_octree::place child_corner{slot & 1 ? middle[0] : corner[0], slot & 2 ? middle[1] : corner[1],
-                                                  slot & 4 ? middle[2] : corner[2]};
-            inside(children[slot], child_end, child_corner, half, to_child);
-        }
-    }
-
-private:
-    static constexpr std::uint32_t few = 12; // quicker looked at than divided
-
-    const node_octree::place* places_;
-    const unsigned* ids_;
-    const node_octree::block* blocks_;
-    double slack_;
-    double per_unit_;
-    node_octree::place p_;
-    double best_ = largest_double;
-    unsigned found_ = no_node;
-    node_octree::place found_at_{};
-};
-
-namespace {
-
-/// Runs search(nearest_search&) with the measure that the distance of the result needs.
-template <class Search>
-unsigned nearest(const node_octree& tree, const vector_fixed<double, 3>& p, Search search) {
-    nearest_search<plainly> first(tree, p);
-    search(first);
-    const node_octree::place& x = first.found_place();
-    if (first.found() == no_node) { // its square overflows, or there is none
-        nearest_search<reduced> second(tree, p);
-        search(second);
-        return second.found();
-    }
-    if (first.squared_distance() < 0x1p-900 && (p[0] != x[0] || p[1] != x[1] || p[2] != x[2])) { // it underflows
-        nearest_search<magnified> second(tree, p);
-        search(second);
-        return second.found();
-    }
-    return first.found();
-}
-
-} // namespace
-
-unsigned node_octree::close_node(const vector_fixed<double, 3>& p) const {
-    if (ids_.empty() || !frame_.holds(p) || !is_finite(p.values))
-        return no_node;
-    const std::array<std::uint32_t, 3> q{frame_.quantum(p[0], 0), frame_.quantum(p[1], 1), frame_.quantum(p[2], 2)};
-    const block* parent = blocks_.data();
-    const cell* at = parent->data();
-    std::uint32_t begin = 0, end = (*parent)[1].begin, parent_end = end;
-    unsigned slot = 0, level = 0;
-    for (; at->children != 0; ++level) {
-        const unsigned bit = levels - 1 - level;
-        slot = (q[0] >> bit & 1) | (q[1] >> bit & 1) << 1 | (q[2] >> bit & 1) << 2;
-        parent = &blocks_[at->children];
-        parent_end = end;
-        at = &(*parent)[slot];
-        begin = at->begin;
-        end = slot == 7 ? parent_end : (*parent)[slot + 1].begin;
-    }
-    if (begin != end)
-        return nearest(*this, p, [=](auto& search) { search.among(begin, end); });
-
-    // A leaf without nodes has a cell beside it that holds some, for its parent was divided.
-    const double edge = std::ldexp(frame_.edge, -int(level));
-    for (const unsigned flipped : {1u, 2u, 4u, 6u, 5u, 3u, 7u}) {
-        const unsigned beside = slot ^ flipped;
-        const cell& sibling = (*parent)[beside];
-        const std::uint32_t sibling_end = beside == 7 ? parent_end : (*parent)[beside + 1].begin;
-        if (sibling.begin == sibling_end)
-            continue;
-        place corner;
-        for (unsigned i = 0; i < 3; ++i) {
-            const std::uint32_t cells = (q[i] >> (levels - level)) ^ (flipped >> i & 1);
-            corner[i] = frame_.origin[i] + cells * edge;
-        }
-        return nearest(*this, p, [&](auto& search) { search.inside(sibling, sibling_end, corner, edge, {}); });
-    }
-    return no_node;
-}
-
-unsigned node_octree::closest_node(const vector_fixed<double, 3>& p) const {
-    if (ids_.empty() || !is_finite(p.values))
-        return no_node;
-    const block& root = blocks_[0];
-    return nearest(*this, p, [&]<class Measure>(nearest_search<Measure>& search) {
-        place gap{};
-        for (unsigned i = 0; i < 3; ++i) {
-            const double outside = p[i] < frame_.lowest[i]    ? Measure::difference(frame_.lowest[i], p[i])
-                                   : p[i] > frame_.highest[i] ? Measure::difference(p[i], frame_.highest[i])
-                                                              : 0;
-            gap[i] = outside * outside;
-        }
-        search.inside(root[0], root[1].begin, frame_.origin, frame_.edge, gap);
-    });
 }
 
 } // namespace quorl::meldra::detail
