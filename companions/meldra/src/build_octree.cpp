@@ -11,6 +11,8 @@
 
 #include <meldra/element_type.h>
 
+#include "frame/morton_order.h"
+
 namespace quorl::meldra::detail {
 
 namespace {
@@ -21,63 +23,20 @@ bool is_finite(const double* x) {
     return std::isfinite(x[0]) && std::isfinite(x[1]) && std::isfinite(x[2]);
 }
 
-/// Every bit followed by two zeros, for ten bits.
-std::uint32_t spread(std::uint32_t bits) {
-    bits = (bits | bits << 16) & 0x030000FF;
-    bits = (bits | bits << 8) & 0x0300F00F;
-    bits = (bits | bits << 4) & 0x030C30C3;
-    return (bits | bits << 2) & 0x09249249;
-}
+using meldra3d::detail::morton_bits;
+using meldra3d::detail::morton_key;
+using meldra3d::detail::number_of;
+using meldra3d::detail::sort_by_place;
 
-constexpr unsigned levels_in_key = 10;
-constexpr unsigned digit_bits = 10; // of the radix sort: 1024 write streams, as many as the address translation holds
-
-/// Ten levels of the Morton order of a node above its ID.
-using sort_key = std::uint64_t;
-
-unsigned id_of(sort_key key) {
-    return static_cast<unsigned>(key);
-}
-
-/// The bits from the given level on, of which the key holds as many as there are.
-sort_key key_of(const octree_frame& frame, const double* x, unsigned id, unsigned level) {
-    std::uint32_t code = 0;
-    for (unsigned i = 0; i < 3; ++i)
-        code |= spread(frame.quantum(x[i], i) << level >> (32 - levels_in_key)) << i;
-    return sort_key(code) << 32 | id;
+/// The place of a node from the given level on, of which the key holds as many bits as there are.
+morton_key key_of(const octree_frame& frame, const double* x, unsigned id, unsigned level) {
+    const auto bits = [&](unsigned i) { return frame.quantum(x[i], i) << level >> (32 - morton_bits); };
+    return meldra3d::detail::morton_key_of(bits(0), bits(1), bits(2), id);
 }
 
 /// The child that holds a node, in a cell of the given level.
-unsigned slot_of(sort_key key, unsigned level) {
-    return unsigned(key >> (32 + 3 * (levels_in_key - 1 - level % levels_in_key))) & 7;
-}
-
-/// Sorts keys that hold distinct IDs; those of one code are in the order of their IDs already. `work` is as long.
-void sort_keys(sort_key* keys, sort_key* work, std::size_t n) {
-    constexpr unsigned passes = 3 * levels_in_key / digit_bits;
-    static_assert(passes * digit_bits == 3 * levels_in_key);
-    constexpr std::size_t digits = std::size_t(1) << digit_bits;
-    if (n < 2 * digits) {
-        std::sort(keys, keys + n);
-        return;
-    }
-    std::uint32_t begin[passes][digits] = {};
-    const auto digit = [](sort_key key, unsigned pass) { return (key >> (32 + pass * digit_bits)) % digits; };
-    for (std::size_t k = 0; k < n; ++k)
-        for (unsigned pass = 0; pass < passes; ++pass)
-            ++begin[pass][digit(keys[k], pass)];
-    sort_key* from = keys;
-    sort_key* to = work;
-    for (unsigned pass = 0; pass < passes; ++pass) {
-        std::uint32_t sum = 0;
-        for (std::uint32_t& count : begin[pass])
-            sum += std::exchange(count, sum);
-        for (std::size_t k = 0; k < n; ++k)
-            to[begin[pass][digit(from[k], pass)]++] = from[k];
-        std::swap(from, to);
-    }
-    if (from != keys)
-        std::copy_n(from, n, keys);
+unsigned slot_of(morton_key key, unsigned level) {
+    return unsigned(key >> (32 + 3 * (morton_bits - 1 - level % morton_bits))) & 7;
 }
 
 } // namespace
@@ -167,9 +126,9 @@ private:
     bool list_keys() {
         if (!keys_.resize(nodes_) || !work_.resize(nodes_))
             return false;
-        sort_key* key = keys_.data();
+        morton_key* key = keys_.data();
         for_each_node([&](unsigned id, const double* x) { *key++ = key_of(tree_.frame_, x, id, 0); });
-        sort_keys(keys_.data(), work_.data(), nodes_);
+        sort_by_place(keys_.data(), work_.data(), nodes_);
         return true;
     }
 
@@ -185,7 +144,7 @@ private:
     bool divide(std::uint32_t in_block, unsigned in_slot, std::uint32_t begin, std::uint32_t end, unsigned level) {
         if (end - begin <= node_octree::leaf_nodes || level == node_octree::levels)
             return true;
-        if (level != 0 && level % levels_in_key == 0)
+        if (level != 0 && level % morton_bits == 0)
             sort_from(begin, end, level);
         const std::size_t number = tree_.blocks_.size();
         if (number >= no_node || !tree_.blocks_.push_back(parts(begin, end, level)))
@@ -203,14 +162,14 @@ private:
     /// Nodes that the levels so far have not told apart are sorted by the next ones.
     void sort_from(std::uint32_t begin, std::uint32_t end, unsigned level) {
         for (std::uint32_t k = begin; k < end; ++k) {
-            const unsigned id = id_of(keys_[k]);
+            const unsigned id = number_of(keys_[k]);
             keys_[k] = key_of(tree_.frame_, pos_.col(id), id, level);
         }
-        sort_keys(keys_.data() + begin, work_.data(), end - begin);
+        sort_by_place(keys_.data() + begin, work_.data(), end - begin);
     }
 
     block parts(std::uint32_t begin, std::uint32_t end, unsigned level) const {
-        const sort_key* const keys = keys_.data();
+        const morton_key* const keys = keys_.data();
         block children{};
         std::uint32_t at = begin;
         for (unsigned slot = 0; slot < 8; ++slot) {
@@ -221,7 +180,7 @@ private:
             else
                 at = static_cast<std::uint32_t>(
                     std::partition_point(keys + at, keys + end,
-                                         [=](sort_key key) { return slot_of(key, level) <= slot; }) -
+                                         [=](morton_key key) { return slot_of(key, level) <= slot; }) -
                     keys);
         }
         return children;
@@ -234,7 +193,7 @@ private:
             return false;
         double* const axis[3] = {tree_.coordinates_.col(0), tree_.coordinates_.col(1), tree_.coordinates_.col(2)};
         for (std::size_t k = 0; k < nodes_; ++k) {
-            const unsigned id = id_of(keys_[k]);
+            const unsigned id = number_of(keys_[k]);
             const double* const x = pos_.col(id);
             for (unsigned i = 0; i < 3; ++i)
                 axis[i][k] = x[i];
@@ -249,8 +208,8 @@ private:
     const dense2D<double>& pos_;
     std::size_t nodes_ = 0;
     dense1D<std::uint64_t, 8> marks_; // one bit a node
-    dense1D<sort_key, 8> keys_;
-    dense1D<sort_key, 8> work_;
+    dense1D<morton_key, 8> keys_;
+    dense1D<morton_key, 8> work_;
 };
 
 bool node_octree::build(const dense2D<double>& pos, const dense2D<unsigned int>& connect) {

@@ -166,8 +166,8 @@ template <class Measure>
 class nearest_search {
 public:
     [[gnu::always_inline]] nearest_search(const node_octree& tree, const vector_fixed<double, 3>& p)
-        : tree_(tree), x_(tree.coordinates_.col(0)), y_(tree.coordinates_.col(1)), z_(tree.coordinates_.col(2)),
-          ids_(tree.ids_.data()), p_{p[0], p[1], p[2], 0} {}
+        : p_{p[0], p[1], p[2], 0}, tree_(tree), x_(tree.coordinates_.col(0)), y_(tree.coordinates_.col(1)),
+          z_(tree.coordinates_.col(2)), ids_(tree.ids_.data()) {}
 
     double squared_distance() const { return best_; }
 
@@ -378,12 +378,12 @@ private:
         return count;
     }
 
+    four_doubles p_;
     const node_octree& tree_;
     const double* x_;
     const double* y_;
     const double* z_;
     const unsigned* ids_;
-    four_doubles p_;
     double best_ = std::numeric_limits<double>::max();
     unsigned found_ = no_node;
     std::uint32_t found_at_ = 0;
