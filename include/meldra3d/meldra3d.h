@@ -13,6 +13,7 @@
 #include <meldra3d/duplicate.h>
 #include <meldra3d/extrude.h>
 #include <meldra3d/flip.h>
+#include <meldra3d/locate.h>
 #include <meldra3d/measure.h>
 #include <meldra3d/split.h>
 #include <meldra3d/version.h>

@@ -263,3 +263,25 @@ TEST(TetraKernels, APointFarAwayIsMeasuredFromTheNearestCorner) {
         EXPECT_NEAR(face_side_measure(t, face, p) / six_volume(t.corner), double(expected[face]),
                     1e-15 + 1e-12 * std::fabs(double(expected[face])));
 }
+
+RC_GTEST_PROP(TetraKernels, TheFaceMeasureIsRoundedAsDescribed, ()) {
+    // The measure once more, in words that leave no choice: which two edges make the normal and which corner the point
+    // is measured from shows in the last bits only.
+    using vec = std::array<double, 3>;
+    const auto minus = [](const vec& a, const vec& b) { return vec{a[0] - b[0], a[1] - b[1], a[2] - b[2]}; };
+    const auto times = [](const vec& a, const vec& b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; };
+    const auto square = [&](const vec& a, const vec& b) { return times(minus(a, b), minus(a, b)); };
+    dice random(*rc::gen::arbitrary<unsigned>());
+    const auto any = [&] { return vec{random_number(random), random_number(random), random_number(random)}; };
+    const vec a = any(), b = any(), c = any(), p = any();
+    const double shorter = square(a, c) < square(b, c) ? square(a, c) : square(b, c);
+    const vec first = minus(a, c), second = square(b, a) > shorter ? minus(b, c) : minus(b, a);
+    const vec normal{first[1] * second[2] - first[2] * second[1], first[2] * second[0] - first[0] * second[2],
+                     first[0] * second[1] - first[1] * second[0]};
+    const double pa = square(p, a), pb = square(p, b), pc = square(p, c);
+    const vec& nearest = pa <= pb && pa <= pc ? a : pc <= pb ? c : b;
+    const auto measure =
+        face_side_measure({a[0], a[1], a[2]}, {b[0], b[1], b[2]}, {c[0], c[1], c[2]}, {p[0], p[1], p[2]});
+    RC_PRE(pa != pb && pb != pc && pc != pa);
+    RC_ASSERT(measure == times(normal, minus(p, nearest)));
+}

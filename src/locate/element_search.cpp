@@ -1,0 +1,74 @@
+#include "locate/element_search.h"
+
+#include <array>
+#include <limits>
+
+namespace quorl::meldra3d::detail {
+
+unsigned element_search::element_of(unsigned node) const {
+    const unsigned element = node < ancestors_.size() ? ancestors_[node] : no_node;
+    return element < mesh_.elements ? element : no_node;
+}
+
+int element_search::find(const point<double>& p, double tolerance, bool fall_back, unsigned& element) {
+    if (element == no_node)
+        element = element_of(detector_.find_close({p.x, p.y, p.z}));
+    if (element == no_node)
+        return walk_left;
+    std::size_t steps = 0;
+    const int status = walk_to_element(mesh_, p, tolerance, element, steps);
+    return status == walk_left && fall_back ? find_around_closest(p, tolerance, element) : status;
+}
+
+int element_search::find_around_closest(const point<double>& p, double tolerance, unsigned& element) {
+    // The ball is gathered as far as the walks need it, which changes neither their order nor what they find.
+    const unsigned node = detector_.find_closest({p.x, p.y, p.z});
+    if (!ball_.begin(mesh_, node, element_of(node)))
+        return search_out_of_memory;
+    unsigned start = no_node;
+    for (;;) {
+        const node_ball::outcome got = ball_.next(mesh_, start);
+        if (got == node_ball::outcome::out_of_memory)
+            return search_out_of_memory;
+        if (got != node_ball::outcome::element)
+            return walk_left;
+        std::size_t steps = 0;
+        element = start;
+        const int status = walk_to_element(mesh_, p, tolerance, element, steps);
+        if (status != walk_left)
+            return status;
+    }
+}
+
+bool order_points(const double* points, std::size_t ld, std::size_t count, dense1D<morton_key, 8>& keys,
+                  dense1D<morton_key, 8>& work) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    std::array<double, 3> low{infinity, infinity, infinity};
+    std::array<double, 3> high{-infinity, -infinity, -infinity};
+    for (std::size_t k = 0; k < count; ++k)
+        for (unsigned i = 0; i < 3; ++i) {
+            const double x = points[i + k * ld];
+            if (std::isfinite(x)) {
+                low[i] = std::min(low[i], x);
+                high[i] = std::max(high[i], x);
+            }
+        }
+    constexpr double cells = 1u << morton_bits;
+    double edge = 0;
+    for (unsigned i = 0; i < 3; ++i)
+        edge = std::max(edge, high[i] - low[i]);
+    const double scale = cells / edge; // infinite or 0 for a box that is a point or too large, which orders nothing
+    if (!keys.resize(count) || !work.resize(count))
+        return false;
+    for (std::size_t k = 0; k < count; ++k) {
+        const auto place = [&](unsigned i) {
+            const double q = (points[i + k * ld] - low[i]) * scale;
+            return static_cast<std::uint32_t>(std::min(std::max(0.0, q), cells - 1));
+        };
+        keys[k] = morton_key_of(place(0), place(1), place(2), static_cast<std::uint32_t>(k));
+    }
+    sort_by_place(keys.data(), work.data(), count);
+    return true;
+}
+
+} // namespace quorl::meldra3d::detail

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+
+#include <meldra/element_type.h>
+#include <numcore/numcore.h>
+
+namespace quorl::meldra3d::detail {
+
+/// Views of a mesh of linear tetrahedra and the elements across their faces. The IDs in them may be anything: a node
+/// beyond the coordinates makes its element degenerate, and a neighbour beyond the elements is none.
+struct tetra_mesh {
+    const double* pos;
+    std::size_t pos_ld;
+    std::size_t nodes;
+    const unsigned* connect;
+    std::size_t connect_ld;
+    const unsigned* neighbors;
+    std::size_t neighbors_ld;
+    std::size_t elements;
+
+    /// `pos` of 3 rows, `connect` and `neighbors` of 4, the latter of equal numbers of columns. They have to live on.
+    tetra_mesh(const dense2D<double>& coordinates, const dense2D<unsigned int>& connectivity,
+               const dense2D<unsigned int>& adjacency)
+        : pos(coordinates.data()), pos_ld(coordinates.ld()), nodes(std::min<std::size_t>(coordinates.cols(), no_node)),
+          connect(connectivity.data()), connect_ld(connectivity.ld()), neighbors(adjacency.data()),
+          neighbors_ld(adjacency.ld()), elements(std::min<std::size_t>(connectivity.cols(), no_node)) {}
+
+    const unsigned* nodes_of(unsigned element) const { return connect + element * connect_ld; }
+
+    bool has_nodes(unsigned element) const {
+        const unsigned* const n = nodes_of(element);
+        return std::max(std::max(n[0], n[1]), std::max(n[2], n[3])) < nodes;
+    }
+
+    unsigned neighbor(unsigned face, unsigned element) const {
+        const unsigned across = neighbors[face + element * neighbors_ld];
+        return across < elements ? across : no_node;
+    }
+};
+
+} // namespace quorl::meldra3d::detail
