@@ -445,8 +445,9 @@ class _View(click.ParamType):
     " Without it flat meshes are seen face on, others as with iso.",
 )
 @click.option("--edges/--no-edges", default=True, help="Draw the edges of elements, or not.")
+@click.option("--legend/--no-legend", default=True, help="Explain the colours and show the axes, or not.")
 def draw_command(
-    file: str, picture: str, by: str, view: Optional[Union[str, Tuple[float, float]]], edges: bool
+    file: str, picture: str, by: str, view: Optional[Union[str, Tuple[float, float]]], edges: bool, legend: bool
 ) -> None:
     """Draw the outside of a mesh FILE into PICTURE (.png, .jpg, .pdf or .svg).
 
@@ -461,6 +462,6 @@ def draw_command(
         mesh = read(file)
     with working(f"drawing {picture}"):
         try:
-            draw(mesh, picture, by=by, view=view, edges=edges)
+            draw(mesh, picture, by=by, view=view, edges=edges, legend=legend)
         except ValueError as error:
             raise click.ClickException(str(error) if str(picture) in str(error) else f"{file}: {error}") from None

@@ -53,7 +53,15 @@ class _Painting(NamedTuple):
     title: str
 
 
-def draw(mesh: Mesh, picture: PathLike, *, by: str = "kind", view: Optional[View] = None, edges: bool = True) -> None:
+def draw(
+    mesh: Mesh,
+    picture: PathLike,
+    *,
+    by: str = "kind",
+    view: Optional[View] = None,
+    edges: bool = True,
+    legend: bool = True,
+) -> None:
     """Draw the outside of a mesh.
 
     Of solids the faces that bound only one element are drawn; a mesh without solids is drawn as its triangles and
@@ -74,6 +82,8 @@ def draw(mesh: Mesh, picture: PathLike, *, by: str = "kind", view: Optional[View
         and any other from the front, the right and above ("iso").
     edges : bool
         Whether to draw the edges of elements.
+    legend : bool
+        Whether to explain the colours and show the directions of the axes, in a strip to the right.
 
     Raises
     ------
@@ -98,7 +108,7 @@ def draw(mesh: Mesh, picture: PathLike, *, by: str = "kind", view: Optional[View
         raise ValueError("the mesh has no faces to draw")
     painting = _paint(mesh, faces, by)
     axes = _viewing_axes(mesh.points[faces.rings], view)
-    figure = _compose(mesh.points, faces, painting, axes, edges)
+    figure = _compose(mesh.points, faces, painting, axes, edges, legend)
     with replaced_when_complete(picture) as temporary:
         figure.savefig(temporary, dpi=_DPI, facecolor="white", bbox_inches="tight", pad_inches=0.1)
 
@@ -214,7 +224,7 @@ def _normals(rings: np.ndarray) -> np.ndarray:
 # ---- the picture ----
 
 
-def _compose(points: np.ndarray, faces: Faces, painting: _Painting, axes: np.ndarray, edges: bool) -> Any:
+def _compose(points: np.ndarray, faces: Faces, painting: _Painting, axes: np.ndarray, edges: bool, legend: bool) -> Any:
     """The finished matplotlib figure."""
     centre = points[faces.rings].reshape(-1, 3).mean(axis=0)  # large coordinates would cost the cross products digits
     rings = (points[faces.rings] - centre) @ axes.T
@@ -231,7 +241,7 @@ def _compose(points: np.ndarray, faces: Faces, painting: _Painting, axes: np.nda
     colours = np.clip(colours * ((0.5 + 0.6 * facing) * np.where(back, 0.75, 1))[:, None], 0, 1)
     order = np.argsort(depths, kind="stable")
     size = np.maximum(high - low, 1e-3 * max((high - low).max(), 1e-300))
-    return _lay_out(rings[order, :, :2], colours[order], low, size, painting, axes, edges)
+    return _lay_out(rings[order, :, :2], colours[order], low, size, painting, axes, edges, legend)
 
 
 def _lay_out(
@@ -242,12 +252,13 @@ def _lay_out(
     painting: _Painting,
     axes: np.ndarray,
     edges: bool,
+    legend: bool,
 ) -> Any:
-    """The mesh as large as fits 8 by 6 inches, beside it a strip with the legend and the directions of the axes."""
+    """The mesh as large as fits 8 by 6 inches, and beside it a strip with the legend and the directions of the axes."""
     from matplotlib.collections import PolyCollection
     from matplotlib.figure import Figure
 
-    pad, strip, least = 0.12, 2.0, 2.6
+    pad, strip, least = 0.12, *((2.0, 2.6) if legend else (0.0, 0.0))
     scale = min(8.0 / size[0], 6.0 / size[1])  # inches for a unit of length
     width, height = scale * size
     total = (width + 3 * pad + strip, max(height, least) + 2 * pad)
@@ -267,9 +278,10 @@ def _lay_out(
         clip_on=False,
     )
     drawing.add_collection(collection, autolim=False)
-    left = (width + 2 * pad) / total[0]
-    _explain(figure, painting, left, total)
-    _draw_axes(figure, axes, left, total)
+    if legend:
+        left = (width + 2 * pad) / total[0]
+        _explain(figure, painting, left, total)
+        _draw_axes(figure, axes, left, total)
     return figure
 
 

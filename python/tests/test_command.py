@@ -702,6 +702,8 @@ def test_draw_writes_a_picture_and_says_nothing(folder, capfd):
     assert (folder / "out.png").read_bytes().startswith(b"\x89PNG")
     assert run(capfd, "draw", "s.vtu", "b.svg", "--by", "part", "--view", "-60,15", "--no-edges") == (0, "", "")
     assert "part" in (folder / "b.svg").read_text()
+    assert run(capfd, "draw", "s.vtu", "c.svg", "--by", "part", "--no-legend") == (0, "", "")
+    assert "part" not in (folder / "c.svg").read_text()
 
 
 @pytest.mark.parametrize(

@@ -242,6 +242,16 @@ def test_values_that_are_not_known_are_grey_and_constant_values_draw(tmp_path):
         picture(tmp_path, mesh, by="none")
 
 
+def test_without_a_legend_there_is_the_mesh_alone(tmp_path):
+    points, faces = grid(4, 2, (2.0, 1.0))
+    mesh = Mesh(points, [(K.Q4, faces)])
+    assert {"x", "y"} < set(text_of(tmp_path, mesh)) and text_of(tmp_path, mesh, legend=False) == []
+    pixels = picture(tmp_path, mesh, legend=False)
+    top, bottom, left, right = mesh_area(pixels)
+    margins = [top, left, pixels.shape[0] - bottom, pixels.shape[1] - right]
+    assert max(margins) < 0.05 * pixels.shape[1] and (right - left) / (bottom - top) == pytest.approx(2, rel=0.01)
+
+
 @pytest.mark.parametrize(
     "options,message",
     [
