@@ -11,7 +11,7 @@ from . import _core
 from .convert import Converted, convert_into_high_order, convert_into_linear, convert_into_quadratic
 from .draw import draw
 from .elements import NO_NODE, ElementType
-from .extrude import Sweep, extrude_rotate, extrude_spiral, extrude_translate
+from .extrude import Sweep, extrude_line, extrude_normal, extrude_rotate, extrude_spiral, extrude_translate
 from .files import MeshFileError, MeshFileWarning, read, write
 from .flip import flip, flip_H8, flip_TH4, flip_W6
 from .measures import volume
@@ -35,6 +35,8 @@ __all__ = [
     "convert_into_linear",
     "convert_into_quadratic",
     "draw",
+    "extrude_line",
+    "extrude_normal",
     "extrude_rotate",
     "extrude_spiral",
     "extrude_translate",

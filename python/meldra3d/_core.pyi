@@ -174,6 +174,109 @@ def extrude_spiral(
     layers: int,
     solids: Ids,
 ) -> Tuple[int, Points, Ids]: ...
+@overload
+def extrude_normal(
+    points: Points,
+    surface: Ids,
+    thickness: float,
+    size_start: float,
+    size_end: float,
+    even_layers: bool,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_normal(
+    points: Points,
+    surface: Ids,
+    thickness: float,
+    size_start: float,
+    size_end: float,
+    even_layers: bool,
+    solids: Ids,
+) -> Tuple[int, Points, Ids]: ...
+@overload
+def extrude_normal(
+    points: Points,
+    surface: Ids,
+    thickness: float,
+    layers: int,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_normal(
+    points: Points,
+    surface: Ids,
+    thickness: float,
+    layers: int,
+    solids: Ids,
+) -> Tuple[int, Points, Ids]: ...
+@overload
+def extrude_normal(
+    points: Points,
+    surface: Ids,
+    node_shifts: Points,
+    layers: int,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_normal(
+    points: Points,
+    surface: Ids,
+    node_shifts: Points,
+    layers: int,
+    solids: Ids,
+) -> Tuple[int, Points, Ids]: ...
+@overload
+def extrude_line_by_metrics(
+    points: Points,
+    surface: Ids,
+    line: Ids,
+    start_direction: Points,
+    metrics: Points,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_line_by_metrics(
+    points: Points,
+    surface: Ids,
+    line: Ids,
+    start_direction: Points,
+    metrics: Points,
+    solids: Ids,
+) -> Tuple[int, Points, Ids]: ...
+@overload
+def extrude_line_by_sizes(
+    points: Points,
+    surface: Ids,
+    line: Ids,
+    start_direction: Points,
+    sizes: Points,
+    solids: Ids,
+    edges: Ids,
+    sides: Ids,
+    cap: Ids,
+) -> Tuple[int, Points, Ids, Ids, Ids]: ...
+@overload
+def extrude_line_by_sizes(
+    points: Points,
+    surface: Ids,
+    line: Ids,
+    start_direction: Points,
+    sizes: Points,
+    solids: Ids,
+) -> Tuple[int, Points, Ids]: ...
 def flip(cells: Ids, kind: int) -> Tuple[int, Ids]: ...
 def flip_TH4(cells: Ids) -> Tuple[int, Ids]: ...
 def flip_W6(cells: Ids) -> Tuple[int, Ids]: ...

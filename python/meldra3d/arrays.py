@@ -61,16 +61,35 @@ def as_ids(cells: Optional[ArrayLike], columns: int, name: str) -> np.ndarray:
         array = np.empty((0, columns), dtype=np.uint32)
     if array.ndim != 2:
         raise ValueError(f"{name}: expected a two-dimensional array, one element a row, got shape {array.shape}")
-    if array.dtype != np.uint32 and array.size > 0:
-        if array.dtype.kind not in "iu":
-            raise ValueError(f"{name}: node numbers must be integers, got {array.dtype}")
-        wrong = (array < 0) | (array > _LARGEST)
-        if wrong.any():
-            row, column = np.argwhere(wrong)[0]
-            raise ValueError(
-                f"{name}: element {row} names node {array[row, column]}, but node numbers go from 0 to {_LARGEST}"
-            )
-    return np.require(array, np.uint32, ["C_CONTIGUOUS", "ALIGNED"])
+    return _as_uint32(array, name, "element")
+
+
+def as_id_list(nodes: ArrayLike, name: str) -> np.ndarray:
+    """A list of node numbers, converted and checked as by `as_ids`.
+
+    Raises
+    ------
+    ValueError
+        When the array has not one dimension, holds no whole numbers, or one of them is negative or too large.
+    """
+    array = np.asarray(nodes)
+    if array.ndim != 1:
+        raise ValueError(f"{name}: expected a list of node numbers, got shape {array.shape}")
+    return _as_uint32(array, name, "entry")
+
+
+def as_numbers(values: ArrayLike, name: str) -> np.ndarray:
+    """A list of numbers as a float64 array.
+
+    Raises
+    ------
+    ValueError
+        When the array has not one dimension, or holds no real numbers.
+    """
+    array = np.asarray(values)
+    if array.ndim != 1:
+        raise ValueError(f"{name}: expected a list of numbers, got shape {array.shape}")
+    return _as_float64(array, name)
 
 
 def as_vector(vector: ArrayLike, name: str) -> np.ndarray:
@@ -85,6 +104,20 @@ def as_vector(vector: ArrayLike, name: str) -> np.ndarray:
     if array.shape != (3,):
         raise ValueError(f"{name}: expected three numbers, got shape {array.shape}")
     return _as_float64(array, name)
+
+
+def _as_uint32(array: np.ndarray, name: str, place: str) -> np.ndarray:
+    """Node numbers in C order. `place` is what a message calls a row of the array."""
+    if array.dtype != np.uint32 and array.size > 0:
+        if array.dtype.kind not in "iu":
+            raise ValueError(f"{name}: node numbers must be integers, got {array.dtype}")
+        wrong = (array < 0) | (array > _LARGEST)
+        if wrong.any():
+            where = tuple(np.argwhere(wrong)[0])
+            raise ValueError(
+                f"{name}: {place} {where[0]} names node {array[where]}, but node numbers go from 0 to {_LARGEST}"
+            )
+    return np.require(array, np.uint32, ["C_CONTIGUOUS", "ALIGNED"])
 
 
 def _as_float64(array: np.ndarray, name: str) -> np.ndarray:

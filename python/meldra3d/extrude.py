@@ -7,7 +7,7 @@ import numpy as np
 from numpy.typing import ArrayLike
 
 from . import _core
-from .arrays import as_ids, as_points, as_vector
+from .arrays import as_id_list, as_ids, as_numbers, as_points, as_vector
 from .status import OUT_OF_MEMORY, check
 
 Sizes = Tuple[float, float]
@@ -202,6 +202,152 @@ def extrude_spiral(
     path = (as_vector(axis_point, "axis_point"), as_vector(rotation, "rotation"), as_vector(shift, "shift"))
     given = (solids, edges, sides, cap)
     return _layered("extrude_spiral", points, surface, path, layers, sizes, even_layers, given)
+
+
+def extrude_normal(
+    points: ArrayLike,
+    surface: ArrayLike,
+    thickness: Optional[float] = None,
+    *,
+    node_shifts: Optional[ArrayLike] = None,
+    layers: Optional[int] = None,
+    sizes: Optional[Sizes] = None,
+    even_layers: bool = False,
+    solids: Optional[ArrayLike] = None,
+    edges: Optional[ArrayLike] = None,
+    sides: Optional[ArrayLike] = None,
+    cap: Optional[ArrayLike] = None,
+) -> Sweep:
+    """Thicken a surface: sweep each node along the normal of the surface there, or along a vector of its own.
+
+    Parameters
+    ----------
+    points : array_like
+        ``(n, 3)`` coordinates.
+    surface : array_like
+        As for `extrude_translate`.
+    thickness : float, optional
+        How far each node moves along its normal (see `normals`), greater than 0. Give either this or ``node_shifts``.
+    node_shifts : array_like, optional
+        ``(n, 3)``: the whole way of each node, for ``layers`` equal steps. Rows of nodes that are not in the surface
+        are not used. With ``layers=0`` there are no solids, but the cap: the surface turned round.
+    layers, sizes, even_layers, solids, edges, sides, cap
+        As for `extrude_translate`. The sizes are measured along the normals.
+
+    Returns
+    -------
+    Sweep
+        Numbered as by `extrude_translate`.
+
+    Raises
+    ------
+    ValueError
+        For a bad argument, which the message names.
+    MemoryError
+        When there is not enough memory, or the sizes ask for an absurd number of layers.
+
+    Examples
+    --------
+    >>> roof = [[0, 0, 0], [1, 0, 1], [2, 0, 0], [0, 1, 0], [1, 1, 1], [2, 1, 0]]
+    >>> swept = extrude_normal(roof, [[0, 1, 4, 3], [1, 2, 5, 4]], 0.2, layers=1)
+    >>> swept.points[[6, 7, 10]].round(3) + 0.0
+    array([[-0.141,  0.   ,  0.141],
+           [ 1.   ,  0.   ,  1.2  ],
+           [ 2.141,  0.   ,  0.141]])
+    """
+    given = (solids, edges, sides, cap)
+    if thickness is not None and node_shifts is None:
+        return _layered("extrude_normal", points, surface, (float(thickness),), layers, sizes, even_layers, given)
+    if thickness is not None or node_shifts is None:
+        raise ValueError("thickness, node_shifts: give one of the two")
+    if layers is None or sizes is not None:
+        raise ValueError("node_shifts: goes with layers, not with sizes")
+    form = "extrude_normal by vectors"
+    path = (as_points(node_shifts, "node_shifts"), _layer_count(layers, form))
+    return _sweep(form, _core.extrude_normal, points, surface, path, given)
+
+
+def extrude_line(
+    points: ArrayLike,
+    surface: ArrayLike,
+    line: ArrayLike,
+    start_direction: Optional[ArrayLike] = None,
+    *,
+    metrics: Optional[ArrayLike] = None,
+    sizes: Optional[ArrayLike] = None,
+    solids: Optional[ArrayLike] = None,
+    edges: Optional[ArrayLike] = None,
+    sides: Optional[ArrayLike] = None,
+    cap: Optional[ArrayLike] = None,
+) -> Sweep:
+    """Sweep a surface along a polyline of given nodes, one layer for each segment.
+
+    From one node of the line to the next the section moves along, turns as the line does, and may grow. It turns by the
+    smallest rotation that takes one direction into the next; a turn of more than 90 degrees is made by its supplement,
+    and a reversal not at all. A segment of length 0 turns nothing, and does not turn the segment after it either.
+
+    Parameters
+    ----------
+    points : array_like
+        ``(n, 3)`` coordinates.
+    surface : array_like
+        As for `extrude_translate`.
+    line : array_like
+        Numbers of the nodes of the line, two or more.
+    start_direction : array_like, optional
+        The direction in which the section looks, three numbers: it is turned into the first segment. Without it the
+        section looks along the first segment, and is not turned there.
+    metrics : array_like, optional
+        ``(len(line), 6)``: the wanted size of the section at each node of the line, in all directions, as rows
+        m11 m12 m22 m13 m23 m33. A size h is wanted along a unit vector e when e M e = 1 / h**2. Each node of the section
+        moves away from the line, or towards it, by the quotient of the sizes here and at the node of the line before. A
+        metric that is missing or not positive definite counts as size 1, and so does the first one always.
+    sizes : array_like, optional
+        In place of ``metrics``: one size for each node of the line, the first included. One that is missing or not
+        greater than 0 counts as 1.
+    solids, edges, sides, cap
+        As for `extrude_translate`.
+
+    Returns
+    -------
+    Sweep
+        ``(points, solids, sides, cap)``, numbered as by `extrude_translate`, but where the first node of the line is in
+        the surface: then the copies of this node are the nodes of the line themselves, the numbers behind close up, and
+        there are nn - 1 new nodes on each level. The nodes given keep their numbers.
+
+    Raises
+    ------
+    ValueError
+        For a bad argument, which the message names.
+    MemoryError
+        When there is not enough memory.
+
+    Examples
+    --------
+    A square that is swept up from its first node and then to the side, where it is half as large:
+
+    >>> points = [[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0], [0, 0, 3], [0, -2, 3]]
+    >>> swept = extrude_line(points, [[0, 1, 2, 3]], [0, 4, 5], sizes=(1, 1, 0.5))
+    >>> swept.solids
+    array([[ 0,  1,  2,  3,  4,  6,  7,  8],
+           [ 4,  6,  7,  8,  5,  9, 10, 11]], dtype=uint32)
+    >>> swept.points[[5, 9, 10, 11]].round(3) + 0.0
+    array([[ 0. , -2. ,  3. ],
+           [ 0.5, -2. ,  3. ],
+           [ 0.5, -2. ,  3.5],
+           [ 0. , -2. ,  3.5]])
+    """
+    nodes = as_id_list(line, "line")
+    start = np.zeros(3) if start_direction is None else as_vector(start_direction, "start_direction")
+    given = (solids, edges, sides, cap)
+    if sizes is not None:
+        if metrics is not None:
+            raise ValueError("metrics, sizes: give not more than one of the two")
+        path = (nodes, start, as_numbers(sizes, "sizes"))
+        return _sweep("extrude_line by sizes", _core.extrude_line_by_sizes, points, surface, path, given)
+    tensors = np.empty((0, 6)) if metrics is None else as_points(metrics, "metrics")
+    path = (nodes, start, tensors)
+    return _sweep("extrude_line by metrics", _core.extrude_line_by_metrics, points, surface, path, given)
 
 
 # ---- what the sweeps share ----

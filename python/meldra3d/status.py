@@ -20,6 +20,8 @@ _SOLIDS = ("solids", "must have 6 or 8 columns")
 _EDGES = ("edges", "must have 2 columns")
 _SIDES = ("sides", "must have 4 columns")
 _CAP = ("cap", "must have 3 or 4 columns")
+_THICKNESS = ("thickness", "must be greater than 0")
+_LINE = ("line", "must name at least two of the points")
 
 _TURN_BY_SIZES = {
     -1: _POINTS,
@@ -70,6 +72,55 @@ _SWEEPS = {
         -8: _CAP,
         -9: _EDGES,
         -10: _SIDES,
+    },
+    "extrude_normal by sizes": {
+        -1: _POINTS_IN_SPACE,
+        -2: _SURFACE,
+        -3: _THICKNESS,
+        -4: _FIRST_SIZE,
+        -5: _LAST_SIZE,
+        -7: _SOLIDS,
+        -8: _EDGES,
+        -9: _SIDES,
+        -10: _CAP,
+    },
+    "extrude_normal by layers": {
+        -1: _POINTS_IN_SPACE,
+        -2: _SURFACE,
+        -3: _THICKNESS,
+        -4: ("thickness", "is too small to be divided into so many layers"),
+        -5: _SOLIDS,
+        -6: _CAP,
+        -8: _EDGES,
+        -9: _SIDES,
+    },
+    "extrude_normal by vectors": {
+        -1: _POINTS_IN_SPACE,
+        -2: ("surface", "is not a mesh of triangles and quadrangles on nodes that have both points and node_shifts"),
+        -3: ("node_shifts", "must have 3 columns"),
+        -5: _SOLIDS,
+        -6: _EDGES,
+        -7: _SIDES,
+        -8: _CAP,
+    },
+    "extrude_line by metrics": {
+        -1: _POINTS_IN_SPACE,
+        -2: _SURFACE,
+        -3: _LINE,
+        -5: ("metrics", "must have 6 columns"),
+        -6: _SOLIDS,
+        -7: _EDGES,
+        -8: _SIDES,
+        -9: _CAP,
+    },
+    "extrude_line by sizes": {
+        -1: _POINTS_IN_SPACE,
+        -2: _SURFACE,
+        -3: _LINE,
+        -6: _SOLIDS,
+        -7: _EDGES,
+        -8: _SIDES,
+        -9: _CAP,
     },
 }
 _CONVERSION = {

@@ -190,6 +190,17 @@ void add_sweeps(py::module_& module) {
     add_layered_sweep<vector, vector, vector>(
         module, "extrude_spiral", [](auto&... all) { return extrude_spiral(all...); }, as_it_is("axis_point"),
         as_it_is("rotation"), as_it_is("shift"));
+
+    const auto normal = [](auto&... all) { return extrude_normal(all...); };
+    add_layered_sweep<plain<double>>(module, "extrude_normal", normal, py::arg("thickness"));
+    add_sweep<matrix<double>, plain<unsigned int>>(module, "extrude_normal", normal, as_it_is("node_shifts"),
+                                                   py::arg("layers"));
+
+    const auto line = [](auto&... all) { return extrude_line(all...); };
+    add_sweep<list<unsigned int>, vector, matrix<double>>(module, "extrude_line_by_metrics", line, as_it_is("line"),
+                                                          as_it_is("start_direction"), as_it_is("metrics"));
+    add_sweep<list<unsigned int>, vector, list<double>>(module, "extrude_line_by_sizes", line, as_it_is("line"),
+                                                        as_it_is("start_direction"), as_it_is("sizes"));
 }
 
 py::tuple volume(const points_array& points, const ids_array& cells) {

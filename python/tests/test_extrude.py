@@ -8,10 +8,13 @@ from meldra3d import (
     ElementType,
     Sweep,
     ancestors,
+    extrude_line,
+    extrude_normal,
     extrude_rotate,
     extrude_spiral,
     extrude_translate,
     neighbors,
+    normals,
     volume,
 )
 from meldra3d.measures import signed_volumes
@@ -193,3 +196,157 @@ def test_the_other_sweeps_append_sides_and_cap_as_the_translation_does(sweep, pa
 def test_a_rotation_that_is_not_finite_makes_no_layers_by_sizes(rotation):
     with pytest.raises(MemoryError):
         extrude_rotate(SQUARE, [[0, 1, 2, 3]], (-1, 0, 0), rotation, sizes=(1, 1))
+
+
+# ---- normals ----
+
+
+def bowl(n=6):
+    """A sheet on the sphere of radius 5 about (0, 0, 5), facing its centre."""
+    points, faces = sheet(n, 4.0)
+    points[:, 2] = 5 - np.sqrt(25 - (points[:, :2] ** 2).sum(axis=1))
+    return points, faces
+
+
+@pytest.mark.parametrize(
+    "spacing", [{"layers": 4}, {"sizes": (0.05, 0.3)}, {"sizes": (0.3, 0.05), "even_layers": True}]
+)
+def test_levels_of_a_thickened_surface_lie_along_its_normals(spacing):
+    points, faces = bowl()
+    order = list(dict.fromkeys(faces.ravel()))
+    got = levels(extrude_normal(points, faces, 0.8, **spacing), points, order)
+    count = len(got) - 1
+    fractions = np.arange(count + 1) / count
+    if "sizes" in spacing:
+        a, b = spacing["sizes"]
+        fractions = ((b / a) ** fractions - 1) / (b / a - 1)
+    along = normals(points, faces)[order]
+    for level, t in zip(got, fractions):
+        np.testing.assert_allclose(level, points[order] + 0.8 * t * along, atol=1e-14)
+    inside = np.linalg.norm(points[order] - (0, 0, 5), axis=1).max() - 5
+    assert abs(inside) < 1e-14 and (np.linalg.norm(got[-1] - (0, 0, 5), axis=1) < 4.3).all()
+
+
+def test_nodes_move_along_vectors_of_their_own():
+    points, faces = bowl(3)
+    shifts = np.random.default_rng(4).normal(size=points.shape) * 0.1 + [0, 0, 1]
+    swept = extrude_normal(points, faces, node_shifts=shifts, layers=3)
+    order = list(dict.fromkeys(faces.ravel()))
+    for k, level in enumerate(levels(swept, points, order)):
+        np.testing.assert_allclose(level, points[order] + k / 3 * shifts[order], rtol=1e-14)
+
+
+def test_no_layers_of_vectors_make_the_cap_alone_and_no_layers_of_a_thickness_nothing():
+    shifts = np.ones((5, 3))
+    swept = extrude_normal(MIXED_POINTS, MIXED, node_shifts=shifts, layers=0)
+    assert swept.cap.tolist() == [[0, 3, 2, 1], [1, 2, 4, NO_NODE]]
+    assert (len(swept.points), len(swept.solids), len(swept.sides)) == (5, 0, 0)
+    assert len(extrude_normal(MIXED_POINTS, MIXED, 1, layers=0).cap) == 0
+
+
+def test_vectors_are_needed_of_the_nodes_of_the_surface_alone():
+    swept = extrude_normal(MIXED_POINTS, [[0, 1, 2]], node_shifts=[[0, 0, 1]] * 3, layers=1)
+    assert swept.points[5:].tolist() == [[0, 0, 1], [1, 0, 1], [1, 1, 1]]
+    with pytest.raises(ValueError, match="^surface: .* both points and node_shifts"):
+        extrude_normal(MIXED_POINTS, MIXED, node_shifts=[[0, 0, 1]] * 3, layers=1)
+
+
+def test_a_fold_without_a_normal_stays_where_it_is():
+    folded = extrude_normal([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2], [0, 2, 1]], 1, layers=1)
+    assert folded.points[3:].tolist() == folded.points[:3].tolist()
+
+
+# ---- lines ----
+
+BENT = np.array([[0.0, 0, 0], [0, 0, 2], [1, 0, 3.5], [2, -1, 4], [4, -1, 4]])
+
+
+def turned_into(x, before, after):
+    """Vectors turned by the smallest rotation that takes one direction into another."""
+    cross = np.cross(before, after)
+    angle = np.arctan2(np.linalg.norm(cross), before @ after)
+    return x if angle == 0 else turned(x, np.zeros(3), cross / np.linalg.norm(cross) * angle, 1.0)
+
+
+def along_line(offsets, line, start, scales):
+    """The section at each node of a line, as offsets from it."""
+    sections = [offsets]
+    directions = [np.array(start, dtype=float), *np.diff(line, axis=0)]
+    for before, after, scale in zip(directions, directions[1:], scales):
+        sections.append(scale(sections[-1]) * turned_into(sections[-1], before, after))
+    return sections
+
+
+def in_one(points, faces, line):
+    """The nodes of a section and a line, and the numbers of those of the line."""
+    return np.concatenate([points, line]), faces, np.arange(len(points), len(points) + len(line))
+
+
+@pytest.mark.parametrize("start", [(0, 0, 1), (0.3, -0.2, 1)])
+def test_a_section_moves_turns_and_grows_along_a_line(start):
+    section, faces = sheet(2)
+    points, faces, line = in_one(section, faces, BENT)
+    sizes = np.array([2.0, 1, 1.5, 0.5, 1])
+    swept = extrude_line(points, faces, line, start, sizes=sizes)
+    order = list(dict.fromkeys(faces.ravel()))
+    scales = [lambda _, q=q: q for q in sizes[1:] / sizes[:-1]]
+    new = swept.points[len(points) :].reshape(len(line) - 1, len(order), 3)
+    for got, offsets, centre in zip(new, along_line(section[order], BENT, start, scales)[1:], BENT[1:]):
+        np.testing.assert_allclose(got, centre + offsets, atol=1e-14)
+    np.testing.assert_array_equal(swept.points[: len(points)], points)
+
+
+def test_metrics_scale_each_node_by_the_size_along_its_own_offset():
+    section, faces = sheet(2)
+    points, faces, line = in_one(section, faces, BENT)
+    sizes = np.random.default_rng(2).uniform(0.5, 2, (5, 3))  # along x, y and z
+    metrics = np.zeros((5, 6))
+    metrics[:, [0, 2, 5]] = sizes**-2.0
+    metrics[3, 2] = -1  # no metric: counts as size 1
+
+    def size(k, offsets):
+        if k in (0, 3):
+            return np.ones((len(offsets), 1))
+        with np.errstate(invalid="ignore"):
+            unit = offsets / np.linalg.norm(offsets, axis=1)[:, None]
+        return np.nan_to_num(((unit / sizes[k]) ** 2).sum(axis=1) ** -0.5, nan=1)[:, None]
+
+    scales = [lambda offsets, k=k: size(k, offsets) / size(k - 1, offsets) for k in range(1, 5)]
+    swept = extrude_line(points, faces, line, metrics=metrics)
+    order = list(dict.fromkeys(faces.ravel()))
+    new = swept.points[len(points) :].reshape(4, len(order), 3)
+    for got, offsets, centre in zip(new, along_line(section[order], BENT, BENT[1], scales)[1:], BENT[1:]):
+        np.testing.assert_allclose(got, centre + offsets, atol=1e-14)
+
+
+def test_without_a_start_direction_metrics_and_sizes_a_straight_line_is_a_translation():
+    points, faces, line = in_one(*sheet(2), np.array([[9.0, 9, 0], [9, 9, 1], [9, 9, 2]]))
+    swept = extrude_line(points, faces, line)
+    same = extrude_translate(points, faces, (0, 0, 2), layers=2)
+    np.testing.assert_array_equal(swept.solids, same.solids)
+    np.testing.assert_array_equal(swept.cap, same.cap)
+    np.testing.assert_allclose(swept.points, same.points, atol=1e-14)
+
+
+def test_the_nodes_of_a_line_that_starts_on_the_surface_take_the_place_of_copies():
+    points, faces, line = in_one(*sheet(2), BENT[1:])
+    middle = int(np.flatnonzero((points == 0).all(axis=1))[0])
+    line = np.array([middle, *line])
+    swept = extrude_line(points, faces, line, edges=[[middle, middle + 1]])
+    apart = extrude_line(*in_one(*sheet(2), BENT), edges=[[middle, middle + 1]])
+    assert len(swept.points) == len(points) + 4 * 8
+    assert set(line) <= set(swept.solids.ravel()) and set(range(len(swept.points))) == set(swept.solids.ravel())
+    for name in ("solids", "sides", "cap"):
+        got, expected = (sweep.points[getattr(sweep, name)] for sweep in (swept, apart))
+        np.testing.assert_allclose(got, expected, atol=1e-14)
+    assert volume(swept.points, swept.solids) == pytest.approx(volume(apart.points, apart.solids), rel=1e-13)
+
+
+@pytest.mark.parametrize("line", [[[0, 0, 0], [0, 0, 0], [0, 0, 1]], [[0, 0, 0], [0, 0, 1], [0, 0, 0.5]]])
+def test_segments_of_length_0_and_reversals_turn_nothing(line):
+    section, faces = sheet(1)
+    points, faces, nodes = in_one(section, faces, np.array(line, dtype=float))
+    swept = extrude_line(points, faces, nodes, (0, 0, 1))
+    order = list(dict.fromkeys(faces.ravel()))
+    for got, centre in zip(swept.points[len(points) :].reshape(-1, 4, 3), line[1:]):
+        np.testing.assert_allclose(got, section[order] + centre, atol=1e-15)

@@ -10,6 +10,8 @@ from meldra3d import (
     convert_into_high_order,
     convert_into_linear,
     convert_into_quadratic,
+    extrude_line,
+    extrude_normal,
     extrude_rotate,
     extrude_spiral,
     extrude_translate,
@@ -36,13 +38,22 @@ def ids(columns):
 
 NOTHING = np.empty((0, 0), dtype=np.uint32)
 
-# Good arguments of each sweep between the surface and the sizes or the number of layers.
+# Good arguments of each form of each sweep, between the surface and the solids.
+AXIS = {"axis_point": np.array([-1.0, 0, 0]), "rotation": np.array([0, -0.5, 0])}
 PATHS = {
     "extrude_translate": {"direction": UP},
-    "extrude_rotate": {"axis_point": np.array([-1.0, 0, 0]), "rotation": np.array([0, -0.5, 0])},
-    "extrude_spiral": {"axis_point": np.array([-1.0, 0, 0]), "rotation": np.array([0, -0.5, 0]), "shift": UP},
+    "extrude_rotate": AXIS,
+    "extrude_spiral": {**AXIS, "shift": UP},
+    "extrude_normal": {"thickness": 1.0},
 }
-SWEEPS = {"extrude_translate": extrude_translate, "extrude_rotate": extrude_rotate, "extrude_spiral": extrude_spiral}
+WAYS = {"sizes": {"sizes": (0.5, 0.5)}, "layers": {"layers": 2}}
+GOOD = {f"{name} by {way}": {**path, **spacing} for name, path in PATHS.items() for way, spacing in WAYS.items()}
+LINE = {"line": np.array([0, 3, 4], dtype=np.uint32), "start_direction": UP}
+GOOD["extrude_normal by vectors"] = {"node_shifts": np.tile(UP, (5, 1)), "layers": 2}
+GOOD["extrude_line by metrics"] = {**LINE, "metrics": np.tile([1.0, 0, 1, 0, 0, 1], (3, 1))}
+GOOD["extrude_line by sizes"] = {**LINE, "sizes": np.ones(3)}
+SWEEPS = {call.__name__: call for call in (extrude_translate, extrude_rotate, extrude_spiral, extrude_normal,
+                                           extrude_line)}  # fmt: skip
 APPENDED = ["solids", "edges", "sides", "cap"]
 
 # What is put in place of good arguments, and the status that it gives in each form that has them.
@@ -70,6 +81,21 @@ WRONG = {
     "extrude_spiral by layers": {
         **COMMON, -5: {"shift": np.zeros(3)}, -7: WRONG_SOLIDS, -8: WRONG_CAP, -9: WRONG_EDGES, -10: WRONG_SIDES,
     },
+    "extrude_normal by sizes": {
+        **COMMON, -3: {"thickness": 0.0}, **from_status(-4, *WRONG_SIZES), **from_status(-7, *ALL_APPENDED),
+    },
+    "extrude_normal by layers": {
+        **COMMON, -3: {"thickness": -1.0}, -4: {"thickness": 5e-324}, -5: WRONG_SOLIDS, -6: WRONG_CAP, -8: WRONG_EDGES,
+        -9: WRONG_SIDES,
+    },
+    "extrude_normal by vectors": {**COMMON, -3: {"node_shifts": np.zeros((5, 2))}, **from_status(-5, *ALL_APPENDED)},
+    "extrude_line by metrics": {
+        **COMMON, -3: {"line": np.array([0, 5], dtype=np.uint32)}, -5: {"metrics": np.zeros((3, 5))},
+        **from_status(-6, *ALL_APPENDED),
+    },
+    "extrude_line by sizes": {
+        **COMMON, -3: {"line": np.array([0], dtype=np.uint32)}, **from_status(-6, *ALL_APPENDED),
+    },
 }  # fmt: skip
 FORMS = [f"{form}{full}" for form in WRONG for full in (", in full", "")]
 
@@ -83,20 +109,18 @@ def wrong_in(form):
 
 def good_arguments(form):
     """Good arguments of a form by their names in Python, without those that elements are appended to."""
-    name, _, way = form.removesuffix(", in full").partition(" by ")
-    return {"points": POINTS, "surface": TRIANGLES, **PATHS[name], way: {"sizes": (0.5, 0.5), "layers": 2}[way]}
+    return {"points": POINTS, "surface": TRIANGLES, **GOOD[form.removesuffix(", in full")]}
 
 
 def call_core(form, **changed):
     """Call a form in the compiled half, where arguments go by their positions."""
     arguments = {**good_arguments(form), **dict.fromkeys(APPENDED, NOTHING), **changed}
-    if "sizes" in arguments:
-        arguments["sizes"] = [*arguments["sizes"], False]
     positional = []
     for name, value in arguments.items():
         if "in full" in form or name not in ("edges", "sides", "cap"):
-            positional += value if name == "sizes" else [value]
-    return getattr(_core, form.split()[0])(*positional)
+            positional += [*value, False] if isinstance(value, tuple) else [value]
+    name, way = form.removesuffix(", in full").split(" by ")
+    return getattr(_core, f"{name}_by_{way}" if name == "extrude_line" else name)(*positional)
 
 
 SWEEP_CASES = [(form, status) for form in FORMS for status in wrong_in(form)]
@@ -115,9 +139,10 @@ def test_each_status_of_each_form_of_a_sweep_can_be_provoked(form, status):
 def test_all_forms_of_a_sweep_succeed_with_good_arguments(form):
     status, points, solids, *rest = call_core(form)
     assert status == 0
-    count = (len(points) - len(POINTS)) // 3
-    assert count == 2 or "by sizes" in form
-    assert solids[0].tolist() == [0, 1, 2, 5, 6, 7] and len(solids) == count
+    in_line = "line" in form  # whose nodes take the place of copies of node 0
+    assert len(points) == len(POINTS) + (2 if in_line else 3) * len(solids)
+    assert solids[0].tolist() == ([0, 1, 2, 3, 5, 6] if in_line else [0, 1, 2, 5, 6, 7])
+    assert len(solids) == 2 or "by sizes" in form
     assert [len(array) for array in rest] == ([0, 1] if "in full" in form else [])
 
 
@@ -193,6 +218,38 @@ def test_arguments_that_never_reach_the_library_are_named_too(arguments, message
 def test_a_number_of_layers_must_be_whole():
     with pytest.raises(TypeError):
         extrude_translate(POINTS, TRIANGLES, UP, layers=2.5)
+
+
+@pytest.mark.parametrize(
+    "sweep,arguments,message",
+    [
+        (extrude_rotate, {"layers": 1, "axis_point": (0, 1), "rotation": UP}, "^axis_point: expected three numbers"),
+        (extrude_rotate, {"axis_point": UP, "rotation": UP}, "^layers, sizes: give one of the two"),
+        (extrude_spiral, {**AXIS, "shift": "up", "layers": 1}, "^shift: expected three numbers"),
+        (extrude_normal, {"layers": 1}, "^thickness, node_shifts: give one of the two"),
+        (extrude_normal, {"thickness": 1, "node_shifts": POINTS, "layers": 1}, "^thickness, node_shifts: give one"),
+        (extrude_normal, {"node_shifts": POINTS}, "^node_shifts: goes with layers"),
+        (extrude_normal, {"node_shifts": POINTS, "sizes": (1, 1)}, "^node_shifts: goes with layers"),
+        (extrude_normal, {"node_shifts": POINTS, "layers": -1}, "^layers: must not be negative"),
+        (extrude_normal, {"node_shifts": UP, "layers": 1}, "^node_shifts: expected a two-dimensional array"),
+        (extrude_line, {"line": [[0, 1]]}, "^line: expected a list of node numbers"),
+        (extrude_line, {"line": [0, -1]}, "^line: entry 1 names node -1, but node numbers go from 0"),
+        (extrude_line, {"line": [0.0, 1]}, "^line: node numbers must be integers"),
+        (extrude_line, {"line": [0, 1], "sizes": 2}, "^sizes: expected a list of numbers"),
+        (extrude_line, {"line": [0, 1], "sizes": ["a", "b"]}, "^sizes: expected real numbers"),
+        (extrude_line, {"line": [0, 1], "metrics": [1, 0, 1, 0, 0, 1]}, "^metrics: expected a two-dimensional array"),
+        (extrude_line, {"line": [0, 1], "sizes": [1], "metrics": []}, "^metrics, sizes: give not more than one"),
+    ],
+)
+def test_arguments_of_the_other_sweeps_that_never_reach_the_library_are_named(sweep, arguments, message):
+    with pytest.raises(ValueError, match=message):
+        sweep(POINTS, TRIANGLES, **arguments)
+
+
+@pytest.mark.parametrize("layers", [2**32 - 1, 2**70])
+def test_more_layers_of_vectors_than_node_numbers_run_out_of_memory(layers):
+    with pytest.raises(MemoryError):
+        extrude_normal(POINTS, TRIANGLES, node_shifts=POINTS, layers=layers)
 
 
 def test_the_first_of_two_wrong_arguments_is_named():
