@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the library and its Python module in Release, sweeps the face of a flange into graded layers of solids, checks
-# the volume, and leaves out/flange.vtu and out/flange.png.
+# Builds the library and its Python module in Release, makes a part with each kind of sweep, checks the volumes, and
+# leaves out/gallery.png, a sheet of all parts, and out/PART.vtu and out/PART.png of each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,5 +14,5 @@ build >build/demo/log.txt 2>&1 || {
     cat build/demo/log.txt >&2
     exit 1
 }
-PYTHONPATH=build/demo/python /usr/bin/python3 examples/flange.py out
-echo "wrote out/flange.vtu and out/flange.png"
+PYTHONPATH=build/demo/python /usr/bin/python3 examples/gallery.py out
+echo "wrote out/gallery.png, and a .vtu and a .png of each part"

@@ -50,6 +50,7 @@ class _Painting(NamedTuple):
     colours: np.ndarray  # (faces, 3)
     legend: List[Tuple[str, Any]]  # label and colour of each category; empty with a colour bar
     scale: Optional[Tuple[Any, Any]]  # matplotlib's norm and colour map; None with a legend
+    whole: bool  # whether all values are whole numbers
     title: str
 
 
@@ -123,7 +124,7 @@ def _paint(mesh: Mesh, faces: Faces, by: str) -> _Painting:
     distinct = np.unique(values)
     if values.dtype.kind in "iu" and len(distinct) <= len(_CATEGORIES):
         return _paint_categories(values, [(str(value), value) for value in distinct], _CATEGORIES, by)
-    return _paint_on_scale(values.astype(float), by)
+    return _paint_on_scale(values, by)
 
 
 def _paint_by_kind(mesh: Mesh, faces: Faces) -> _Painting:
@@ -140,13 +141,14 @@ def _paint_categories(values: np.ndarray, labels: List[Tuple[str, Any]], colours
     painted = np.empty((len(values), 3))
     for (_, value), colour in zip(labels, colours):
         painted[values == value] = to_rgb(colour)
-    return _Painting(painted, [(label, colour) for (label, _), colour in zip(labels, colours)], None, title)
+    return _Painting(painted, [(label, colour) for (label, _), colour in zip(labels, colours)], None, True, title)
 
 
 def _paint_on_scale(values: np.ndarray, title: str) -> _Painting:
     import matplotlib
     from matplotlib.colors import Normalize
 
+    whole = values.dtype.kind in "iu"
     known = np.isfinite(values)
     if not known.any():
         raise ValueError(f"none of the values {title!r} is a finite number")
@@ -154,7 +156,7 @@ def _paint_on_scale(values: np.ndarray, title: str) -> _Painting:
     colour_map = matplotlib.colormaps["viridis"]
     painted = colour_map(norm(np.where(known, values, 0.0)))[:, :3]
     painted[~known] = 0.8
-    return _Painting(painted, [], (norm, colour_map), title)
+    return _Painting(painted, [], (norm, colour_map), whole, title)
 
 
 def _values_on_faces(mesh: Mesh, faces: Faces, name: str) -> np.ndarray:
@@ -317,11 +319,13 @@ def _explain(figure: Any, painting: _Painting, left: float, total: Tuple[float, 
         )
         return
     from matplotlib.cm import ScalarMappable
+    from matplotlib.ticker import MaxNLocator
 
     norm, colour_map = painting.scale
     height = min(0.5 * total[1], total[1] - 1.6)
     axis = figure.add_axes((left, 1 - (height + 0.45) / total[1], 0.16 / total[0], height / total[1]))
-    bar = figure.colorbar(ScalarMappable(norm, colour_map), cax=axis)
+    ticks = MaxNLocator("auto", steps=[1, 2, 5, 10], integer=True) if painting.whole else None
+    bar = figure.colorbar(ScalarMappable(norm, colour_map), cax=axis, ticks=ticks)
     bar.outline.set_linewidth(0.4)
     bar.ax.tick_params(labelsize=8, colors=_INK, width=0.4)
     bar.ax.set_title(title, fontsize=9, color=_INK, loc="left")

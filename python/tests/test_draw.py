@@ -224,6 +224,13 @@ def test_few_whole_numbers_get_a_legend_and_other_values_a_colour_bar(tmp_path):
     assert pixels[top + 20 : bottom - 20, right - 40 : right - 5, 0].mean() > 0.5  # towards yellow where high
 
 
+def test_the_bar_of_whole_numbers_has_whole_marks(tmp_path):
+    points, faces = grid(4, 4)
+    for values, whole in ((np.linspace(1, 20, 16).astype(int), True), (np.linspace(1, 20, 16), False)):
+        words = text_of(tmp_path, Mesh(points, [(K.Q4, faces)], cell_data={"v": [values]}), by="v")
+        assert whole is not any("." in word for word in words) and len(words) > 6
+
+
 def test_values_on_nodes_count_each_node_of_a_face_once(tmp_path):
     points = [[0, 0, 0], [1, 0, 0], [0, 1, 0], [1, 1, 0], [2, 0, 0], [2, 1, 0]]
     blocks = [(K.T3, [[0, 1, 2]]), (K.Q4, [[1, 4, 5, 3]])]
