@@ -92,6 +92,9 @@ def exact_volume(line, area):
 
 
 def make() -> Part:
+    # The section is its own mirror image in the plane of each bend. Between two levels that are not parallel the faces of
+    # hexahedra are warped, and the library cuts them along diagonals; what one half of a pipe loses by that the
+    # other half gains.
     section, faces = annulus(np.linspace(INNER, OUTER, ACROSS + 1), AROUND)
     lines = [rounded(corners) for corners in LINES]
     layers = sum(len(line) - 1 for line in lines)

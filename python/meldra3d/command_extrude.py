@@ -1,12 +1,12 @@
 """The commands ``meldra3d extrude ...``: sweeps of the faces of a file into solids."""
 
-from typing import Any, Callable, Dict, Optional, Tuple
+from typing import Any, Callable, Dict, List, Optional, Tuple
 
 import click
 import numpy as np
 
-from .elements import SHAPES, ElementType
-from .extrude import Sweep, extrude_rotate, extrude_spiral, extrude_translate
+from .elements import NO_NODE, SHAPES, ElementType
+from .extrude import Sweep, extrude_line, extrude_normal, extrude_rotate, extrude_spiral, extrude_translate
 from .files import check_target, read, write
 from .mesh import Mesh
 from .report import inverted, show, solid_volume, working
@@ -26,6 +26,7 @@ def extrude() -> None:
     Examples:
       meldra3d extrude translate section.msh part.vtu --direction 0 0 20 --layers 10
       meldra3d extrude rotate section.msh elbow.vtu --axis 0 0 1 --angle 90 --layers 24
+      meldra3d extrude normal wing.msh layers.vtu --thickness 0.08 --sizes 0.0005 0.014
     """
 
 
@@ -166,6 +167,154 @@ def spiral(file: str, output: str, axis: Vector, point: Vector, angle: float, sh
         lambda mesh, surface: extrude_spiral(mesh.points, surface, point, rotation, shift, **spacing),
         "the sweep starts towards the back of the faces",
     )
+
+
+@extrude.command(short_help="Grow layers along the normals.")
+@click.argument("file")
+@click.argument("output")
+@click.option("--thickness", type=float, metavar="T", help="Of all layers together.")
+@click.option(
+    "--shifts",
+    metavar="NAME",
+    help="In place of --thickness, with --layers: values on the nodes of FILE, three each, the whole way of each node.",
+)
+@_layer_options
+def normal(file: str, output: str, thickness: Optional[float], shifts: Optional[str], **layers: Any) -> None:
+    """Thicken the triangles and quadrangles of FILE along their normals and write the solids to OUTPUT.
+
+    Give the number of layers (--layers), or the thickness that the first and the last layer should have (--sizes), as
+    for a boundary layer. The normal at a node is the mean of the faces there, weighted by their angles.
+
+    \b
+    Examples:
+      meldra3d extrude normal shell.msh solid.vtu --thickness 2 --layers 3
+      meldra3d extrude normal wing.msh layers.vtu --thickness 0.08 --sizes 0.0005 0.014
+      meldra3d extrude normal bed.vtu rock.vtu --shifts depth --layers 10
+    """
+    if (thickness is None) == (shifts is None):
+        raise click.UsageError("give either --thickness or --shifts")
+    if thickness is not None and not 0 < thickness < np.inf:
+        raise click.UsageError("--thickness: must be greater than 0, and finite")
+    spacing = _spacing(**layers)
+    if shifts is not None and spacing["layers"] is None:
+        raise click.UsageError("--shifts goes with --layers")
+
+    def thicken(mesh: Mesh, surface: np.ndarray) -> Sweep:
+        if shifts is None:
+            return extrude_normal(mesh.points, surface, thickness, **spacing)
+        return extrude_normal(mesh.points, surface, node_shifts=_shifts(file, mesh, shifts), layers=spacing["layers"])
+
+    _sweep(file, output, thicken, "the nodes move to the back of the faces, or too far where the surface is hollow")
+
+
+@extrude.command("line", short_help="Sweep along a polyline.")
+@click.argument("file")
+@click.argument("output")
+@_vector_option("--through", "A point of the line; give two or more, in order.", multiple=True)
+@click.option("--size", "sizes", type=float, multiple=True, metavar="S", help="With --through: the size at each point.")
+@click.option("--line", "path", metavar="TEXTFILE", help="In place of --through: the points, one in each row.")
+@_vector_option(
+    "--start", "Direction in which the faces look before the line begins; by default that of its first segment."
+)
+def line_command(
+    file: str,
+    output: str,
+    through: Tuple[Vector, ...],
+    sizes: Tuple[float, ...],
+    path: Optional[str],
+    start: Optional[Vector],
+) -> None:
+    """Sweep the triangles and quadrangles of FILE along a polyline, a layer for each segment, and write the solids to
+    OUTPUT.
+
+    The faces move with the line from its first point, turn as it turns, and grow with the sizes: from one point to the
+    next by the quotient of the sizes there. The line is given by --through, or as the rows of a text file: three
+    numbers x y z, or four, x y z and the size, or nine, x y z and the metric m11 m12 m22 m13 m23 m33, which gives a size
+    1/sqrt(e M e) in each direction e, but at the first point always 1. When the line begins at a node of the faces, its points are nodes of the solids.
+
+    \b
+    Examples:
+      meldra3d extrude line pipe.msh bent.vtu --through 0 0 0 --through 0 0 50 --through 10 0 80
+      meldra3d extrude line pipe.msh cone.vtu --through 0 0 0 --size 1 --through 0 0 50 --size 0.5
+      meldra3d extrude line pipe.msh manifold.vtu --line centre.txt --start 0 0 1
+    """
+    if bool(through) == (path is not None):
+        raise click.UsageError("give either --through or --line")
+    if sizes and len(sizes) != len(through):
+        raise click.UsageError("--size: must be given once for each --through")
+    if not all(0 < size < np.inf for size in sizes):
+        raise click.UsageError("--size: must be greater than 0, and finite")
+    if start is not None:
+        _check_vector("--start", start, 0)
+    rows = np.column_stack([through, sizes] if sizes else [through]) if path is None else _read_line(path)
+    if len(rows) < 2:
+        raise click.UsageError(f"{'--through' if path is None else path}: a line needs two points or more")
+    if not np.isfinite(rows).all():
+        raise click.UsageError(f"{'--through' if path is None else path}: all numbers must be finite")
+    _sweep(
+        file,
+        output,
+        lambda mesh, surface: _along(mesh, surface, rows, start),
+        "the line leaves towards the back of the faces, or bends too sharply",
+    )
+
+
+def _read_line(path: str) -> np.ndarray:
+    """The rows of a text file: three, four or nine numbers each, apart by spaces or commas; # begins a comment."""
+    try:
+        with open(path, encoding="utf-8", errors="replace") as file:
+            text = file.read().splitlines()
+    except OSError as error:
+        raise click.ClickException(f"{path}: cannot be read ({(error.strerror or str(error)).lower()})") from None
+    rows: List[List[float]] = []
+    for number, row in enumerate(text, 1):
+        words = row.partition("#")[0].replace(",", " ").split()
+        try:
+            values = [float(word) for word in words]
+        except ValueError:
+            raise click.ClickException(f"{path}: row {number} does not hold numbers") from None
+        if words and len(words) not in ((3, 4, 9) if not rows else (len(rows[0]),)):
+            wanted = len(rows[0]) if rows else "3, 4 or 9"
+            raise click.ClickException(f"{path}: row {number} has {len(words)} numbers in place of {wanted}")
+        if words:
+            rows.append(values)
+    return np.array(rows)
+
+
+def _along(mesh: Mesh, surface: np.ndarray, rows: np.ndarray, start: Optional[Vector]) -> Sweep:
+    """Sweep along a line that is not in the mesh yet."""
+    line, nodes = rows[:, :3], np.unique(surface[surface != NO_NODE])
+    away = np.linalg.norm(mesh.points[nodes] - line[0], axis=1)
+    begins_on_surface = away.min() <= 1e-9 * np.ptp(mesh.points[nodes], axis=0).max()
+    added = line[1:] if begins_on_surface else line
+    count = len(mesh.points)
+    numbers = np.arange(count, count + len(added))
+    if begins_on_surface:
+        numbers = np.concatenate([nodes[[away.argmin()]], numbers])
+    swept = extrude_line(
+        np.concatenate([mesh.points, added]),
+        surface,
+        numbers,
+        start,
+        sizes=rows[:, 3] if rows.shape[1] == 4 else None,
+        metrics=rows[:, 3:] if rows.shape[1] == 9 else None,
+    )
+    if begins_on_surface:
+        return swept
+    # No element has a node of the line.
+    new = (swept.solids >= count) & (swept.solids != NO_NODE)
+    solids = np.where(new, swept.solids - np.uint32(len(line)), swept.solids)
+    return swept._replace(points=np.delete(swept.points, numbers, axis=0), solids=solids)
+
+
+def _shifts(file: str, mesh: Mesh, name: str) -> np.ndarray:
+    """The values of that name as vectors of the nodes."""
+    if name not in mesh.point_data:
+        raise click.ClickException(f"{file}: there are no values {name!r} on nodes")
+    values = mesh.point_data[name]
+    if values.ndim != 2 or values.shape[1] != 3 or values.dtype.kind not in "iuf" or not np.isfinite(values).all():
+        raise click.ClickException(f"{file}: the values {name!r} are not three finite numbers for each node")
+    return values
 
 
 def _rotation(axis: Vector, point: Vector, angle: float) -> np.ndarray:

@@ -59,6 +59,9 @@ UP = ["--direction", "0", "0", "1"]
 ROTATE = ["extrude", "rotate", "s.vtu", "out.vtu"]
 TURN = ["--axis", "0", "-2", "0", "--point", "-1", "7", "0", "--angle", "90"]
 SPIRAL = ["extrude", "spiral", "s.vtu", "out.vtu", *TURN]
+NORMAL = ["extrude", "normal", "s.vtu", "out.vtu"]
+LINE = ["extrude", "line", "s.vtu", "out.vtu"]
+THROUGH = ["--through", "0", "0", "0", "--through", "0", "0", "1"]
 AROUND_Z = ["--axis", "0", "0", "1", "--angle", "90"]
 
 ORDER = ["convert", "t.vtu", "out.vtu", "--to", "order"]
@@ -113,6 +116,32 @@ FAILURES = {
     "no shift": ([*SPIRAL, "--layers", "1"], "Missing option '--shift'"),
     "a shift of length 0": ([*SPIRAL, "--shift", "0", "0", "0", "--layers", "1"], "--shift: .*length"),
     "a spiral without layers": ([*SPIRAL, "--shift", "0", "0", "1"], "give either --layers or --sizes"),
+    "neither a thickness nor shifts": ([*NORMAL, "--layers", "1"], "give either --thickness or --shifts"),
+    "both a thickness and shifts": ([*NORMAL, "--thickness", "1", "--shifts", "v"], "give either --th"),
+    "a thickness of 0": ([*NORMAL, "--thickness", "0", "--layers", "1"], "--thickness: must be greater than 0"),
+    "a thickness that is no number": ([*NORMAL, "--thickness", "nan", "--layers", "1"], "--thickness: must be greater"),
+    "an infinite thickness": ([*NORMAL, "--thickness", "inf", "--layers", "1"], "--thickness: .* finite"),
+    "a thickness without layers": ([*NORMAL, "--thickness", "1"], "give either --layers or --sizes"),
+    "a thickness too small to divide": ([*NORMAL, "--thickness", "5e-324", "--layers", "2"], "thickness: is too small"),
+    "shifts by sizes": ([*NORMAL, "--shifts", "v", "--sizes", "1", "1"], "--shifts goes with --layers"),
+    "shifts that are not there": ([*NORMAL, "--shifts", "v", "--layers", "1"], "no values 'v' on nodes"),
+    "shifts of one number": (["extrude", "normal", "v.vtu", "out.vtu", "--shifts", "one", "--layers", "1"],
+                             "v.vtu: the values 'one' are not three finite numbers for each node"),
+    "shifts that are not finite": (["extrude", "normal", "v.vtu", "out.vtu", "--shifts", "nan", "--layers", "1"],
+                                   "v.vtu: the values 'nan' are not three finite numbers"),
+    "no line": (LINE, "give either --through or --line"),
+    "a line twice": ([*LINE, *THROUGH, "--line", "line.txt"], "give either --through or --line"),
+    "a line of one point": ([*LINE, "--through", "0", "0", "0"], "--through: a line needs two points or more"),
+    "a line that is not finite": ([*LINE, *THROUGH, "--through", "0", "nan", "0"], "--through: all .* finite"),
+    "too few sizes of a line": ([*LINE, *THROUGH, "--size", "1"], "--size: must be given once for each --through"),
+    "a size of 0 of a line": ([*LINE, *THROUGH, "--size", "1", "--size", "0"], "--size: must be greater than 0"),
+    "a start of length 0": ([*LINE, *THROUGH, "--start", "0", "0", "0"], "--start: must have a length greater than 0"),
+    "no file of the line": ([*LINE, "--line", "nowhere.txt"], "nowhere.txt: cannot be read .no such file"),
+    "an empty file of a line": ([*LINE, "--line", "empty.vtu"], "empty.vtu: a line needs two points or more"),
+    "words in the file of a line": ([*LINE, "--line", "notes.txt"], "notes.txt: row 1 does not hold numbers"),
+    "two numbers in the file of a line": ([*LINE, "--line", "two.txt"], "two.txt: row 2 has 2 numbers"),
+    "rows that do not match": ([*LINE, "--line", "rows.txt"], "rows.txt: row 2 has 4 numbers in place of 3"),
+    "no faces to sweep along a line": (["extrude", "line", "edges.vtu", "out.vtu", *THROUGH], "no linear triangles"),
     "even without sizes": ([*SWEEP, *UP, "--layers", "2", "--even"], "--even goes with --sizes"),
     "no solids to flip": (["flip", "s.vtu", "out.vtu"], "s.vtu: has no solids to turn round"),
     "faces to flip": (["flip", "t.vtu", "out.vtu", "--kind", "T3"], "--kind: triangles cannot be turned round, only"),
@@ -190,6 +219,9 @@ def test_a_failure_is_one_line_with_status_2_and_leaves_nothing(folder, capfd, n
     write("t.vtu", Mesh(np.eye(4)[:, 1:], [(K.TH4, [[0, 2, 1, 3]])]))
     write("pyramid.vtu", one_of_each([K.PY5, K.H8]))
     write("mixed.vtu", one_of_each([K.W6, K.TH4, K.H8]))
+    write("v.vtu", Mesh(POINTS, SURFACE.blocks, {"one": np.ones(5), "nan": np.full((5, 3), np.nan)}))
+    (folder / "two.txt").write_text("# x y z\n1 2\n")
+    (folder / "rows.txt").write_text("0 0 0\n0 0 1 2\n")
     write("q.vtu", Mesh(np.random.default_rng(1).random((6, 3)), [(K.T6, [range(6)])]))
     before = {path.name: path.read_bytes() for path in folder.iterdir()}
     status, out, err = run(capfd, *arguments)
@@ -413,6 +445,87 @@ def test_a_turn_towards_the_back_of_the_faces_warns(folder, capfd, command, reas
     assert status == 0
     last = out.splitlines()[-1]
     assert last == f"warning: inverted, with negative volume: 1 of 1 wedges, 1 of 1 hexahedra; {reason}"
+
+
+# ---- extrude normal, extrude line ----
+
+
+def test_layers_grow_along_the_normals(folder, capfd):
+    status, out, err = run(capfd, *NORMAL, "--thickness", "0.5", "--sizes", "0.05", "0.2")
+    assert (status, err) == (0, "")
+    assert table(out) == {"nodes": "30", "wedges": "5", "hexahedra": "5", "layers": "5", "swept volume": "0.75"}
+    heights = np.unique(read("out.vtu").points[:, 2].round(12))
+    np.testing.assert_allclose(np.diff(heights)[1:] / np.diff(heights)[:-1], 4 ** (1 / 5), rtol=1e-9)
+
+
+def test_nodes_move_by_the_shifts_in_the_file(folder, capfd):
+    shifts = np.array([[0, 0, 1], [0, 0, 2], [0.5, 0, 1], [0, 0, 1], [0, 0, 3]])
+    write("v.vtu", Mesh(POINTS, SURFACE.blocks, {"depth": shifts}))
+    status, out, err = run(capfd, "extrude", "normal", "v.vtu", "out.vtu", "--shifts", "depth", "--layers", "2")
+    assert (status, err) == (0, "") and table(out)["layers"] == "2"
+    points = read("out.vtu").points
+    order = [0, 1, 2, 3, 4]
+    np.testing.assert_allclose(points[5:10], np.array(POINTS)[order] + shifts / 2)
+    np.testing.assert_allclose(points[10:], np.array(POINTS)[order] + shifts)
+
+
+def test_a_line_apart_from_the_faces_leaves_no_nodes(folder, capfd):
+    apart = ["--through", "5", "5", "0", "--through", "5", "5", "2", "--through", "5", "5", "4"]
+    status, out, err = run(capfd, *LINE, *apart)
+    assert (status, err) == (0, "")
+    assert table(out) == {"nodes": "15", "wedges": "2", "hexahedra": "2", "layers": "2", "swept volume": "6"}
+    np.testing.assert_array_equal(read("out.vtu").points[10:], np.array(POINTS) + [0, 0, 4])
+
+
+def test_a_line_from_a_node_of_the_faces_turns_and_grows(folder, capfd):
+    bent = ["--through", "1", "0", "0", "--through", "1", "0", "2", "--through", "1", "-3", "2"]
+    status, out, err = run(capfd, *LINE, *bent, "--size", "1", "--size", "1", "--size", "2")
+    assert (status, err) == (0, "")
+    mesh = read("out.vtu")
+    assert table(out)["nodes"] == "15"
+    x, y, z = (np.array(POINTS) - [1, 0, 0]).T
+    last = np.column_stack([1 + 2 * x, 0 * x - 3, 2 + 2 * y])  # turned from +z to -y about +x
+    for place in last:
+        assert np.linalg.norm(mesh.points - place, axis=1).min() < 1e-14
+
+
+@pytest.mark.parametrize("rows,scale", [
+    ("0 0 0\n0, 0, 2  # up\n\n", (1, 1)),
+    ("0 0 0 2\n0 0 2 1\n", (0.5, 0.5)),
+    ("0 0 0 1 0 1 0 0 1\n0 0 2 4 0 1 0 0 1\n", (0.5, 1)),
+])  # fmt: skip
+def test_a_line_may_come_from_a_file_with_sizes_or_metrics(folder, capfd, rows, scale):
+    (folder / "line.txt").write_text(rows)
+    square = Mesh(POINTS[:4], [(K.Q4, [[0, 1, 2, 3]])])
+    write("square.vtu", square)
+    status, _, err = run(capfd, "extrude", "line", "square.vtu", "out.vtu", "--line", "line.txt")
+    assert (status, err) == (0, "")
+    points = read("out.vtu").points
+    assert [0, 0, 2] in points.tolist()
+    for place in ([scale[0], 0, 2], [0, scale[1], 2]):
+        assert np.linalg.norm(points - place, axis=1).min() < 1e-14
+
+
+def test_the_start_turns_the_faces_into_the_line(folder, capfd):
+    status, _, _ = run(capfd, *LINE, *THROUGH, "--start", "0", "1", "1")
+    assert status == 0
+    level = read("out.vtu").points
+    x, y, _ = np.array(POINTS).T
+    c = np.sqrt(0.5)
+    for place in np.column_stack([x, c * y, 1 + c * y]):  # turned from +y+z to +z about +x
+        assert np.linalg.norm(level - place, axis=1).min() < 1e-14
+
+
+@pytest.mark.parametrize("command,reason", [
+    ([*LINE, "--through", "0", "0", "0", "--through", "0", "0", "-1"], "the line leaves towards the back of the faces"),
+    (["extrude", "normal", "v.vtu", "out.vtu", "--shifts", "down", "--layers", "1"],
+     "the nodes move to the back of the faces"),
+])  # fmt: skip
+def test_lines_and_shifts_towards_the_back_of_the_faces_warn(folder, capfd, command, reason):
+    write("v.vtu", Mesh(POINTS, SURFACE.blocks, {"down": np.tile([0.0, 0, -1], (5, 1))}))
+    status, out, _ = run(capfd, *command)
+    assert status == 0
+    assert f"1 of 1 wedges, 1 of 1 hexahedra; {reason}" in out.splitlines()[-1]
 
 
 # ---- flip ----
@@ -716,6 +829,8 @@ def test_draw_writes_a_picture_and_says_nothing(folder, capfd):
         (["extrude", "translate", "-h"], "--sizes 0.5 4 --even"),
         (["extrude", "rotate", "-h"], "--axis 0 0 1 --angle 90 --layers 24"),
         (["extrude", "spiral", "-h"], "--angle 1800 --shift 0 0 50"),
+        (["extrude", "normal", "-h"], "--thickness 0.08 --sizes 0.0005 0.014"),
+        (["extrude", "line", "-h"], "--line centre.txt --start 0 0 1"),
         (["flip", "--help"], "meldra3d flip inverted.vtu direct.vtu"),
         (["convert", "--help"], "meldra3d convert quadratic.vtu linear.vtu --to linear"),
         (["split", "--help"], "meldra3d split diagonals part.vtu cut.vtu"),
