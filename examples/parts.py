@@ -29,7 +29,7 @@ class Part(NamedTuple):
     view: Optional[Tuple[float, float]]  #: azimuth and elevation of the viewer, in degrees
     unit: str  #: of length
     volume: float
-    expected: float  #: the volume by a formula that has nothing to do with the mesh
+    expected: float  #: the volume by a formula that knows nothing of the solids
     formula: str
     seconds: float  #: for the sweep and the volume
 
@@ -93,9 +93,7 @@ def table(parts: Sequence[Part]) -> Table:
         "deviation": lambda part: f"{abs(part.volume / part.expected - 1):.1e}",
         "time": lambda part: f"{1e3 * part.seconds:.1f} ms",
     }
-    title = "Swept parts, and the time for the sweep and the volume"
-    names = (part.name for part in parts)
-    shown = Table("", *names, title=title, box=box.SIMPLE_HEAD, pad_edge=False, padding=(0, 2, 0, 0))
+    shown = Table("", *(part.name for part in parts), box=box.SIMPLE_HEAD, pad_edge=False, padding=(0, 2, 0, 0))
     for column in shown.columns[1:]:
         column.justify = "right"
     for name, show in rows.items():
@@ -111,6 +109,7 @@ def run(*makes: Callable[[], Part]) -> Tuple[pathlib.Path, List[Part]]:
     folder = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else "out")
     parts = [make() for make in makes]
     console = Console(highlight=False)
+    console.print("Swept parts, and the time for the sweep and the volume", style="bold")
     console.print(table(parts))
     for part in parts:
         console.print(f"{part.name}: {part.formula}")

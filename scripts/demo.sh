@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the library and its Python module in Release, makes a part with each kind of sweep, checks the volumes, and
-# leaves out/gallery.png, a sheet of all parts, and out/PART.vtu and out/PART.png of each.
+# leaves out/gallery.png, a sheet of all parts, and a .vtu and a .png of each.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
