@@ -1,13 +1,25 @@
 """Arrays on their way into the library and out of it."""
 
 import gc
+import os
 import threading
 
 import numpy as np
 import pytest
 
 import meldra3d
-from meldra3d import NO_NODE, _core, ancestors, extrude_translate, neighbors, volume
+from meldra3d import (
+    NO_NODE,
+    _core,
+    ancestors,
+    extrude_line,
+    extrude_normal,
+    extrude_rotate,
+    extrude_spiral,
+    extrude_translate,
+    neighbors,
+    volume,
+)
 from meldra3d.arrays import as_ids, as_points
 from meldra3d.elements import ElementType as K
 
@@ -42,6 +54,39 @@ def test_read_only_arrays_are_fine():
     points, faces = SQUARE.copy(), FACES.copy()
     points.flags.writeable = faces.flags.writeable = False
     assert len(extrude_translate(points, faces, (0, 0, 1), layers=2).solids) == 4
+
+
+LINE = np.array([0, 5, 6], dtype=np.uint32)
+METRICS = np.tile([1.0, 0, 1, 0, 0, 1], (3, 1))
+OTHER_SWEEPS = [
+    (extrude_rotate, (np.array([-1.0, 0, 0]), np.array([0.0, -1, 0])), {"layers": 2}),
+    (extrude_spiral, (np.array([-1.0, 0, 0]), np.array([0.0, -1, 0]), np.array([0.0, 0, 1])), {"sizes": (0.3, 0.2)}),
+    (extrude_normal, (1.0,), {"layers": 2}),
+    (extrude_normal, (), {"node_shifts": np.ones((7, 3)), "layers": 2}),
+    (extrude_normal, (), {"node_shifts": np.ones((7, 3)), "layers": 0}),
+    (extrude_line, (LINE, np.array([0.0, 1, 1])), {"sizes": np.array([1.0, 2, 3])}),
+    (extrude_line, (LINE, np.array([0.0, 1, 1])), {"metrics": METRICS}),
+]
+
+
+@pytest.mark.parametrize("call,path,how", OTHER_SWEEPS)
+@pytest.mark.parametrize("edges", [EDGES, EDGES[:0]])
+def test_inputs_of_the_other_sweeps_lie_in_memory_that_cannot_be_written_to(tmp_path, call, path, how, edges):
+    def locked(value):
+        if not isinstance(value, np.ndarray) or value.size == 0:
+            return value
+        file = tmp_path / str(len(os.listdir(tmp_path)))
+        file.write_bytes(value.tobytes())
+        return np.memmap(file, value.dtype, "r", shape=value.shape)
+
+    points = np.concatenate([SQUARE, [[0, 0, 1], [0, 1, 2]]])
+    beyond = np.array([[0, 1, 2, 3], [4, 1, 9, 12]], dtype=np.uint32)  # a sweep along a line would rename 9 and 12
+    given = {"solids": SOLIDS, "edges": edges, "sides": beyond, "cap": FACES, **how}
+    expected = call(points.copy(), FACES.copy(), *path, **{**given, "sides": beyond.copy()})
+    made = call(locked(points), locked(FACES), *map(locked, path), **{name: locked(v) for name, v in given.items()})
+    for array, same in zip(made, expected):
+        np.testing.assert_array_equal(array, same)
+        array[...] = 7  # of memory of its own
 
 
 @pytest.mark.parametrize("how", [{"layers": 3}, {"sizes": (0.1, 0.4)}, {"layers": 0}])
