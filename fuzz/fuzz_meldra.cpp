@@ -1,8 +1,9 @@
-// check_IDs, get_neighbors and get_ancestors on random connectivities, against plain versions of their rules.
+// check_IDs, get_neighbors, get_ancestors and simplify on random connectivities, against plain versions of their rules.
 
 #include "suits.h"
 
 #include <array>
+#include <optional>
 
 #include "frame/element_tables.h"
 
@@ -131,6 +132,89 @@ void fuzz_ancestors(arguments& args, const dense2D<unsigned>& connect) {
     require(std::equal(expected.begin(), expected.end(), ancestors.begin()), "the first element of each node");
 }
 
+/// The map from old to new IDs; none when an ID names no node.
+std::optional<std::vector<unsigned>> numbers_after_removal(const std::vector<snapshot<unsigned>>& connects,
+                                                           std::size_t nodes, unsigned n0) {
+    std::vector<unsigned> map(nodes, no_node);
+    for (const snapshot<unsigned>& connect : connects)
+        for (const unsigned id : connect.entries) {
+            if (id != no_node && id >= nodes)
+                return std::nullopt;
+            if (id != no_node)
+                map[id] = 0;
+        }
+    unsigned next = 0;
+    for (std::size_t id = 0; id < nodes; ++id)
+        if (id < n0 || map[id] != no_node)
+            map[id] = next++;
+    return map;
+}
+
+void check_simplified(const snapshot<double>& pos_before, const std::vector<snapshot<unsigned>>& before,
+                      const std::vector<unsigned>& map, const dense2D<double>& pos,
+                      const std::vector<dense2D<unsigned>>& connects, const dense1D<unsigned, 8>& new_ids) {
+    require(std::equal(map.begin(), map.end(), new_ids.begin(), new_ids.end()), "the map of the IDs");
+    std::size_t kept = 0;
+    for (std::size_t id = 0; id < map.size(); ++id)
+        if (map[id] != no_node) {
+            require(map[id] < pos.cols(), "room for the nodes that are kept");
+            require(pos_before.empty() ||
+                        std::memcmp(pos.col(map[id]), pos_before.col(id), pos_before.rows * sizeof(double)) == 0,
+                    "the coordinates of a node");
+            ++kept;
+        }
+    require(pos.cols() == kept && pos.rows() == pos_before.rows, "one column for each node that is kept");
+    for (std::size_t k = 0; k < connects.size(); ++k) {
+        const snapshot<unsigned> now(connects[k]);
+        require(now.rows == before[k].rows && now.cols == before[k].cols, "dimensions of the matrices");
+        for (std::size_t e = 0; e < now.entries.size(); ++e) {
+            const unsigned old = before[k].entries[e];
+            require(now.entries[e] == (old == no_node ? no_node : map[old]), "the numbers of the nodes");
+        }
+    }
+}
+
+void fuzz_simplify(arguments& args, const dense2D<unsigned>& witness) {
+    dense2D<double> pos = args.coordinates();
+    const unsigned nodes = unsigned(pos.cols());
+    const unsigned n0 = args.rarely(8) ? args.integer() : args.below(nodes + 1);
+    std::vector<dense2D<unsigned>> connects;
+    connects.reserve(4);
+    std::vector<dense2D<unsigned>*> earlier;
+    for (unsigned k = args.below(5); k > 0 && connects.size() < 4; --k) {
+        connects.push_back(args.connectivity(args.below(9), {3, 4, 8}, nodes, earlier));
+        earlier.push_back(&connects.back());
+    }
+    if (args.rarely(8) && !connects.empty())
+        connects.back() = witness; // of another mesh
+    dense1D<unsigned, 8> new_ids(2, 7u);
+    if (args.rarely(4) && !connects.empty())
+        new_ids = connects.front().as_vector();
+    dense2D<double> pos_witness;
+    if (args.flag())
+        pos_witness = pos;
+    const snapshot<double> pos_before(pos), pos_seen(pos_witness);
+    const snapshot<unsigned> seen(witness);
+    std::vector<snapshot<unsigned>> before;
+    for (const dense2D<unsigned>& connect : connects)
+        before.emplace_back(connect);
+    const auto map = numbers_after_removal(before, nodes, n0);
+    const std::vector<unsigned> ids_before(new_ids.begin(), new_ids.end());
+
+    const int status = quorl::meldra::simplify(pos, connects.data(), connects.data() + connects.size(), new_ids, n0);
+
+    require(pos_seen.same(pos_witness) && seen.same(witness), "other views unchanged");
+    require(status == (map ? 0 : -2), "the status of simplify");
+    if (map) {
+        check_simplified(pos_before, before, *map, pos, connects, new_ids);
+        return;
+    }
+    require(pos_before.same(pos) && std::equal(ids_before.begin(), ids_before.end(), new_ids.begin(), new_ids.end()),
+            "nothing changed when refused");
+    for (std::size_t k = 0; k < connects.size(); ++k)
+        require(before[k].same(connects[k]), "no matrix changed when refused");
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
@@ -151,6 +235,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 
     fuzz_neighbors(args, connect, type);
     fuzz_ancestors(args, connect);
+    fuzz_simplify(args, connect);
     require(args.callers_memory_kept(), "the caller's memory unchanged");
     return 0;
 }
