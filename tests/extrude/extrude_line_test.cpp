@@ -455,6 +455,41 @@ TEST(ExtrudeLine, OneMatrixMayStandForAllThatIsNotWanted) {
     EXPECT_EQ(entries(again), entries(pos));
 }
 
+TEST(ExtrudeLine, EveryNodeOfALargeSectionFollowsTheOneBelow) {
+    // More nodes than are placed at a time, with numbers far apart, and a line in the middle of them.
+    const unsigned faces = 3000;
+    const unsigned entry_nodes = 3 * faces + 4;
+    dense2D<double> pos(3, entry_nodes);
+    dense2D<unsigned> surface(3, faces), solids;
+    for (unsigned j = 0; j < entry_nodes; ++j)
+        for (unsigned i = 0; i < 3; ++i)
+            pos(i, j) = std::sin(3 * j + i);
+    const unsigned start = 4000;
+    for (unsigned e = 0; e < faces; ++e)
+        for (unsigned c = 0; c < 3; ++c) { // all but the nodes of the line
+            const unsigned id = (7919 * (3 * e + c)) % (3 * faces);
+            surface(c, e) = id < start ? id : id + 4;
+        }
+    const double places[4][3] = {{0, 0, 0}, {0, 0, 2}, {0, 3, 5}, {0, 3, 9}};
+    for (unsigned k = 0; k < 4; ++k)
+        std::copy_n(places[k], 3, pos.col(start + k));
+    const auto before = pos;
+    ASSERT_EQ(extrude_line(pos, surface, line_ids{start, start + 1, start + 2, start + 3}, {0, 0, 1},
+                           size_list{1, 2, 2, 3}, solids),
+              0);
+    ASSERT_EQ(pos.cols(), entry_nodes + 9 * faces);
+    const double scale[] = {1, 2, 2, 3}, angle[] = {0, 0, -pi / 4, 0}; // about x
+    for (unsigned e = 0; e < faces; ++e)
+        for (unsigned c = 0; c < 3; ++c)
+            for (unsigned k = 1; k <= 3; ++k) {
+                auto expected = turned(before, surface(c, e), {0, 0, 0}, {angle[k], 0, 0}, 1);
+                for (unsigned i = 0; i < 3; ++i)
+                    expected[i] = places[k][i] + scale[k] * expected[i];
+                ASSERT_EQ(solids(c + 3, 3 * e + k - 1), entry_nodes + (k - 1) * 3 * faces + 3 * e + c);
+                expect_near(pos, solids(c + 3, 3 * e + k - 1), expected, 1e-14);
+            }
+}
+
 TEST(ExtrudeLine, ShortFormsGiveWhatTheFullOnesGive) {
     const auto metrics = metric_columns({{}, axes(2, 3, 4), axes(1, 1, 1)});
     const size_list sizes{1, 2, 3};
