@@ -1,5 +1,6 @@
-// Nodes near points: the detector of the library beside the tree of nanoflann. Both are timed in turn in one run, so
-// that what else the machine does falls on both; the ratio is that of the sums.
+// Nodes near points: the detector of the library beside the tree of nanoflann. Elements that hold points: the search
+// beside a bare walk from the nearest node of that tree. Both are timed in turn in one run, so that what else the
+// machine does falls on both; the ratio is that of the sums.
 
 #include <benchmark/benchmark.h>
 
@@ -13,6 +14,9 @@
 #include <vector>
 
 #include <nanoflann.hpp>
+#ifdef MELDRA3D_HAS_TETGEN
+#include <tetgen.h>
+#endif
 
 #include "bench_meshes.h"
 
@@ -121,7 +125,7 @@ void compare(benchmark::State& state, std::size_t items, Ours ours, Theirs their
         state.SetIterationTime(ours_now);
     }
     state.SetItemsProcessed(state.iterations() * std::int64_t(items));
-    state.counters["nanoflann_over_ours"] = theirs_total / ours_total;
+    state.counters["theirs_over_ours"] = theirs_total / ours_total;
 }
 
 void BM_build(benchmark::State& state, nodes kind) {
@@ -183,6 +187,104 @@ void BM_find_close(benchmark::State& state, bool in_order) {
     benchmark::DoNotOptimize(sum);
 }
 
+#ifdef MELDRA3D_HAS_TETGEN
+
+struct delaunay_mesh {
+    mesh m;
+    dense2D<unsigned> neighbors;
+    dense1D<unsigned> ancestors;
+    node_detector detector;
+};
+
+/// The Delaunay tetrahedra of random nodes in the unit cube, direct, in shuffled order, with what a search needs.
+delaunay_mesh delaunay(std::size_t n) {
+    delaunay_mesh d;
+    const mesh cloud = cloud_of(n, nodes::random);
+    tetgenio in, out;
+    in.numberofpoints = int(n);
+    in.pointlist = new double[3 * n]; // which tetgenio deletes
+    std::copy_n(cloud.pos.data(), 3 * n, in.pointlist);
+    char options[] = "Q";
+    tetrahedralize(options, &in, &out);
+    d.m.pos = cloud.pos;
+    d.m.connect.resize(4, std::size_t(out.numberoftetrahedra));
+    for (std::size_t e = 0; e < d.m.connect.cols(); ++e) {
+        unsigned* const column = d.m.connect.col(e);
+        std::copy_n(out.tetrahedronlist + 4 * e, 4, column);
+        double volume = 0;
+        meldra3d::volume(d.m.pos, d.m.connect.sub(0, e, 4, 1), volume);
+        if (volume < 0)
+            std::swap(column[0], column[1]);
+    }
+    bench::shuffle(d.m);
+    if (meldra::get_neighbors(d.m.connect, ET_TH4, true, d.neighbors) != 0 ||
+        meldra::get_ancestors(d.m.connect, d.ancestors) != 0 || d.detector.reinit(d.m.pos, d.m.connect) != 0)
+        d.m.connect.clear();
+    return d;
+}
+
+/// Six times the volume between a face of a tetrahedron and a point.
+double side(const dense2D<double>& pos, const unsigned* nodes, unsigned face, const place& p) {
+    constexpr unsigned corners[4][3] = {{1, 2, 3}, {2, 0, 3}, {0, 1, 3}, {2, 1, 0}};
+    const double *a = pos.col(nodes[corners[face][0]]), *b = pos.col(nodes[corners[face][1]]),
+                 *c = pos.col(nodes[corners[face][2]]);
+    const double u[3] = {a[0] - c[0], a[1] - c[1], a[2] - c[2]}, v[3] = {b[0] - c[0], b[1] - c[1], b[2] - c[2]};
+    return (u[1] * v[2] - u[2] * v[1]) * (p[0] - c[0]) + (u[2] * v[0] - u[0] * v[2]) * (p[1] - c[1]) +
+           (u[0] * v[1] - u[1] * v[0]) * (p[2] - c[2]);
+}
+
+/// Through the first face that the point is beyond, until there is none.
+unsigned bare_walk(const delaunay_mesh& d, unsigned element, const place& p) {
+    while (element != no_node) {
+        const unsigned* const nodes = d.m.connect.col(element);
+        unsigned face = 0;
+        while (face < 4 && side(d.m.pos, nodes, face, p) >= 0)
+            ++face;
+        if (face == 4)
+            return element;
+        element = d.neighbors(face, element);
+    }
+    return no_node;
+}
+
+/// One million points at random; the bare walk gets them along a Morton curve, which is not counted.
+void BM_get_elements_containing_points(benchmark::State& state) {
+    const delaunay_mesh d = delaunay(std::size_t(state.range(0)));
+    const auto sorted = points_in(d.m, 1000000, true);
+    std::vector<std::size_t> place_of(sorted.size());
+    std::iota(place_of.begin(), place_of.end(), std::size_t(0));
+    std::shuffle(place_of.begin(), place_of.end(), std::mt19937(3));
+    dense2D<double> points(3, sorted.size());
+    for (std::size_t k = 0; k < sorted.size(); ++k)
+        std::copy_n(sorted[k].values, 3, points.col(place_of[k]));
+    const node_cloud cloud{d.m.pos};
+    const auto tree = tree_of(cloud);
+
+    dense1D<unsigned> elements;
+    dense2D<double> local;
+    std::vector<unsigned> theirs(sorted.size());
+    int status = 0;
+    compare(
+        state, sorted.size(),
+        [&] {
+            status = meldra3d::get_elements_containing_points(d.m.pos, d.m.connect, d.neighbors, d.ancestors,
+                                                              d.detector, ET_TH4, points, elements, local, 1e-6);
+        },
+        [&] {
+            for (std::size_t k = 0; k < sorted.size(); ++k)
+                theirs[k] = bare_walk(d, d.ancestors[closest(*tree, sorted[k])], sorted[k]);
+        });
+    std::size_t differ = 0; // points on faces, points outside
+    for (std::size_t k = 0; k < sorted.size(); ++k)
+        differ += theirs[k] != elements[place_of[k]];
+    state.counters["elements"] = double(d.m.connect.cols());
+    state.counters["differ"] = double(differ);
+    if (status < 0 || d.m.connect.empty() || differ > sorted.size() / 100)
+        state.SkipWithError("not found");
+}
+
+#endif
+
 } // namespace
 
 constexpr bool in_order = true;
@@ -197,3 +299,6 @@ TIMED(BM_find_closest, clustered / in_order, nodes::clustered, in_order);
 TIMED(BM_find_closest, grid / in_order, nodes::grid, in_order);
 TIMED(BM_find_close, in_order, in_order);
 TIMED(BM_find_close, at_random, at_random);
+#ifdef MELDRA3D_HAS_TETGEN
+BENCHMARK(BM_get_elements_containing_points)->Arg(155000)->Unit(benchmark::kMillisecond)->UseManualTime();
+#endif

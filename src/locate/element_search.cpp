@@ -12,31 +12,34 @@ unsigned element_search::element_of(unsigned node) const {
 
 int element_search::find(const point<double>& p, double tolerance, bool fall_back, unsigned& element) {
     if (element == no_node)
-        element = element_of(detector_.find_close({p.x, p.y, p.z}));
+        element = element_near(p);
     if (element == no_node)
         return walk_left;
-    std::size_t steps = 0;
-    const int status = walk_to_element(mesh_, p, tolerance, element, steps);
-    return status == walk_left && fall_back ? find_around_closest(p, tolerance, element) : status;
+    walk first(p, tolerance, element);
+    finish(first, mesh_);
+    element = first.element();
+    return first.status() == walk_left && fall_back ? find_around_closest(p, tolerance, element) : first.status();
 }
 
 int element_search::find_around_closest(const point<double>& p, double tolerance, unsigned& element) {
+    element = no_node;
     // The ball is gathered as far as the walks need it, which changes neither their order nor what they find.
     const unsigned node = detector_.find_closest({p.x, p.y, p.z});
     if (!ball_.begin(mesh_, node, element_of(node)))
         return search_out_of_memory;
-    unsigned start = no_node;
     for (;;) {
+        unsigned start = no_node;
         const node_ball::outcome got = ball_.next(mesh_, start);
         if (got == node_ball::outcome::out_of_memory)
             return search_out_of_memory;
         if (got != node_ball::outcome::element)
             return walk_left;
-        std::size_t steps = 0;
-        element = start;
-        const int status = walk_to_element(mesh_, p, tolerance, element, steps);
-        if (status != walk_left)
-            return status;
+        walk again(p, tolerance, start);
+        finish(again, mesh_);
+        if (again.status() != walk_left) {
+            element = again.element();
+            return again.status();
+        }
     }
 }
 

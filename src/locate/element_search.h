@@ -8,6 +8,7 @@
 #include <numcore/numcore.h>
 
 #include "frame/morton_order.h"
+#include "frame/quickest.h"
 #include "locate/node_ball.h"
 #include "locate/tetra_kernels.h"
 #include "locate/tetra_mesh.h"
@@ -33,14 +34,19 @@ public:
     /// `element` is `no_node` unless the status is 1.
     int find(const point<double>& p, double tolerance, bool fall_back, unsigned& element);
 
+    /// The two parts of it: the element of a close node, and the walks from around the closest node.
+    unsigned element_near(const point<double>& p) const { return element_of(detector_.find_close({p.x, p.y, p.z})); }
+    int find_around_closest(const point<double>& p, double tolerance, unsigned& element);
+
+    const tetra_mesh& mesh() const { return mesh_; }
+
     /// The local coordinates of a point in an element that has been found.
     vector_fixed<double, 3> local_coordinates(unsigned element, const point<double>& p) const {
-        return tetra_local_coordinates(tetrahedron_of(mesh_.pos, mesh_.pos_ld, mesh_.nodes_of(element)), p);
+        return tetra_local_coordinates(mesh_.element(element), p);
     }
 
 private:
     unsigned element_of(unsigned node) const;
-    int find_around_closest(const point<double>& p, double tolerance, unsigned& element);
 
     tetra_mesh mesh_;
     const dense1D<unsigned int, 8>& ancestors_;
@@ -56,31 +62,127 @@ inline constexpr std::size_t points_in_block = std::size_t(1) << 22;
 bool order_points(const double* points, std::size_t ld, std::size_t count, dense1D<morton_key, 8>& keys,
                   dense1D<morton_key, 8>& work);
 
-/// Finds the elements of many points, with all walks that it takes: visit(k, element) for each point k (a column) that
-/// has been found. Points that are near each other come one after another, since their walks meet the same elements.
-/// Returns 0 when all have been found, else the status of the last column that has not, or -199 when memory ran out.
-template <class Visit>
-int find_all(element_search& search, const dense2D<double>& points, double tolerance, Visit visit) {
+/// A block of points on their walks. Some walk at the same time, a step each in turn, so that while one waits for its
+/// next element to come from memory the others compute.
+template <class Results>
+class block_search {
+public:
+    /// `keys` are `count` keys that number the points, which are the columns from `first` on.
+    block_search(element_search& search, const dense2D<double>& points, std::size_t first, const morton_key* keys,
+                 std::size_t count, double tolerance, Results& results)
+        : search_(search), points_(points), first_(first), keys_(keys), count_(count), tolerance_(tolerance),
+          results_(results) {}
+
+    /// Returns the status of the last column that has not been found, 0 when there is none, or -199 when memory ran
+    /// out.
+    int run() {
+        return quickest([&]() __attribute__((always_inline)) {
+            std::size_t walking = 0;
+            while (walking < at_once && begin(walkers_[walking]))
+                ++walking;
+            while (walking != 0)
+                for (std::size_t k = 0; k < walking; ++k) {
+                    walker& one = walkers_[k];
+                    if (one.on.step(search_.mesh())) {
+                        search_.mesh().prefetch(one.on.next_element());
+                        continue;
+                    }
+                    if (!end(one))
+                        return search_out_of_memory;
+                    if (!begin(one)) {
+                        one = walkers_[--walking];
+                        --k; // which may wrap: ++k comes next
+                    }
+                }
+            return status_;
+        });
+    }
+
+    bool missed() const { return missed_ != 0; }
+
+private:
+    static constexpr std::size_t at_once = 8;
+    static constexpr std::size_t ahead = 16; // points are asked for so many before their walks begin
+
+    struct walker {
+        walk on;
+        std::uint32_t point;
+    };
+
+    /// Sends the next point on its way that has a way to go. False when there are no more.
+    bool begin(walker& one) {
+        while (next_ < count_) {
+            if (next_ + ahead < count_) {
+                const std::size_t coming = first_ + number_of(keys_[next_ + ahead]);
+                __builtin_prefetch(points_.col(coming));
+                results_.expect(coming);
+            }
+            const std::uint32_t j = number_of(keys_[next_++]);
+            const point<double> p = point_at(points_.col(first_ + j));
+            const unsigned element = search_.element_near(p);
+            if (element == no_node) {
+                miss(j, walk_left);
+                continue;
+            }
+            search_.mesh().prefetch(element);
+            one = {walk(p, tolerance_, element), j};
+            return true;
+        }
+        return false;
+    }
+
+    /// Takes the result of a walk. False when memory ran out.
+    bool end(const walker& one) {
+        int status = one.on.status();
+        unsigned element = one.on.element();
+        if (status == walk_left)
+            status = search_.find_around_closest(one.on.target(), tolerance_, element);
+        if (status == walk_found)
+            results_.found(first_ + one.point, element);
+        else
+            miss(one.point, status);
+        return status != search_out_of_memory;
+    }
+
+    void miss(std::uint32_t j, int status) {
+        if (j < missed_)
+            return;
+        missed_ = j + 1;
+        status_ = status;
+    }
+
+    element_search& search_;
+    const dense2D<double>& points_;
+    std::size_t first_;
+    const morton_key* keys_;
+    std::size_t count_;
+    double tolerance_;
+    Results& results_;
+    std::size_t next_ = 0;
+    std::uint32_t missed_ = 0; // one more than the last column that has not been found
+    int status_ = 0;
+    walker walkers_[at_once];
+};
+
+/// Finds the elements of many points: results.found(k, element) for each point k (a column) that is found with all
+/// walks that it takes, in any order, and results.expect(k) some time before, to ask for the memory. Points that are
+/// near each other come one after another, since their walks meet the same elements. Returns 0 when all have been
+/// found, else the status of the last column that has not, or -199 when memory ran out.
+template <class Results>
+int find_all(element_search& search, const dense2D<double>& points, double tolerance, Results& results,
+             std::size_t block_size = points_in_block) {
     dense1D<morton_key, 8> keys, work;
     int status = 0;
-    for (std::size_t first = 0; first < points.cols(); first += points_in_block) {
-        const std::size_t count = std::min(points_in_block, points.cols() - first);
+    for (std::size_t first = 0; first < points.cols(); first += block_size) {
+        const std::size_t count = std::min(block_size, points.cols() - first);
         if (!order_points(points.col(first), points.ld(), count, keys, work))
             return search_out_of_memory;
-        std::size_t missed = 0; // one more than the last that has not been found
-        for (std::size_t k = 0; k < count; ++k) {
-            const std::uint32_t j = number_of(keys[k]);
-            unsigned element = no_node;
-            const int found = search.find(point_at(points.col(first + j)), tolerance, true, element);
-            if (found == search_out_of_memory)
-                return found;
-            if (found == walk_found) {
-                visit(first + j, element);
-            } else if (j >= missed) {
-                missed = j + 1;
-                status = found;
-            }
-        }
+        block_search<Results> block(search, points, first, keys.data(), count, tolerance, results);
+        const int of_block = block.run();
+        if (of_block == search_out_of_memory)
+            return of_block;
+        if (block.missed())
+            status = of_block;
     }
     return status;
 }

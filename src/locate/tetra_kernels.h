@@ -1,12 +1,14 @@
 #pragma once
 
-#include <algorithm>
-#include <cmath>
+#include <bit>
+#include <cstddef>
 #include <limits>
+#include <type_traits>
 
 #include <numcore/fixed.h>
 
 #include "frame/element_tables.h"
+#include "frame/lanes.h"
 #include "frame/small_solves.h"
 #include "measure/element_volumes.h"
 
@@ -19,63 +21,95 @@ struct tetrahedron {
     point<double> corner[4];
 };
 
-inline point<double> point_at(const double* x) {
+[[gnu::always_inline]] inline point<double> point_at(const double* x) {
     return {x[0], x[1], x[2]};
 }
 
 /// The tetrahedron of four node IDs. `pos` is the address of node 0, `ld` the distance of two nodes.
-inline tetrahedron tetrahedron_of(const double* pos, std::size_t ld, const unsigned* nodes) {
+[[gnu::always_inline]] inline tetrahedron tetrahedron_of(const double* pos, std::size_t ld, const unsigned* nodes) {
     return {{point_at(pos + nodes[0] * ld), point_at(pos + nodes[1] * ld), point_at(pos + nodes[2] * ld),
              point_at(pos + nodes[3] * ld)}};
 }
 
-inline double squared_length(const point<double>& a) {
-    return dot(a, a);
+template <class Real>
+[[gnu::always_inline]] inline point<Real> choose(const auto& first, const point<Real>& a, const point<Real>& b) {
+    return {choose(first, a.x, b.x), choose(first, a.y, b.y), choose(first, a.z, b.z)};
+}
+
+template <class Real>
+[[gnu::always_inline]] inline Real less_of(const Real& a, const Real& b) {
+    return choose(b < a, b, a);
 }
 
 /// Six times the volume of the tetrahedron between face (a, b, c) and p, positive when p lies on the inner side of that
 /// face of a direct tetrahedron: its six-fold volume times the barycentric coordinate of p for the opposite node.
 /// The products keep to short vectors, so that little is lost to cancellation: the normal is taken from the two shorter
 /// edges where the corner c allows it, and p is measured from the corner nearest to it.
-inline double face_side_measure(const point<double>& a, const point<double>& b, const point<double>& c,
-                                const point<double>& p) {
-    const point<double> ac = a - c, bc = b - c, ba = b - a;
-    const double ac2 = squared_length(ac), bc2 = squared_length(bc), ba2 = squared_length(ba);
-    const point<double> normal = cross(ac, ba2 > std::min(ac2, bc2) ? bc : ba);
-    const double pa2 = squared_length(p - a), pb2 = squared_length(p - b), pc2 = squared_length(p - c);
-    const bool b_or_c = pa2 > std::min(pb2, pc2);
-    const point<double>& nearest = !b_or_c ? a : pb2 > std::min(pc2, pa2) ? c : b;
-    return dot(normal, p - nearest);
+/// Real is double, or a vector of doubles for as many faces.
+template <class Real>
+[[gnu::always_inline]] inline Real face_side_measure(const point<Real>& a, const point<Real>& b, const point<Real>& c,
+                                                     const point<Real>& p) {
+    const auto square = [](const point<Real>& d) __attribute__((always_inline)) {
+        return dot(d, d);
+    };
+    const point<Real> ac = a - c, bc = b - c, ba = b - a;
+    const Real ac2 = square(ac), bc2 = square(bc), ba2 = square(ba);
+    const point<Real> normal = cross(ac, choose(ba2 > less_of(ac2, bc2), bc, ba));
+    const point<Real> pa = p - a, pb = p - b, pc = p - c;
+    const Real pa2 = square(pa), pb2 = square(pb), pc2 = square(pc);
+    const point<Real> from_b_or_c = choose(pb2 > less_of(pc2, pa2), pc, pb);
+    return dot(normal, choose(pa2 > less_of(pb2, pc2), from_b_or_c, pa));
 }
 
-inline double face_side_measure(const tetrahedron& t, unsigned face, const point<double>& p) {
-    const auto& cycle = tetrahedron_record.face[face].node;
-    return face_side_measure(t.corner[cycle[0]], t.corner[cycle[1]], t.corner[cycle[2]], p);
+/// The measures of the four faces.
+[[gnu::always_inline]] inline four_doubles face_side_measures(const tetrahedron& t, const point<double>& p) {
+    const auto& q = t.corner;
+    const four_doubles x{q[0].x, q[1].x, q[2].x, q[3].x};
+    const four_doubles y{q[0].y, q[1].y, q[2].y, q[3].y};
+    const four_doubles z{q[0].z, q[1].z, q[2].z, q[3].z};
+    constexpr auto& face = tetrahedron_record.face;
+    const auto vertex = [&]<std::size_t K>(std::integral_constant<std::size_t, K>) __attribute__((always_inline)) {
+        const auto pick = [](const four_doubles& of) __attribute__((always_inline)) {
+            return __builtin_shufflevector(of, of, face[0].node[K], face[1].node[K], face[2].node[K], face[3].node[K]);
+        };
+        return point<four_doubles>{pick(x), pick(y), pick(z)};
+    };
+    return face_side_measure(
+        vertex(std::integral_constant<std::size_t, 0>()), vertex(std::integral_constant<std::size_t, 1>()),
+        vertex(std::integral_constant<std::size_t, 2>()), point<four_doubles>{all(p.x), all(p.y), all(p.z)});
+}
+
+/// What a tetrahedron is to a point.
+struct tetra_sides {
+    bool degenerate; // its volume is not positive or not finite
+    unsigned beyond; // bit k: the point lies beyond face k
+};
+
+/// p lies beyond a face when its barycentric coordinate for the opposite node is below -tolerance, or not a number.
+[[gnu::always_inline]] inline tetra_sides sides_of(const tetrahedron& t, const point<double>& p, double tolerance) {
+    const double measure = six_volume(t.corner);
+    const bool degenerate = !(measure > 0) || measure > std::numeric_limits<double>::max();
+    return {degenerate, ~bits(face_side_measures(t, p) >= all(-(measure * tolerance))) & 15};
 }
 
 inline constexpr int point_inside = -1;
 inline constexpr int degenerate_element = -2;
 
-/// Finds a face of the tetrahedron beyond which p lies: the first in the cyclic order that begins behind `start_face`
-/// and ends with it (all of 0 to 3). Returns its number, `point_inside` when p lies beyond none, or
-/// `degenerate_element` when the volume is not positive or not finite.
-/// p is beyond a face when its barycentric coordinate for the opposite node is below -tolerance, or not a number.
-inline int tetra_exit_face(const tetrahedron& t, const point<double>& p, double tolerance, unsigned start_face) {
-    const double measure = six_volume(t.corner);
-    if (!(measure > 0) || measure > std::numeric_limits<double>::max())
+/// The face by which a walk leaves: of those that the point lies beyond the first in the cyclic order that begins
+/// behind `start_face` and ends with it (all of 0 to 3). Returns its number, `point_inside` or `degenerate_element`.
+[[gnu::always_inline]] inline int tetra_exit_face(const tetra_sides& sides, unsigned start_face) {
+    if (sides.degenerate)
         return degenerate_element;
-    const double threshold = -(measure * tolerance);
-    for (unsigned k = 1; k <= 4; ++k) {
-        const unsigned face = (start_face + k) % 4;
-        if (!(face_side_measure(t, face, p) >= threshold))
-            return static_cast<int>(face);
-    }
-    return point_inside;
+    if (sides.beyond == 0)
+        return point_inside;
+    const unsigned in_order = (sides.beyond | sides.beyond << 4) >> (start_face + 1);
+    return static_cast<int>((start_face + 1 + unsigned(std::countr_zero(in_order))) % 4);
 }
 
 /// The barycentric coordinates of p for the nodes 0, 1 and 2; that of node 3 is what they lack to 1.
 /// All are 0 in a flat tetrahedron, and in one so small that its determinant is.
-inline vector_fixed<double, 3> tetra_local_coordinates(const tetrahedron& t, const point<double>& p) {
+[[gnu::always_inline]] inline vector_fixed<double, 3> tetra_local_coordinates(const tetrahedron& t,
+                                                                              const point<double>& p) {
     const point<double> a = t.corner[0] - t.corner[3], b = t.corner[1] - t.corner[3], c = t.corner[2] - t.corner[3];
     const point<double> q = p - t.corner[3];
     const double matrix[9] = {a.x, a.y, a.z, b.x, b.y, b.z, c.x, c.y, c.z};

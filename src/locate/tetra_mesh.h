@@ -6,6 +6,8 @@
 #include <meldra/element_type.h>
 #include <numcore/numcore.h>
 
+#include "locate/tetra_kernels.h"
+
 namespace quorl::meldra3d::detail {
 
 /// Views of a mesh of linear tetrahedra and the elements across their faces. The IDs in them may be anything: a node
@@ -27,14 +29,25 @@ struct tetra_mesh {
           connect(connectivity.data()), connect_ld(connectivity.ld()), neighbors(adjacency.data()),
           neighbors_ld(adjacency.ld()), elements(std::min<std::size_t>(connectivity.cols(), no_node)) {}
 
-    const unsigned* nodes_of(unsigned element) const { return connect + element * connect_ld; }
+    [[gnu::always_inline]] const unsigned* nodes_of(unsigned element) const { return connect + element * connect_ld; }
 
-    bool has_nodes(unsigned element) const {
+    /// An element that has its nodes.
+    [[gnu::always_inline]] tetrahedron element(unsigned number) const {
+        return tetrahedron_of(pos, pos_ld, nodes_of(number));
+    }
+
+    /// Asks for what a step through an element reads first.
+    [[gnu::always_inline]] void prefetch(unsigned number) const {
+        __builtin_prefetch(connect + number * connect_ld);
+        __builtin_prefetch(neighbors + number * neighbors_ld);
+    }
+
+    [[gnu::always_inline]] bool has_nodes(unsigned element) const {
         const unsigned* const n = nodes_of(element);
         return std::max(std::max(n[0], n[1]), std::max(n[2], n[3])) < nodes;
     }
 
-    unsigned neighbor(unsigned face, unsigned element) const {
+    [[gnu::always_inline]] unsigned neighbor(unsigned face, unsigned element) const {
         const unsigned across = neighbors[face + element * neighbors_ld];
         return across < elements ? across : no_node;
     }

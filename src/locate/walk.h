@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "frame/quickest.h"
 #include "locate/tetra_kernels.h"
 #include "locate/tetra_mesh.h"
 
@@ -13,7 +14,7 @@ namespace quorl::meldra3d::detail {
 /// Draws the face behind which the order of trial begins: two bits at a time of the states of a 32-bit FNV-1a hash.
 class face_chooser {
 public:
-    unsigned draw() {
+    [[gnu::always_inline]] unsigned draw() {
         if (draws_left_ == 0) {
             state_ = (state_ ^ 0x811C9DC5u) * 16777619u;
             bits_ = state_;
@@ -38,41 +39,71 @@ enum walk_status : int {
     walk_at_limit = -2    // the last step allowed was one of these two
 };
 
-/// Walks from an element towards a point. Steps are counted in `steps`, and as many are allowed as there are elements.
-/// On success `element` holds the point within the tolerance (see tetra_exit_face); else it becomes `no_node`.
-/// A walk that is given up because the steps are used up counts one more and has left.
-inline int walk_to_element(const tetra_mesh& mesh, const point<double>& p, double tolerance, unsigned& element,
-                           std::size_t& steps) {
-    face_chooser chooser;
-    int status = walk_left;
-    unsigned at = element;
-    element = no_node;
-    steps = 0;
-    while (at < mesh.elements && steps++ < mesh.elements) {
-        const unsigned first = chooser.draw();
-        if (!mesh.has_nodes(at)) {
-            status = walk_degenerate;
-            break;
-        }
-        const tetrahedron t = tetrahedron_of(mesh.pos, mesh.pos_ld, mesh.nodes_of(at));
-        int face = tetra_exit_face(t, p, tolerance, first);
+/// A walk from an element towards a point, step by step. As many steps are allowed as there are elements.
+class walk {
+public:
+    walk() = default;
+    walk(const point<double>& p, double tolerance, unsigned element)
+        : p_(p), tolerance_(tolerance), element_(element) {}
+
+    const point<double>& target() const { return p_; }
+
+    /// Once the walk has ended: its status, and the element that holds the point within the tolerance (see sides_of) if
+    /// there is one, else `no_node`.
+    int status() const { return status_; }
+    unsigned element() const { return element_; }
+    /// Steps taken; one more when the walk was given up because they were used up.
+    std::size_t steps() const { return steps_; }
+
+    /// The element of the next step.
+    unsigned next_element() const { return element_; }
+
+    /// Makes one step. False when the walk has ended.
+    [[gnu::always_inline]] bool step(const tetra_mesh& mesh) {
+        if (element_ >= mesh.elements || steps_++ >= mesh.elements)
+            return end(mesh, walk_left);
+        const unsigned first = chooser_.draw();
+        if (!mesh.has_nodes(element_))
+            return end(mesh, walk_degenerate);
+        const tetra_sides sides = sides_of(mesh.element(element_), p_, tolerance_);
+        const int face = tetra_exit_face(sides, first);
         if (face == point_inside) {
-            element = at;
-            return walk_found;
+            status_ = walk_found;
+            return false;
         }
-        if (face == degenerate_element) {
-            status = walk_degenerate;
-            break;
-        }
-        unsigned next = mesh.neighbor(unsigned(face), at);
+        if (face == degenerate_element)
+            return end(mesh, walk_degenerate);
+        unsigned next = mesh.neighbor(unsigned(face), element_);
         // At the boundary the point may still be beyond another face, which another order of trial finds.
-        for (unsigned k = 1; k <= 3 && next == no_node; ++k) {
-            face = tetra_exit_face(t, p, tolerance, (first + k) % 4);
-            next = mesh.neighbor(unsigned(face), at);
-        }
-        at = next;
+        for (unsigned k = 1; k <= 3 && next == no_node; ++k)
+            next = mesh.neighbor(unsigned(tetra_exit_face(sides, (first + k) % 4)), element_);
+        element_ = next;
+        return next != no_node || end(mesh, walk_left);
     }
-    return steps == mesh.elements ? int(walk_at_limit) : status;
+
+private:
+    bool end(const tetra_mesh& mesh, int status) {
+        status_ = steps_ == mesh.elements ? int(walk_at_limit) : status;
+        element_ = no_node;
+        return false;
+    }
+
+    point<double> p_{};
+    double tolerance_ = 0;
+    std::size_t steps_ = 0;
+    unsigned element_ = no_node;
+    int status_ = walk_left;
+    face_chooser chooser_;
+};
+
+/// Walks to the end.
+inline void finish(walk& w, const tetra_mesh& mesh) {
+    quickest([&]() __attribute__((always_inline)) {
+        walk copy = w;
+        while (copy.step(mesh)) {
+        }
+        w = copy;
+    });
 }
 
 } // namespace quorl::meldra3d::detail

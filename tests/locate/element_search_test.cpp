@@ -242,42 +242,42 @@ TEST(NodeBall, ANeighborBeyondTheElementsIsABoundary) {
 TEST(Walk, ItsStatusTellsOfTheLastStepOnly) {
     searchable m = one_tetrahedron();
     ASSERT_TRUE(m.prepare());
-    const auto walk = [&](const point<double>& p, std::size_t expected_steps) {
-        unsigned element = 0;
-        std::size_t steps = 99;
-        const int status = walk_to_element(tetra_mesh(m.pos, m.connect, m.neighbors), p, 0, element, steps);
-        EXPECT_EQ(steps, expected_steps);
-        EXPECT_EQ(element, status == 1 ? 0 : none);
-        return status;
+    const auto status = [&](const point<double>& p, std::size_t expected_steps) {
+        walk w(p, 0, 0);
+        finish(w, tetra_mesh(m.pos, m.connect, m.neighbors));
+        EXPECT_EQ(w.steps(), expected_steps);
+        EXPECT_EQ(w.element(), w.status() == 1 ? 0 : none);
+        return w.status();
     };
-    EXPECT_EQ(walk({0.1, 0.1, 0.1}, 1), 1);
-    EXPECT_EQ(walk({1, 1, 1}, 1), -2) << "left in the only step";
+    EXPECT_EQ(status({0.1, 0.1, 0.1}, 1), 1);
+    EXPECT_EQ(status({1, 1, 1}, 1), -2) << "left in the only step";
     m.neighbors = ids({{0, 0, 0, 0}});
-    EXPECT_EQ(walk({1, 1, 1}, 2), 0) << "given up behind the only step";
+    EXPECT_EQ(status({1, 1, 1}, 2), 0) << "given up behind the only step";
     std::swap(m.connect(0, 0), m.connect(1, 0));
-    EXPECT_EQ(walk({0.1, 0.1, 0.1}, 1), -2) << "inverted, in the only step";
+    EXPECT_EQ(status({0.1, 0.1, 0.1}, 1), -2) << "inverted, in the only step";
     m.connect.append(m.connect.col(0));
     m.neighbors = dense2D<unsigned>(4, 2, none);
-    EXPECT_EQ(walk({0.1, 0.1, 0.1}, 1), -1);
+    EXPECT_EQ(status({0.1, 0.1, 0.1}, 1), -1);
     std::swap(m.connect(0, 0), m.connect(1, 0));
-    EXPECT_EQ(walk({1, 1, 1}, 1), 0);
+    EXPECT_EQ(status({1, 1, 1}, 1), 0);
 }
 
 TEST(Walk, BadIDsAreDegenerateElementsAndBoundaries) {
     searchable m = one_tetrahedron();
     m.connect.append(m.connect.col(0));
     m.neighbors = dense2D<unsigned>(4, 2, 2u);
-    const auto walk = [&](unsigned element) {
-        std::size_t steps = 0;
-        return walk_to_element(tetra_mesh(m.pos, m.connect, m.neighbors), {1, 1, 1}, 0, element, steps);
+    const auto status = [&](unsigned element) {
+        walk w({1, 1, 1}, 0, element);
+        finish(w, tetra_mesh(m.pos, m.connect, m.neighbors));
+        return w.status();
     };
-    EXPECT_EQ(walk(0), 0);
-    EXPECT_EQ(walk(2), 0);
-    EXPECT_EQ(walk(none), 0);
+    EXPECT_EQ(status(0), 0);
+    EXPECT_EQ(status(2), 0);
+    EXPECT_EQ(status(none), 0);
     for (const unsigned bad : {4u, none, none - 1})
         for (unsigned k = 0; k < 4; ++k) {
             m.connect(k, 0) = bad;
-            EXPECT_EQ(walk(0), -1);
+            EXPECT_EQ(status(0), -1);
             m.connect(k, 0) = k;
         }
 }
@@ -292,6 +292,31 @@ TEST(ElementSearch, AGivenElementBeginsTheWalkAndTheBallIsOptional) {
         const auto expected = plain_search(m).walk(start, {p.x, p.y, p.z}, 1e-6);
         EXPECT_EQ(search.find(p, 1e-6, false, element), expected.status);
         EXPECT_EQ(element, expected.element);
+    }
+}
+
+TEST(ElementSearch, BlocksOfPointsMakeNoDifference) {
+    dice random(5);
+    searchable m = cube_of_tetrahedra(3, 0.2);
+    std::swap(m.connect(0, 7), m.connect(1, 7)); // inverted
+    ASSERT_TRUE(m.prepare());
+    for (std::size_t n = 0; n < 40; ++n) {
+        dense2D<double> sought(3, n);
+        for (std::size_t k = 0; k < n; ++k) {
+            const place p = random_place(random);
+            std::copy_n(p.values, 3, sought.col(k));
+        }
+        struct record {
+            std::vector<unsigned> elements;
+            std::vector<bool> expected;
+            void expect(std::size_t k) { expected.at(k) = true; }
+            void found(std::size_t k, unsigned element) { elements.at(k) = element; }
+        };
+        element_search search(m.pos, m.connect, m.neighbors, m.ancestors, m.detector);
+        record whole{std::vector<unsigned>(n, none), std::vector<bool>(n)}, parts = whole;
+        const int status = find_all(search, sought, 1e-6, whole);
+        EXPECT_EQ(find_all(search, sought, 1e-6, parts, 7), status);
+        EXPECT_EQ(parts.elements, whole.elements);
     }
 }
 

@@ -105,7 +105,7 @@ private:
     int exit_face(unsigned element, const vector_fixed<double, 3>& p, double tolerance, unsigned start) const {
         using namespace quorl::meldra3d::detail;
         const auto t = tetrahedron_of(mesh_.pos.data(), mesh_.pos.ld(), mesh_.connect.col(element));
-        return tetra_exit_face(t, {p[0], p[1], p[2]}, tolerance, start);
+        return tetra_exit_face(sides_of(t, {p[0], p[1], p[2]}, tolerance), start);
     }
 
     const searchable& mesh_;

@@ -16,6 +16,18 @@ using test::dice;
 
 namespace {
 
+/// By the sides of all faces at once; the measure of one face must be the same.
+int tetra_exit_face(const tetrahedron& t, const point<double>& p, double tolerance, unsigned start_face) {
+    return tetra_exit_face(sides_of(t, p, tolerance), start_face);
+}
+
+double face_side_measure(const tetrahedron& t, unsigned face, const point<double>& p) {
+    const auto& cycle = tetrahedron_record.face[face].node;
+    const double one = face_side_measure(t.corner[cycle[0]], t.corner[cycle[1]], t.corner[cycle[2]], p);
+    EXPECT_EQ(face_side_measures(t, p)[face], one);
+    return one;
+}
+
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 
@@ -281,7 +293,7 @@ RC_GTEST_PROP(TetraKernels, TheFaceMeasureIsRoundedAsDescribed, ()) {
     const double pa = square(p, a), pb = square(p, b), pc = square(p, c);
     const vec& nearest = pa <= pb && pa <= pc ? a : pc <= pb ? c : b;
     const auto measure =
-        face_side_measure({a[0], a[1], a[2]}, {b[0], b[1], b[2]}, {c[0], c[1], c[2]}, {p[0], p[1], p[2]});
+        face_side_measure(point<double>{a[0], a[1], a[2]}, {b[0], b[1], b[2]}, {c[0], c[1], c[2]}, {p[0], p[1], p[2]});
     RC_PRE(pa != pb && pb != pc && pc != pa);
     RC_ASSERT(measure == times(normal, minus(p, nearest)));
 }

@@ -7,9 +7,6 @@
 // very operations that give the distance of a node, from a plane that no node of the cell lies before, and each
 // rounded operation keeps the order of its operands.
 
-// Vectors never cross a call here: everything that takes one is inlined. (Known to both compilers by this name.)
-#pragma GCC diagnostic ignored "-Wpsabi"
-
 #include "node_octree.h"
 
 #include <algorithm>
@@ -19,18 +16,19 @@
 #include <limits>
 #include <type_traits>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include <meldra/element_type.h>
 
+#include "frame/lanes.h"
 #include "frame/quickest.h"
 
 namespace quorl::meldra::detail {
 
 namespace {
 
+using meldra3d::detail::all;
+using meldra3d::detail::bits;
+using meldra3d::detail::four_doubles; // four nodes, or three axes and a lane that does not count
+using meldra3d::detail::four_masks;
 using meldra3d::detail::quickest;
 
 /// How the difference of two coordinates is taken before it is squared: as it is, or brought near 1 where its square
@@ -53,25 +51,6 @@ struct reduced {
         return a * reduce - b * reduce;
     }
 };
-
-/// Four nodes at once, or three axes and a lane that does not count.
-using four_doubles = double __attribute__((vector_size(4 * sizeof(double))));
-using four_masks = long long __attribute__((vector_size(4 * sizeof(double))));
-
-[[gnu::always_inline]] inline four_doubles all(double x) {
-    return four_doubles{x, x, x, x};
-}
-
-/// A bit for each lane that is set.
-[[gnu::always_inline]] inline unsigned bits(const four_masks& lanes) {
-#if defined(__SSE2__)
-    __m128d halves[2];
-    std::memcpy(halves, &lanes, sizeof halves);
-    return unsigned(_mm_movemask_pd(halves[0])) | unsigned(_mm_movemask_pd(halves[1])) << 2;
-#else
-    return unsigned(lanes[0] & 1) | unsigned(lanes[1] & 2) | unsigned(lanes[2] & 4) | unsigned(lanes[3] & 8);
-#endif
-}
 
 /// The lanes of the axes whose bits are set in the number.
 constexpr four_masks lanes_of[8] = {{0, 0, 0, 0},  {-1, 0, 0, 0},  {0, -1, 0, 0},  {-1, -1, 0, 0},
