@@ -141,10 +141,9 @@ MELDRA3D_API int extrude_spiral(dense2D<double>& pos, const dense2D<unsigned int
 /// line, A, to the next, B, the section moves from A to B, turns as the line does and may grow.
 ///   pos       in/out   3 rows
 ///   line      in       IDs of the nodes of the polyline, at least two; they may repeat
-///   dir0      in       the direction that is turned onto the first segment: that in which the section looks, any
-///   length metrics   in       empty, or 6 rows: a column m11 m12 m22 m13 m23 m33 for each node of the line, the metric
-///   of the
-///                      section's size there: a length h is wanted along a unit vector e when e^T M e = 1 / h^2
+///   dir0      in       the direction in which the section looks, to be turned onto the first segment; any length
+///   metrics   in       empty, or 6 rows: a column m11 m12 m22 m13 m23 m33 for each node of the line, the metric of
+///                      the section's size there: a size h is wanted along a unit vector e when e^T M e = 1 / h^2
 /// The section turns by the smallest rotation that takes one direction into the next. A turn of more than 90 degrees is
 /// made by its supplement instead, and a reversal not at all. A segment (or `dir0`) of length 0 turns nothing, and does
 /// not turn the segment after it either.
@@ -153,12 +152,13 @@ MELDRA3D_API int extrude_spiral(dense2D<double>& pos, const dense2D<unsigned int
 /// the line always. A node at A, or whose size at B is 0, comes to B.
 /// Where the first node of the line belongs to the surface, the others take the place of its copies, and these are
 /// removed from `pos` (with `simplify`). Entries of the three outputs that named such a copy before the call, which
-/// then was beyond `pos`, are renamed as well. With entries that name no node at all nothing is removed. Returns, in
-/// the order tested: 0 when `connectS` is empty (nothing is checked or changed); -1 when `pos` has not 3 rows; -2 when
-/// `connectS` is malformed or names a node beyond `pos`; -3 when `line` has less than two entries or one that is no
-/// node of `pos` (`no_node` is none); -5 when `metrics` is neither empty nor of 6 rows; -6 when `connectE` is neither
-/// empty nor of 6 or 8 rows; -7 when `edges` is neither empty nor of 2 rows; -8 when `connectQ` is neither empty nor of
-/// 4 rows; -9 when `connectT` is neither empty nor of 3 or 4 rows; -199 when memory ran out.
+/// then was beyond `pos`, are renamed as well. With entries that name no node at all, or without memory for this last
+/// step, nothing is removed: the mesh then has nodes that no element uses.
+/// Returns, in the order tested: 0 when `connectS` is empty (nothing is checked or changed); -1 when `pos` has not 3
+/// rows; -2 when `connectS` is malformed or names a node beyond `pos`; -3 when `line` has less than two entries or one
+/// that is no node of `pos` (`no_node` is none); -5 when `metrics` is neither empty nor of 6 rows; -6 when `connectE`
+/// is neither empty nor of 6 or 8 rows; -7 when `edges` is neither empty nor of 2 rows; -8 when `connectQ` is neither
+/// empty nor of 4 rows; -9 when `connectT` is neither empty nor of 3 or 4 rows; -199 when memory ran out.
 MELDRA3D_API int extrude_line(dense2D<double>& pos, const dense2D<unsigned int>& connectS,
                               const dense1D<unsigned int, 8>& line, const vector_fixed<double, 3>& dir0,
                               const dense2D<double>& metrics, dense2D<unsigned int>& connectE,
