@@ -80,7 +80,7 @@ TEST(Normals, ACubeHasItsDiagonalsHoweverItIsCut) {
     const auto sums = sums_of(cube, cube_faces);
     for (std::size_t j = 0; j < 8; ++j) {
         double d[3];
-        for (int i = 0; i < 3; ++i)
+        for (unsigned i = 0; i < 3; ++i)
             d[i] = cube(i, j) == 0 ? -1 : 1;
         EXPECT_VECTOR(by_quadrangles, j, d[0] / std::sqrt(3), d[1] / std::sqrt(3), d[2] / std::sqrt(3));
         EXPECT_VECTOR(sums, j, d[0] * pi / 2, d[1] * pi / 2, d[2] * pi / 2);
