@@ -82,4 +82,74 @@ MELDRA3D_API int get_elements_containing_nodes(const dense2D<double>& pos, const
                                                dense1D<unsigned int, 8>& elements, dense2D<double>& local,
                                                double tolerance);
 
+/// Interpolates a field of several components at nodes that belong to no element.
+///
+/// A node inside an element takes the barycentric mean of the values at its four nodes, so that linear fields are
+/// reproduced. The search is that of the functions above with a tolerance of 1e-6, and a node that it does not find (as
+/// a rule one outside the mesh) takes the value of the closest node of the mesh.
+///   pos            in        3 x nodes
+///   connectivity   in        4 x elements (ET_TH4)
+///   neighbors      in        the elements across the faces, as `meldra::get_neighbors` gives them
+///   ancestors      in        an element of each node, as `meldra::get_ancestors` gives them; a missing entry is
+///                            `no_node`
+///   field          in/out    a column for each node, any number of rows; written at the nodes listed
+///   nodes          in        those that get a value; `no_node`, and nodes that have an ancestor, are left alone
+/// Returns, in the order tested: 0 when `nodes` is empty; -1 when `pos` has not 3 rows; -2 when the connectivity has
+/// not 4 rows or names a node beyond `pos`; -3 when the neighbours have not 4 rows or another number of columns than
+/// the connectivity, or name an element beyond it; -4 when an ancestor does; -5 when `field` has not a column for each
+/// node; -6 when `nodes` holds an ID beyond them; -199 when memory ran out (some nodes may have their values then).
+/// Otherwise 0, whether nodes were found or not.
+/// The values are written where they are: other views of the storage of `field` see them. Results are those of taking
+/// the nodes one by one; inside, they are taken in an order in which neighbours follow each other. The nodes of the
+/// mesh are sorted once a call; working memory is about 40 bytes for each of them and 45 for each node listed.
+MELDRA3D_API int interpolate(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
+                             const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
+                             dense2D<double>& field, const dense1D<unsigned int, 8>& nodes);
+
+/// The same for a scalar field: one value for each node; -5 when there are more or less.
+MELDRA3D_API int interpolate(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
+                             const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
+                             dense1D<double, 8>& field, const dense1D<unsigned int, 8>& nodes);
+
+/// Interpolates metrics at nodes that belong to no element.
+///
+/// A metric M asks for the length h along a unit vector e when e^T M e = 1 / h^2. Inside an element lengths are
+/// interpolated linearly: two metrics along the axes that they have in common (their simultaneous reduction), the four
+/// of an element by merging 0 and 1, then 2, then 3. A node whose weight is below 1e-12 takes no part, so that its
+/// metric may be anything. A node that no element holds takes the metric of the closest node. Where the combination
+/// fails, because a metric that takes part is not positive definite or not a number, the node keeps what it has.
+///   pos            in       3 x nodes
+///   connectivity   in       4 x elements (ET_TH4). Its IDs are not checked ahead, nor are those of the next two: an
+///                           element that names no nodes is none, and a neighbour or ancestor that is no element, too
+///   neighbors      in       4 x elements
+///   ancestors      in       an entry for each node
+///   metrics        in/out   6 rows m11 m12 m22 m13 m23 m33, a column for each node; written at the nodes listed
+///   nodes          in       those that get a metric; `no_node`, and nodes that have an ancestor, are left alone
+///   keep_valid     in       leave alone, too, those whose own metric is positive definite
+/// Returns, in the order tested: 0 when `nodes` is empty; -1 when `pos` has not 3 rows; -2 when `connectivity` has not
+/// 4 rows; -3 when `neighbors` has not 4 rows or another number of columns than `connectivity`; -4 when `ancestors` has
+/// not an entry for each node; -5 when `metrics` has not 6 rows and a column for each node; -6 when `nodes` holds an ID
+/// beyond them; -199 when memory ran out (some nodes may have their metrics then). Otherwise 0.
+/// The search and its cost are those of `interpolate`. The metrics are written where they are: other views of the
+/// storage see them.
+MELDRA3D_API int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
+                                     const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
+                                     dense2D<double>& metrics, const dense1D<unsigned int, 8>& nodes, bool keep_valid);
+
+/// The same for all nodes; its codes.
+MELDRA3D_API int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
+                                     const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
+                                     dense2D<double>& metrics, bool keep_valid);
+
+/// The same for sizes, the same in all directions: one for each node, valid when > 0 and less than the largest double.
+/// -5 when there are more or less than nodes.
+MELDRA3D_API int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
+                                     const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
+                                     dense1D<double, 8>& sizes, const dense1D<unsigned int, 8>& nodes, bool keep_valid);
+
+/// The same for sizes at all nodes; its codes.
+MELDRA3D_API int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
+                                     const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
+                                     dense1D<double, 8>& sizes, bool keep_valid);
+
 } // namespace quorl::meldra3d

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+
+#include <numcore/fixed.h>
+
+// Interpolation of sizes and of metrics inside a tetrahedron. A metric M asks for the length h along a unit vector e
+// when e^T M e = 1 / h^2. Lengths are interpolated linearly, not the entries: of two metrics along the directions that
+// both have as axes (simultaneous reduction; H. Borouchaki, P. L. George, F. Hecht, P. Laug, E. Saltel, "Delaunay mesh
+// generation governed by metric specifications", Finite Elements in Analysis and Design 25, 1997), of four by merging
+// one after another.
+namespace quorl::meldra3d::detail {
+
+using metric = symmetric_fixed<double, 3>;
+using barycentric = vector_fixed<double, 3>; ///< weights of nodes 0, 1 and 2; that of node 3 is what they lack to 1
+
+/// A length that can be used.
+bool is_valid_size(double size);
+
+/// True when all eigenvalues are positive (and all entries numbers).
+bool is_valid_metric(const metric& m);
+
+/// The size at a point of a tetrahedron with four sizes. A node with a weight below 1e-12 takes no part, and its size
+/// need not be valid. None when one that takes part, or the result, is not valid.
+std::optional<double> combine_sizes(const double (&h)[4], const barycentric& w);
+
+/// The metric between two, `t` of the way from the first to the second. None when the first is not positive definite
+/// or the reduction fails.
+std::optional<metric> between_metrics(double t, const metric& first, const metric& second);
+
+/// The metric at a point of a tetrahedron with four metrics. A node with a weight below 1e-12 takes no part, and its
+/// metric need not be valid. None when a reduction fails.
+std::optional<metric> combine_metrics(const metric (&m)[4], const barycentric& w);
+
+} // namespace quorl::meldra3d::detail
