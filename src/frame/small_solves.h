@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cmath>
+#include <cstddef>
 
 namespace quorl::meldra3d::detail {
 
@@ -18,7 +19,8 @@ inline double solve3x3_refined(const double (&m)[9], double (&r)[3], unsigned it
         {m[1] * m[5] - m[4] * m[2], m[3] * m[2] - m[0] * m[5], m[0] * m[4] - m[3] * m[1]},
     };
     double det = 0;
-    for (int k = 0; k < 3; ++k) // the expansion along each row of cofactors in turn; their mean is more accurate
+    for (std::size_t k = 0; k < 3;
+         ++k) // the expansion along each row of cofactors in turn; their mean is more accurate
         det += adj[k][0] * m[3 * k] + adj[k][1] * m[3 * k + 1] + adj[k][2] * m[3 * k + 2];
     det *= 0.3333333333333333;
 

@@ -3,7 +3,6 @@
 #include <bit>
 #include <cstddef>
 #include <limits>
-#include <type_traits>
 
 #include <numcore/fixed.h>
 
@@ -61,22 +60,24 @@ template <class Real>
     return dot(normal, choose(pa2 > less_of(pb2, pc2), from_b_or_c, pa));
 }
 
+/// Vertex K of each face, from one coordinate of the corners.
+template <std::size_t K>
+[[gnu::always_inline]] inline four_doubles face_vertices(const four_doubles& corners) {
+    constexpr auto& face = tetrahedron_record.face;
+    return __builtin_shufflevector(corners, corners, face[0].node[K], face[1].node[K], face[2].node[K],
+                                   face[3].node[K]);
+}
+
 /// The measures of the four faces.
 [[gnu::always_inline]] inline four_doubles face_side_measures(const tetrahedron& t, const point<double>& p) {
     const auto& q = t.corner;
     const four_doubles x{q[0].x, q[1].x, q[2].x, q[3].x};
     const four_doubles y{q[0].y, q[1].y, q[2].y, q[3].y};
     const four_doubles z{q[0].z, q[1].z, q[2].z, q[3].z};
-    constexpr auto& face = tetrahedron_record.face;
-    const auto vertex = [&]<std::size_t K>(std::integral_constant<std::size_t, K>) __attribute__((always_inline)) {
-        const auto pick = [](const four_doubles& of) __attribute__((always_inline)) {
-            return __builtin_shufflevector(of, of, face[0].node[K], face[1].node[K], face[2].node[K], face[3].node[K]);
-        };
-        return point<four_doubles>{pick(x), pick(y), pick(z)};
-    };
-    return face_side_measure(
-        vertex(std::integral_constant<std::size_t, 0>()), vertex(std::integral_constant<std::size_t, 1>()),
-        vertex(std::integral_constant<std::size_t, 2>()), point<four_doubles>{all(p.x), all(p.y), all(p.z)});
+    return face_side_measure(point<four_doubles>{face_vertices<0>(x), face_vertices<0>(y), face_vertices<0>(z)},
+                             point<four_doubles>{face_vertices<1>(x), face_vertices<1>(y), face_vertices<1>(z)},
+                             point<four_doubles>{face_vertices<2>(x), face_vertices<2>(y), face_vertices<2>(z)},
+                             point<four_doubles>{all(p.x), all(p.y), all(p.z)});
 }
 
 /// What a tetrahedron is to a point.
