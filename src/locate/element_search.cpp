@@ -15,13 +15,17 @@ int element_search::find(const point<double>& p, double tolerance, bool fall_bac
         element = element_near(p);
     if (element == no_node)
         return walk_left;
-    walk first(p, tolerance, element);
+    const unsigned start = element;
+    walk first(p, tolerance, start);
     finish(first, mesh_);
     element = first.element();
-    return first.status() == walk_left && fall_back ? find_around_closest(p, tolerance, element) : first.status();
+    if (first.status() == walk_left && fall_back)
+        return find_around_closest(p, tolerance, start, element);
+    return first.status();
 }
 
-int element_search::find_around_closest(const point<double>& p, double tolerance, unsigned& element) {
+int element_search::find_around_closest(const point<double>& p, double tolerance, unsigned walked_from,
+                                        unsigned& element) {
     element = no_node;
     // The ball is gathered as far as the walks need it, which changes neither their order nor what they find.
     const unsigned node = detector_.find_closest({p.x, p.y, p.z});
@@ -34,6 +38,8 @@ int element_search::find_around_closest(const point<double>& p, double tolerance
             return search_out_of_memory;
         if (got != node_ball::outcome::element)
             return walk_left;
+        if (start == walked_from)
+            continue;
         walk again(p, tolerance, start);
         finish(again, mesh_);
         if (again.status() != walk_left) {

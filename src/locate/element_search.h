@@ -34,9 +34,10 @@ public:
     /// `element` is `no_node` unless the status is 1.
     int find(const point<double>& p, double tolerance, bool fall_back, unsigned& element);
 
-    /// The two parts of it: the element of a close node, and the walks from around the closest node.
+    /// The two parts of it: the element of a close node, and the walks from around the closest node, but for the
+    /// element `walked_from`, from which the walk is known to end at the boundary.
     unsigned element_near(const point<double>& p) const { return element_of(detector_.find_close({p.x, p.y, p.z})); }
-    int find_around_closest(const point<double>& p, double tolerance, unsigned& element);
+    int find_around_closest(const point<double>& p, double tolerance, unsigned walked_from, unsigned& element);
 
     const tetra_mesh& mesh() const { return mesh_; }
 
@@ -106,6 +107,7 @@ private:
 
     struct walker {
         walk on;
+        unsigned start;
         std::uint32_t point;
     };
 
@@ -125,7 +127,7 @@ private:
                 continue;
             }
             search_.mesh().prefetch(element);
-            one = {walk(p, tolerance_, element), j};
+            one = {walk(p, tolerance_, element), element, j};
             return true;
         }
         return false;
@@ -136,7 +138,7 @@ private:
         int status = one.on.status();
         unsigned element = one.on.element();
         if (status == walk_left)
-            status = search_.find_around_closest(one.on.target(), tolerance_, element);
+            status = search_.find_around_closest(one.on.target(), tolerance_, one.start, element);
         if (status == walk_found)
             results_.found(first_ + one.point, element);
         else
