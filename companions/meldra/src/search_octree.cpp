@@ -304,13 +304,24 @@ private:
         }
     }
 
-    /// Takes the nodes of the open range that are at the best distance.
+    /// Takes the nodes of the open range that are at the best distance. There is one, as a rule: it is found without a
+    /// branch that could be foretold wrongly.
     [[gnu::always_inline]] void settle() {
-        for (std::uint32_t k = open_begin_; k < open_end_; k += 8)
-            for (unsigned equal =
-                     bits(squared_distances(k) == all(best_)) | bits(squared_distances(k + 4) == all(best_)) << 4;
-                 equal != 0; equal &= equal - 1)
-                take(k + unsigned(std::countr_zero(equal)));
+        if (open_begin_ == open_end_)
+            return;
+        four_doubles at{0, 1, 2, 3}; // behind the begin of the range
+        four_doubles last = all(-1), number = all(0);
+        for (std::uint32_t k = open_begin_; k < open_end_; k += 4, at += all(4)) {
+            const auto equal = squared_distances(k) == all(best_);
+            last = equal ? at : last;
+            number += equal ? all(1) : all(0);
+        }
+        if (number[0] + number[1] + number[2] + number[3] == 1)
+            take(open_begin_ + std::uint32_t(std::max(std::max(last[0], last[1]), std::max(last[2], last[3]))));
+        else
+            for (std::uint32_t k = open_begin_; k < open_end_; k += 4)
+                for (unsigned equal = bits(squared_distances(k) == all(best_)); equal != 0; equal &= equal - 1)
+                    take(k + unsigned(std::countr_zero(equal)));
         open_end_ = open_begin_;
     }
 
