@@ -14,27 +14,33 @@ from .elements import NO_NODE, ElementType
 from .extrude import Sweep, extrude_line, extrude_normal, extrude_rotate, extrude_spiral, extrude_translate
 from .files import MeshFileError, MeshFileWarning, read, write
 from .flip import flip, flip_H8, flip_TH4, flip_W6
-from .measures import volume
+from .measures import Angles, circumcenters, dihedral_angles, solid_angles, volume
 from .mesh import Mesh
+from .opening import Opened, duplicate_surface_nodes
 from .split import SplitH8, SplitQ4, split_into_H8, split_solid_Q4
 from .surfaces import normals
 from .topology import ancestors, neighbors
 
 __all__ = [
     "NO_NODE",
+    "Angles",
     "Converted",
     "ElementType",
     "Mesh",
     "MeshFileError",
     "MeshFileWarning",
+    "Opened",
     "SplitH8",
     "SplitQ4",
     "Sweep",
     "ancestors",
+    "circumcenters",
     "convert_into_high_order",
     "convert_into_linear",
     "convert_into_quadratic",
+    "dihedral_angles",
     "draw",
+    "duplicate_surface_nodes",
     "extrude_line",
     "extrude_normal",
     "extrude_rotate",
@@ -47,6 +53,7 @@ __all__ = [
     "neighbors",
     "normals",
     "read",
+    "solid_angles",
     "split_into_H8",
     "split_solid_Q4",
     "version",

@@ -1,4 +1,9 @@
-"""Volumes and areas: of a mesh by the library, of each element of a block by NumPy."""
+"""Volumes, areas, angles and centres of elements.
+
+What the library exports it computes; the volume and the area of each single element NumPy does.
+"""
+
+from typing import NamedTuple
 
 import numpy as np
 from numpy.typing import ArrayLike
@@ -48,6 +53,131 @@ def volume(points: ArrayLike, cells: ArrayLike) -> float:
     status, total = _core.volume(as_points(points), as_ids(cells, 8, "cells"))
     check("volume", status)
     return total
+
+
+class Angles(NamedTuple):
+    """The smallest and the largest angle of each element. Both arrays own their memory."""
+
+    least: np.ndarray  #: (m,) float64
+    most: np.ndarray  #: (m,) float64
+
+
+def solid_angles(points: ArrayLike, cells: ArrayLike, normalized: bool = False) -> Angles:
+    """Smallest and largest solid angle at the corners of each element.
+
+    The angle between the three edges at a corner is positive in direct elements and negative at a corner that is
+    inverted. The apex of a pyramid is the sum of two such corners.
+
+    Parameters
+    ----------
+    points : array_like
+        ``(n, 3)`` coordinates; of ``(n, 2)`` all lie at z = 0.
+    cells : array_like
+        ``(m, 4)`` tetrahedra, ``(m, 5)`` pyramids, ``(m, 6)`` wedges, or ``(m, 8)`` solids of all kinds with
+        `NO_NODE` in the columns that an element does not use. In the last form these columns take part as corners of
+        angle 0: the smallest angle of a sound tetrahedron, pyramid or wedge is 0 there.
+    normalized : bool
+        Whether to scale the angles so that each corner of the regular element of its kind has 1 (of pyramids: the one
+        whose edges are all equal).
+
+    Returns
+    -------
+    Angles
+        ``(least, most)`` in steradians, or as parts of the regular element's angle.
+
+    Raises
+    ------
+    ValueError
+        When ``cells`` is no such mesh.
+
+    Examples
+    --------
+    An octant between three axes:
+
+    >>> corner = [[0, 0, 0], [0, 1, 0], [1, 0, 0], [0, 0, 1]]
+    >>> angles = solid_angles(corner, [[0, 1, 2, 3]])
+    >>> (angles.most / (4 * np.pi)).round(15)
+    array([0.125])
+    """
+    status, least, most = _core.solid_angles(as_points(points), as_ids(cells, 8, "cells"), bool(normalized))
+    check("solid_angles", status)
+    return Angles(least, most)
+
+
+def dihedral_angles(points: ArrayLike, cells: ArrayLike, normalized: bool = False) -> Angles:
+    """Smallest and largest angle between the two faces at the edges of each element.
+
+    The angle is measured inside the element, from 0 to pi, and is 0 where a face has no area. A quadrangle has the
+    normal of its first three nodes in the order of the library's page on numbering.
+
+    Parameters
+    ----------
+    points : array_like
+        ``(n, 3)`` coordinates; of ``(n, 2)`` all lie at z = 0.
+    cells : array_like
+        ``(m, 4)`` tetrahedra, ``(m, 5)`` pyramids, ``(m, 6)`` wedges, or ``(m, 8)`` solids of all kinds with
+        `NO_NODE` in the columns that an element does not use.
+    normalized : bool
+        Whether to scale the angles so that each edge of the regular element of its kind has 1 (of pyramids and wedges:
+        the one whose edges are all equal).
+
+    Returns
+    -------
+    Angles
+        ``(least, most)`` in radians, or as parts of the regular element's angle.
+
+    Raises
+    ------
+    ValueError
+        When ``cells`` is no such mesh.
+
+    Examples
+    --------
+    >>> corner = [[0, 0, 0], [0, 1, 0], [1, 0, 0], [0, 0, 1]]
+    >>> angles = dihedral_angles(corner, [[0, 1, 2, 3]])
+    >>> np.degrees(angles.least).round(2), np.degrees(angles.most).round(2)
+    (array([54.74]), array([90.]))
+    """
+    status, least, most = _core.dihedral_angles(as_points(points), as_ids(cells, 8, "cells"), bool(normalized))
+    check("dihedral_angles", status)
+    return Angles(least, most)
+
+
+def circumcenters(points: ArrayLike, cells: ArrayLike) -> np.ndarray:
+    """Centres of the spheres through the nodes of tetrahedra.
+
+    The tetrahedra must be direct as this library has it: of positive `volume`, nodes 0, 1, 2 clockwise seen from
+    node 3. Of an inverted or flat one the result is the centre of the circle through nodes 1, 2, 3, and where these lie
+    on a line, node 3. None of these is an error, so look at the volumes first; `flip` turns inverted elements round.
+
+    Parameters
+    ----------
+    points : array_like
+        ``(n, 3)`` coordinates.
+    cells : array_like
+        ``(m, 4)`` tetrahedra.
+
+    Returns
+    -------
+    ndarray
+        ``(m, 3)`` float64.
+
+    Raises
+    ------
+    ValueError
+        When ``points`` has not 3 columns or ``cells`` are not tetrahedra on them.
+    MemoryError
+        When memory ran out.
+
+    Examples
+    --------
+    >>> circumcenters([[0, 0, 0], [0, 2, 0], [2, 0, 0], [0, 0, 2]], [[0, 1, 2, 3]])
+    array([[1., 1., 1.]])
+    """
+    status, centers = _core.circumcenters(as_points(points), as_ids(cells, 4, "cells"))
+    check("circumcenters", status)
+    result: np.ndarray = centers
+    return result
 
 
 def signed_volumes(points: np.ndarray, kind: ElementType, cells: np.ndarray) -> np.ndarray:

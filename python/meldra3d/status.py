@@ -14,6 +14,7 @@ OUT_OF_MEMORY = -199
 _POINTS = ("points", "must have 2 or 3 columns")
 _POINTS_IN_SPACE = ("points", "must have 3 columns")
 _SURFACE = ("surface", "is not a mesh of triangles and quadrangles on these points")
+_LINEAR_SOLIDS = ("cells", "are not linear solids on these points")
 _FIRST_SIZE = ("sizes", "the first must be greater than 0")
 _LAST_SIZE = ("sizes", "the second must be greater than 0")
 _SOLIDS = ("solids", "must have 6 or 8 columns")
@@ -124,8 +125,8 @@ _SWEEPS = {
     },
 }
 _CONVERSION = {
-    -1: ("points", "must have 3 columns"),
-    -2: ("cells", "are not linear solids on these points"),
+    -1: _POINTS_IN_SPACE,
+    -2: _LINEAR_SOLIDS,
     -11: ("faces", "must have as many columns as such faces have nodes, and name nodes that exist"),
     -12: ("edges", "must have as many columns as such edges have nodes, and name nodes that exist"),
 }
@@ -152,15 +153,29 @@ STATUS: Dict[str, Dict[int, Tuple[str, str]]] = {
         -9: ("pyramid_nodes", "must be 0 or 1; give it where complete elements have more"),
     },
     "split_into_H8": {
-        -1: ("points", "must have 3 columns"),
+        -1: _POINTS_IN_SPACE,
         -2: ("cells", "are not tetrahedra in 4 columns, or wedges and hexahedra in 6 or 8, on these points"),
         -3: ("hexahedra", "must have 8 columns"),
         -4: ("faces", "must have 9 columns and name nodes that exist"),
         -5: ("edges", "must have 3 columns and name nodes that exist"),
     },
     "volume": {
-        -1: ("points", "must have 3 columns"),
-        -2: ("cells", "are not linear solids on these points"),
+        -1: _POINTS_IN_SPACE,
+        -2: _LINEAR_SOLIDS,
+    },
+    "solid_angles": {-2: _LINEAR_SOLIDS},
+    "dihedral_angles": {-2: _LINEAR_SOLIDS},
+    "circumcenters": {
+        -1: _POINTS_IN_SPACE,
+        -2: ("cells", "are not tetrahedra on these points"),
+    },
+    "duplicate_surface_nodes": {
+        -1: _POINTS_IN_SPACE,
+        -2: ("cells", "are not solids of this kind on these points"),
+        -3: ("neighbors", "must have a row for each element and a column for each face, and name elements that exist"),
+        -4: ("ancestors", "must have an entry for each node of the cells"),
+        -5: ("surface", "is not made of the faces that solids of this kind have, on these points"),
+        -9: ("kind", "must be TH4, H8 or SOLID_MIX"),
     },
     "neighbors": {
         -1: ("cells", "do not suit this kind of element"),

@@ -49,6 +49,15 @@ dense2D<T> lay_over(const py::array_t<T, py::array::c_style>& array) {
     return dense2D<T>::view(const_cast<T*>(array.data()), rows, cols, rows); // never written to: see the top
 }
 
+/// The same where an array without rows must keep its columns, which a view of no memory has lost.
+template <class T>
+dense2D<T> lay_over_in_shape(const py::array_t<T, py::array::c_style>& array) {
+    dense2D<T> matrix = lay_over(array);
+    if (matrix.empty() && !matrix.resize(static_cast<std::size_t>(array.shape(1)), 0))
+        throw std::bad_alloc();
+    return matrix;
+}
+
 /// An array over the memory of a matrix, which it keeps alive. `given` is the array that the matrix was laid over when
 /// it went in: a matrix that is still that view, or a window, is copied first.
 template <class T>
@@ -215,6 +224,59 @@ py::tuple volume(const points_array& points, const ids_array& cells) {
     return py::make_tuple(status, total);
 }
 
+/// Runs a measure that gives two numbers of each element, `call(pos, connect, least, most)`.
+/// Gives (status, least, most).
+template <class Call>
+py::tuple measure_range(const points_array& points, const ids_array& cells, Call call) {
+    const dense2D<double> pos = lay_over(points);
+    const ids connect = lay_over(cells);
+    py::array_t<double> least(cells.shape(0));
+    py::array_t<double> most(cells.shape(0));
+    const auto count = static_cast<std::size_t>(cells.shape(0));
+    auto lowest = dense1D<double>::view(least.mutable_data(), count);
+    auto highest = dense1D<double>::view(most.mutable_data(), count);
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = call(pos, connect, lowest, highest);
+    }
+    return py::make_tuple(status, least, most);
+}
+
+py::tuple circumcenters(const points_array& points, const ids_array& cells) {
+    const dense2D<double> pos = lay_over_in_shape(points);
+    const ids connect = lay_over_in_shape(cells);
+    dense2D<double> centers;
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = quorl::meldra3d::circumcenters(pos, connect, centers);
+    }
+    return py::make_tuple(status, hand_out(centers));
+}
+
+void add_measures(py::module_& module) {
+    using namespace quorl::meldra3d;
+    module.def("volume", &::volume, as_it_is("points"), as_it_is("cells"));
+    module.def(
+        "solid_angles",
+        [](const points_array& points, const ids_array& cells, bool normalized) {
+            return measure_range(points, cells, [normalized](auto& pos, auto& connect, auto& least, auto& most) {
+                return solid_angles(pos, connect, normalized, least, most);
+            });
+        },
+        as_it_is("points"), as_it_is("cells"), py::arg("normalized"));
+    module.def(
+        "dihedral_angles",
+        [](const points_array& points, const ids_array& cells, bool normalized) {
+            return measure_range(points, cells, [normalized](auto& pos, auto& connect, auto& least, auto& most) {
+                return dihedral_angles(pos, connect, normalized, least, most);
+            });
+        },
+        as_it_is("points"), as_it_is("cells"), py::arg("normalized"));
+    module.def("circumcenters", &::circumcenters, as_it_is("points"), as_it_is("cells"));
+}
+
 py::tuple normals(const points_array& points, const ids_array& surface, double tolerance, bool unit) {
     const dense2D<double> pos = lay_over(points);
     const ids faces = lay_over(surface);
@@ -341,6 +403,24 @@ py::tuple split_solid_Q4(const points_array& points, const ids_array& cells, con
     return py::make_tuple(status, hand_out(pos, points.data()), hand_out(pieces), hand_out(failed));
 }
 
+py::tuple duplicate_surface_nodes(const points_array& points, const ids_array& cells, const ids_array& neighbors,
+                                  const ids_array& ancestors, const ids_array& surface, const ids_array& excluded,
+                                  bool plus, bool minus, int kind) {
+    dense2D<double> pos = lay_over(points);
+    ids connect = lay_over(cells);
+    const ids across = lay_over(neighbors);
+    const auto holders = list<unsigned int>::lay(ancestors);
+    const ids faces = lay_over(surface);
+    const auto kept = list<unsigned int>::lay(excluded);
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = quorl::meldra3d::duplicate_surface_nodes(pos, connect, across, holders, faces, kept, plus, minus,
+                                                          static_cast<quorl::element_type>(kind));
+    }
+    return py::make_tuple(status, hand_out(pos, points.data()), hand_out(connect, cells.data()));
+}
+
 py::tuple get_neighbors(const ids_array& cells, int kind, bool strict) {
     const ids connect = lay_over(cells);
     ids neighbors;
@@ -409,7 +489,10 @@ PYBIND11_MODULE(_core, module) {
                as_it_is("faces"), as_it_is("edges"));
     module.def("split_solid_Q4", &split_solid_Q4, as_it_is("points"), as_it_is("cells"), as_it_is("quadrangles"),
                as_it_is("diagonals"), py::arg("min_volume"));
-    module.def("volume", &volume, as_it_is("points"), as_it_is("cells"));
+    add_measures(module);
+    module.def("duplicate_surface_nodes", &duplicate_surface_nodes, as_it_is("points"), as_it_is("cells"),
+               as_it_is("neighbors"), as_it_is("ancestors"), as_it_is("surface"), as_it_is("excluded"), py::arg("plus"),
+               py::arg("minus"), py::arg("kind"));
     module.def("normals", &normals, as_it_is("points"), as_it_is("surface"), py::arg("tolerance"), py::arg("unit"));
     module.def("get_neighbors", &get_neighbors, as_it_is("cells"), py::arg("kind"), py::arg("strict"));
     module.def("get_ancestors", &get_ancestors, as_it_is("cells"));

@@ -7,9 +7,12 @@ from meldra3d import (
     NO_NODE,
     _core,
     ancestors,
+    circumcenters,
     convert_into_high_order,
     convert_into_linear,
     convert_into_quadratic,
+    dihedral_angles,
+    duplicate_surface_nodes,
     extrude_line,
     extrude_normal,
     extrude_rotate,
@@ -21,6 +24,7 @@ from meldra3d import (
     flip_W6,
     neighbors,
     normals,
+    solid_angles,
     split_into_H8,
     volume,
 )
@@ -29,6 +33,7 @@ from meldra3d.status import STATUS, check
 
 POINTS = np.array([[0.0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1], [1, 1, 1]])
 TRIANGLES = np.array([[0, 1, 2]], dtype=np.uint32)
+TETRAHEDRON = np.array([[0, 1, 2, 3]], dtype=np.uint32)
 UP = np.array([0.0, 0, 1])
 
 
@@ -267,6 +272,77 @@ def test_volume_names_the_argument():
             volume(POINTS, cells)
 
 
+@pytest.mark.parametrize("call", [solid_angles, dihedral_angles])
+def test_angles_name_the_cells(call):
+    form = call.__name__
+    assert list(STATUS[form]) == [-2]
+    for cells in (ids(7), np.array([[0, 1, 2, 5]], dtype=np.uint32)):
+        status, least, most = getattr(_core, form)(POINTS, cells, False)
+        assert status == -2 and least.shape == most.shape == (1,)
+        with pytest.raises(ValueError, match="^cells: are not linear solids on these points$"):
+            call(POINTS, cells)
+
+
+def test_circumcenters_names_the_argument():
+    assert set(STATUS["circumcenters"]) == {-1, -2}
+    for status, message, points, cells in [
+        (-1, "points: must have 3 columns", POINTS[:, :2].copy(), TETRAHEDRON),
+        (-2, "cells: are not tetrahedra on these points", POINTS, ids(5)),
+        (-2, "cells: are not tetrahedra on these points", POINTS, np.array([[0, 1, 2, 5]], dtype=np.uint32)),
+        (-2, "cells: are not tetrahedra on these points", POINTS, NOTHING),
+    ]:
+        got, centers = _core.circumcenters(points, cells)
+        assert got == status and centers.size == 0
+        with pytest.raises(ValueError, match=f"^{message}$"):
+            circumcenters(points, cells)
+
+
+WRONG_OPENING = {
+    -1: {"points": POINTS[:, :2].copy()},
+    -2: {"cells": np.array([[0, 1, 2, 5]], dtype=np.uint32)},
+    -3: {"neighbors": ids(5)},
+    -4: {"ancestors": np.zeros(3, dtype=np.uint32)},
+    -5: {"surface": ids(4)},
+    -9: {"kind": K.T3},
+}
+
+
+def test_the_table_of_the_opening_has_a_row_for_each_wrong_argument():
+    assert {status: row[0] for status, row in STATUS["duplicate_surface_nodes"].items()} == {
+        status: next(iter(wrong)) for status, wrong in WRONG_OPENING.items()
+    }
+
+
+@pytest.mark.parametrize("status", WRONG_OPENING)
+def test_each_status_of_the_opening_can_be_provoked_and_names_its_argument(status):
+    wrong = WRONG_OPENING[status]
+    good = {
+        "points": POINTS,
+        "cells": TETRAHEDRON,
+        "surface": TRIANGLES,
+        "kind": K.TH4,
+        "neighbors": np.full((1, 4), NO_NODE, dtype=np.uint32),
+        "ancestors": np.zeros(4, dtype=np.uint32),
+    }
+    if status == -9:  # which is seen only where cells and neighbours suit the kind
+        good.update(cells=TRIANGLES, neighbors=np.full((1, 3), NO_NODE, dtype=np.uint32))
+    given = {**good, **wrong}
+    got, points, cells = _core.duplicate_surface_nodes(
+        *(given[name] for name in ("points", "cells", "neighbors", "ancestors", "surface")),
+        np.empty(0, dtype=np.uint32), True, False, int(given["kind"]),
+    )  # fmt: skip
+    assert got == status
+    np.testing.assert_array_equal(points, given["points"])
+    np.testing.assert_array_equal(cells, given["cells"])
+    with pytest.raises(ValueError, match=f"^{next(iter(wrong))}: "):
+        duplicate_surface_nodes(**given)
+
+
+def test_an_absurd_node_is_refused_before_lists_of_its_length_are_made():
+    with pytest.raises(ValueError, match="^cells: are not solids of this kind on these points$"):
+        duplicate_surface_nodes(POINTS, [[0, 1, 2, NO_NODE - 1]], TRIANGLES, K.TH4)
+
+
 def test_neighbors_names_the_argument():
     fan = np.array([[0, 1, 2], [0, 1, 3], [0, 1, 4]], dtype=np.uint32)
     for status, name, cells, kind, strict in [
@@ -297,7 +373,6 @@ def test_flips_of_one_kind_name_the_cells(call, columns):
 
 
 # What is put in place of a good argument of a conversion or a cut into hexahedra of one tetrahedron.
-TETRAHEDRON = np.array([[0, 1, 2, 3]], dtype=np.uint32)
 WRONG_CONVERSION = {
     -1: {"points": POINTS[:, :2].copy()},
     -2: {"cells": np.array([[0, 1, 2, 5]], dtype=np.uint32)},
