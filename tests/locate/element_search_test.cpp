@@ -319,6 +319,24 @@ TEST(ElementSearch, BlocksOfPointsMakeNoDifference) {
     }
 }
 
+TEST(Walk, IsTheSameWithoutWideVectors) {
+    // Here the steps are compiled for the oldest processor.
+    dice random(11);
+    searchable m = cube_of_tetrahedra(3, 0.3);
+    ASSERT_TRUE(m.prepare());
+    const tetra_mesh mesh(m.pos, m.connect, m.neighbors);
+    for (unsigned k = 0; k < 500; ++k) {
+        const place p = random_place(random);
+        walk wide(point_at(p.values), 1e-6, random(m.connect.cols())), narrow = wide;
+        finish(wide, mesh);
+        while (narrow.step(mesh)) {
+        }
+        EXPECT_EQ(narrow.status(), wide.status());
+        EXPECT_EQ(narrow.element(), wide.element());
+        EXPECT_EQ(narrow.steps(), wide.steps());
+    }
+}
+
 TEST(ElementSearch, PointsAreOrderedWhateverTheyAre) {
     const double infinity = std::numeric_limits<double>::infinity(), large = std::numeric_limits<double>::max();
     for (const auto& some :
