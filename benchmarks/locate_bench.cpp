@@ -11,6 +11,7 @@
 #include <memory>
 #include <numeric>
 #include <random>
+#include <string>
 #include <vector>
 
 #include <nanoflann.hpp>
@@ -277,8 +278,7 @@ void BM_get_elements_containing_points(benchmark::State& state) {
     std::size_t differ = 0; // points on faces, points outside
     for (std::size_t k = 0; k < sorted.size(); ++k)
         differ += theirs[k] != elements[place_of[k]];
-    state.counters["elements"] = double(d.m.connect.cols());
-    state.counters["differ"] = double(differ);
+    state.SetLabel(std::to_string(d.m.connect.cols()) + " elements, " + std::to_string(differ) + " found differently");
     if (status < 0 || d.m.connect.empty() || differ > sorted.size() / 100)
         state.SkipWithError("not found");
 }
