@@ -17,15 +17,19 @@ from .flip import flip, flip_H8, flip_TH4, flip_W6
 from .measures import Angles, circumcenters, dihedral_angles, solid_angles, volume
 from .mesh import Mesh
 from .opening import Opened, duplicate_surface_nodes
+from .quality import MEASURES, Finding, Measured, check_mesh, measure_mesh
 from .split import SplitH8, SplitQ4, split_into_H8, split_solid_Q4
 from .surfaces import normals
 from .topology import ancestors, neighbors
 
 __all__ = [
+    "MEASURES",
     "NO_NODE",
     "Angles",
     "Converted",
     "ElementType",
+    "Finding",
+    "Measured",
     "Mesh",
     "MeshFileError",
     "MeshFileWarning",
@@ -34,6 +38,7 @@ __all__ = [
     "SplitQ4",
     "Sweep",
     "ancestors",
+    "check_mesh",
     "circumcenters",
     "convert_into_high_order",
     "convert_into_linear",
@@ -50,6 +55,7 @@ __all__ = [
     "flip_H8",
     "flip_TH4",
     "flip_W6",
+    "measure_mesh",
     "neighbors",
     "normals",
     "read",

@@ -44,7 +44,7 @@ def boundary(mesh: Mesh) -> Faces:
     dimension = max((SHAPES[kind].dimension for kind, _ in flat.blocks), default=0)
     shown = [b for b, (kind, _) in enumerate(flat.blocks) if SHAPES[kind].dimension == dimension >= 2]
     is_solid = dimension == 3
-    free = _free_faces([flat.blocks[b] for b in shown]) if is_solid else []
+    free = free_faces([flat.blocks[b] for b in shown]) if is_solid else []
     parts: List[Tuple[np.ndarray, np.ndarray, ElementType]] = []
     for place, b in enumerate(shown):
         kind, cells = flat.blocks[b]
@@ -74,8 +74,11 @@ def _rings(kind: ElementType) -> List[List[int]]:
     return rings
 
 
-def _free_faces(blocks: List[Block]) -> List[np.ndarray]:
-    """For each block of solids, which faces of its elements no other element has, ``(m, faces)``."""
+def free_faces(blocks: List[Block]) -> List[np.ndarray]:
+    """For each block of solids, which faces of its elements no other element has, ``(m, faces)``.
+
+    A face that more than two elements have counts as one that no other has.
+    """
     counts = [len(cells) for _, cells in blocks]
     mixed = np.full((sum(counts), 8), NO_NODE, dtype=np.uint32)
     ends = np.cumsum(counts)

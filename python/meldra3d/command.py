@@ -1,7 +1,7 @@
 """The command ``meldra3d``.
 
 Every failure ends in one line on the standard error stream and exit status 2. Results go to the standard output;
-progress and warnings do not.
+progress and warnings do not. A command that gives a number ends the process with that status.
 """
 
 import contextlib
@@ -13,6 +13,7 @@ import numpy as np
 
 from . import ElementType, Mesh, MeshFileWarning, draw, read, version, write
 from .command_extrude import extrude
+from .command_quality import check, measure
 from .convert import NodeCounts
 from .draw import PICTURES, VIEWS
 from .elements import SHAPES
@@ -38,15 +39,14 @@ def main(arguments: Optional[Sequence[str]] = None) -> int:
     Returns
     -------
     int
-        Exit status: 0, or 2 after a failure.
+        Exit status: 0, or 2 after a failure; 1 where ``check`` finds something wrong with a mesh.
     """
     with warnings.catch_warnings():
         warnings.simplefilter("ignore")
         warnings.simplefilter("always", MeshFileWarning)
         warnings.showwarning = lambda message, *_, **__: say(f"warning: {message}")
         try:
-            _commands.main(args=arguments, prog_name="meldra3d", standalone_mode=False)
-            return 0
+            return _commands.main(args=arguments, prog_name="meldra3d", standalone_mode=False) or 0
         except click.UsageError as error:
             path = error.ctx.command_path if error.ctx else "meldra3d"
             say(f"{error.format_message()} (see {path} --help)")
@@ -74,12 +74,14 @@ def _commands() -> None:
     \b
     Examples:
       meldra3d info part.msh
+      meldra3d check part.msh
       meldra3d extrude translate section.msh part.vtu --direction 0 0 20 --layers 10
       meldra3d draw part.vtu part.png
     """
 
 
-_commands.add_command(extrude)
+for command in (check, measure, extrude):
+    _commands.add_command(command)
 
 
 # ---- info ----

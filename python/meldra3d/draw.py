@@ -30,8 +30,8 @@ VIEWS: Dict[str, Tuple[float, float]] = {
 PICTURES = (".png", ".jpg", ".jpeg", ".pdf", ".svg")
 
 _LIGHT = np.array([-0.35, 0.50, 0.79])  # from above the viewer's left shoulder: right, up, towards the viewer
-_DPI = 200
-_INK = "#333333"
+DPI = 200
+INK = "#333333"
 
 _COLOURS = {
     "triangles": "#e8b04b",
@@ -111,10 +111,15 @@ def draw(
     axes = _viewing_axes(mesh.points[faces.rings], view)
     figure = _compose(mesh.points, faces, painting, axes, edges, legend)
     with replaced_when_complete(picture) as temporary:
-        figure.savefig(temporary, dpi=_DPI, facecolor="white", bbox_inches="tight", pad_inches=0.1)
+        figure.savefig(temporary, dpi=DPI, facecolor="white", bbox_inches="tight", pad_inches=0.1)
 
 
 # ---- colours ----
+
+
+def colour_of(kind: ElementType) -> str:
+    """The colour that pictures give a kind of surface element or solid."""
+    return _COLOURS[SHAPES[kind].name.split()[-1]]
 
 
 def _paint(mesh: Mesh, faces: Faces, by: str) -> _Painting:
@@ -131,7 +136,7 @@ def _paint_by_kind(mesh: Mesh, faces: Faces) -> _Painting:
     totals = mesh.counts()
     seen = [ElementType(kind) for kind in np.unique(faces.kinds)]
     labels = [(f"{SHAPES[kind].name} ({totals[kind]:,})", kind) for kind in seen]
-    colours = [_COLOURS[SHAPES[kind].name.split()[-1]] for kind in seen]
+    colours = [colour_of(kind) for kind in seen]
     return _paint_categories(faces.kinds, labels, colours, "")
 
 
@@ -302,7 +307,7 @@ def _explain(figure: Any, painting: _Painting, left: float, total: Tuple[float, 
         from matplotlib.patches import Patch
 
         handles = [
-            Patch(facecolor=colour, edgecolor=_INK, linewidth=0.4, label=text) for text, colour in painting.legend
+            Patch(facecolor=colour, edgecolor=INK, linewidth=0.4, label=text) for text, colour in painting.legend
         ]
         figure.legend(
             handles=handles,
@@ -312,7 +317,7 @@ def _explain(figure: Any, painting: _Painting, left: float, total: Tuple[float, 
             frameon=False,
             fontsize=9,
             title_fontsize=9,
-            labelcolor=_INK,
+            labelcolor=INK,
             alignment="left",
             borderpad=0,
             handlelength=1.2,
@@ -327,8 +332,8 @@ def _explain(figure: Any, painting: _Painting, left: float, total: Tuple[float, 
     ticks = MaxNLocator("auto", steps=[1, 2, 5, 10], integer=True) if painting.whole else None
     bar = figure.colorbar(ScalarMappable(norm, colour_map), cax=axis, ticks=ticks)
     bar.outline.set_linewidth(0.4)
-    bar.ax.tick_params(labelsize=8, colors=_INK, width=0.4)
-    bar.ax.set_title(title, fontsize=9, color=_INK, loc="left")
+    bar.ax.tick_params(labelsize=8, colors=INK, width=0.4)
+    bar.ax.set_title(title, fontsize=9, color=INK, loc="left")
 
 
 def _draw_axes(figure: Any, axes: np.ndarray, left: float, total: Tuple[float, float]) -> None:
@@ -342,5 +347,5 @@ def _draw_axes(figure: Any, axes: np.ndarray, left: float, total: Tuple[float, f
         tip = axes[:2, k]
         if np.linalg.norm(tip) < 0.08:
             continue
-        corner.annotate("", tip, (0, 0), arrowprops={"arrowstyle": "-|>", "color": _INK, "linewidth": 0.8})
-        corner.text(*(1.22 * tip), "xyz"[k], fontsize=8, color=_INK, ha="center", va="center")
+        corner.annotate("", tip, (0, 0), arrowprops={"arrowstyle": "-|>", "color": INK, "linewidth": 0.8})
+        corner.text(*(1.22 * tip), "xyz"[k], fontsize=8, color=INK, ha="center", va="center")

@@ -2,7 +2,7 @@
 
 import contextlib
 import sys
-from typing import Iterator, List, Tuple
+from typing import Any, Iterator, List, Tuple
 
 from .elements import SHAPES
 from .measures import signed_volumes, volume
@@ -40,8 +40,41 @@ def show(title: str, rows: List[Tuple[str, str, str]], remark: str) -> None:
     for row in rows:
         table.add_row(*(Text(item) for item in row))
     console.print(table, soft_wrap=False)
+    _warn(console, remark)
+
+
+def _warn(console: Any, remark: str) -> None:
+    from rich.text import Text
+
     if remark:
         console.print(Text(f"warning: {remark}", style="yellow"))
+
+
+def show_columns(
+    title: str, headings: List[str], rows: List[List[str]], names: int, note: str = "", remark: str = ""
+) -> None:
+    """Print a table with headings, and a note and a warning below it.
+
+    The first `names` columns hold words, the others numbers.
+    """
+    from rich.console import Console
+    from rich.table import Table
+    from rich.text import Text
+
+    console = Console(highlight=False, soft_wrap=True)
+    console.print(Text(title, style="bold"))
+    table = Table(box=None, pad_edge=False, padding=(0, 2, 0, 0), header_style="dim")
+    for k, heading in enumerate(headings):
+        is_name = k < names
+        table.add_column(
+            heading, style="cyan" if is_name else None, justify="left" if is_name else "right", no_wrap=True
+        )
+    for row in rows:
+        table.add_row(*(Text(item) for item in row))
+    console.print(table, soft_wrap=False)
+    if note:
+        console.print(Text(note, style="dim"))
+    _warn(console, remark)
 
 
 def solid_volume(flat: Mesh) -> float:
