@@ -44,7 +44,7 @@ def boundary(mesh: Mesh) -> Faces:
     dimension = max((SHAPES[kind].dimension for kind, _ in flat.blocks), default=0)
     shown = [b for b, (kind, _) in enumerate(flat.blocks) if SHAPES[kind].dimension == dimension >= 2]
     is_solid = dimension == 3
-    free = free_faces([flat.blocks[b] for b in shown]) if is_solid else []
+    free = _free_faces([flat.blocks[b] for b in shown]) if is_solid else []
     parts: List[Tuple[np.ndarray, np.ndarray, ElementType]] = []
     for place, b in enumerate(shown):
         kind, cells = flat.blocks[b]
@@ -74,7 +74,7 @@ def _rings(kind: ElementType) -> List[List[int]]:
     return rings
 
 
-def free_faces(blocks: List[Block]) -> List[np.ndarray]:
+def _free_faces(blocks: List[Block]) -> List[np.ndarray]:
     """For each block of solids, which faces of its elements no other element has, ``(m, faces)``.
 
     A face that more than two elements have counts as one that no other has.
@@ -87,6 +87,34 @@ def free_faces(blocks: List[Block]) -> List[np.ndarray]:
         mixed[end - len(cells) : end, :vertices] = cells[:, :vertices]
     alone = neighbors(mixed, ElementType.SOLID_MIX) == NO_NODE
     return [alone[end - len(cells) : end, : len(SHAPES[kind].faces)] for (kind, cells), end in zip(blocks, ends)]
+
+
+def lonely_faces(flat: Mesh) -> Tuple[np.ndarray, np.ndarray]:
+    """The vertex cycles ``(f, 4)`` of the faces that have no single neighbour, and their elements."""
+    firsts = np.cumsum([0] + [len(cells) for _, cells in flat.blocks])
+    solids = [b for b, (kind, _) in enumerate(flat.blocks) if SHAPES[kind].dimension == 3]
+    cycles = [np.empty((0, 4), dtype=np.uint32)]
+    elements = [np.empty(0, dtype=np.intp)]
+    for b, free in zip(solids, _free_faces([flat.blocks[b] for b in solids]) if solids else []):
+        kind, cells = flat.blocks[b]
+        for f, face in enumerate(SHAPES[kind].faces):
+            rows = np.flatnonzero(free[:, f])
+            nodes = cells[rows][:, list(face)]
+            cycles.append(np.pad(nodes, ((0, 0), (0, 4 - len(face))), constant_values=NO_NODE))
+            elements.append(firsts[b] + rows)
+    return np.concatenate(cycles), np.concatenate(elements)
+
+
+def edges_of(cycles: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
+    """The edges ``(e, 2)`` of triangles and quadrangles ``(f, 4)``, the smaller node first, and the face of each.
+
+    An edge comes as often as faces have it.
+    """
+    following = np.roll(cycles, -1, axis=1)
+    following[:, 2] = np.where(cycles[:, 3] == NO_NODE, cycles[:, 0], following[:, 2])
+    pairs = np.sort(np.stack([cycles, following], axis=-1).reshape(-1, 2), axis=1)
+    is_edge = (pairs[:, 1] != NO_NODE) & (pairs[:, 0] != pairs[:, 1])
+    return pairs[is_edge], np.repeat(np.arange(len(cycles)), 4)[is_edge]
 
 
 def _joined(parts: List[Tuple[np.ndarray, np.ndarray, ElementType]], closed: bool) -> Faces:

@@ -13,6 +13,7 @@ import numpy as np
 
 from . import ElementType, Mesh, MeshFileWarning, draw, read, version, write
 from .command_extrude import extrude
+from .command_open import open_command
 from .command_quality import check, measure
 from .convert import NodeCounts
 from .draw import PICTURES, VIEWS
@@ -80,7 +81,7 @@ def _commands() -> None:
     """
 
 
-for command in (check, measure, extrude):
+for command in (check, measure, extrude, open_command):
     _commands.add_command(command)
 
 

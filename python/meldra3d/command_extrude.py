@@ -56,18 +56,18 @@ def _axis_options(command: Any) -> Any:
         click.option(
             "--angle", type=float, required=True, metavar="DEGREES", help="The whole turn, by the right-hand rule."
         ),
-        _vector_option("--point", "A point of the axis.", default=(0, 0, 0), show_default="the origin"),
-        _vector_option("--axis", "Direction of the axis; its length does not matter.", required=True),
+        vector_option("--point", "A point of the axis.", default=(0, 0, 0), show_default="the origin"),
+        vector_option("--axis", "Direction of the axis; its length does not matter.", required=True),
     ):
         command = option(command)
     return command
 
 
-def _vector_option(name: str, text: str, **more: Any) -> Any:
+def vector_option(name: str, text: str, **more: Any) -> Any:
     return click.option(name, nargs=3, type=float, metavar="X Y Z", help=text, **more)
 
 
-def _check_vector(name: str, vector: Vector, least: float = -1.0) -> None:
+def check_vector(name: str, vector: Vector, least: float = -1.0) -> None:
     if not np.isfinite(vector).all():
         raise click.UsageError(f"{name}: must be three finite numbers")
     if not np.linalg.norm(vector) > least:
@@ -91,7 +91,7 @@ def _spacing(layers: Optional[int], sizes: Optional[Tuple[float, float]], even: 
 @extrude.command(short_help="Sweep along a straight vector.")
 @click.argument("file")
 @click.argument("output")
-@_vector_option("--direction", "The whole translation, length included.", required=True)
+@vector_option("--direction", "The whole translation, length included.", required=True)
 @_layer_options
 def translate(file: str, output: str, direction: Vector, **layers: Any) -> None:
     """Sweep the triangles and quadrangles of FILE along a straight vector and write the solids to OUTPUT.
@@ -104,7 +104,7 @@ def translate(file: str, output: str, direction: Vector, **layers: Any) -> None:
       meldra3d extrude translate section.msh part.vtu --direction 0 0 20 --sizes 0.5 4 --even
       meldra3d extrude translate plate.obj plate.mesh --direction 0 -1e-3 0 --layers 2
     """
-    _check_vector("--direction", direction, 0)
+    check_vector("--direction", direction, 0)
     spacing = _spacing(**layers)
     _sweep(
         file,
@@ -145,7 +145,7 @@ def rotate(file: str, output: str, axis: Vector, point: Vector, angle: float, **
 @click.argument("file")
 @click.argument("output")
 @_axis_options
-@_vector_option("--shift", "The whole translation, length included.", required=True)
+@vector_option("--shift", "The whole translation, length included.", required=True)
 @_layer_options
 def spiral(file: str, output: str, axis: Vector, point: Vector, angle: float, shift: Vector, **layers: Any) -> None:
     """Turn and move the triangles and quadrangles of FILE at the same time and write the solids to OUTPUT.
@@ -159,7 +159,7 @@ def spiral(file: str, output: str, axis: Vector, point: Vector, angle: float, sh
       meldra3d extrude spiral plate.msh twisted.vtu --axis 0 0 1 --angle 90 --shift 0 0 20 --sizes 0.5 0.5
     """
     rotation = _rotation(axis, point, angle)
-    _check_vector("--shift", shift, 0)
+    check_vector("--shift", shift, 0)
     spacing = _spacing(**layers)
     _sweep(
         file,
@@ -210,10 +210,10 @@ def normal(file: str, output: str, thickness: Optional[float], shifts: Optional[
 @extrude.command("line", short_help="Sweep along a polyline.")
 @click.argument("file")
 @click.argument("output")
-@_vector_option("--through", "A point of the line; give two or more, in order.", multiple=True)
+@vector_option("--through", "A point of the line; give two or more, in order.", multiple=True)
 @click.option("--size", "sizes", type=float, multiple=True, metavar="S", help="With --through: the size at each point.")
 @click.option("--line", "path", metavar="TEXTFILE", help="In place of --through: the points, one in each row.")
-@_vector_option(
+@vector_option(
     "--start", "Direction in which the faces look before the line begins; by default that of its first segment."
 )
 def line_command(
@@ -245,7 +245,7 @@ def line_command(
     if not all(0 < size < np.inf for size in sizes):
         raise click.UsageError("--size: must be greater than 0, and finite")
     if start is not None:
-        _check_vector("--start", start, 0)
+        check_vector("--start", start, 0)
     rows = np.column_stack([through, sizes] if sizes else [through]) if path is None else _read_line(path)
     if len(rows) < 2:
         raise click.UsageError(f"{'--through' if path is None else path}: a line needs two points or more")
@@ -319,8 +319,8 @@ def _shifts(file: str, mesh: Mesh, name: str) -> np.ndarray:
 
 def _rotation(axis: Vector, point: Vector, angle: float) -> np.ndarray:
     """The rotation vector that the options ask for."""
-    _check_vector("--axis", axis, 0)
-    _check_vector("--point", point)
+    check_vector("--axis", axis, 0)
+    check_vector("--point", point)
     if not np.isfinite(angle) or angle == 0:
         raise click.UsageError("--angle: must be a finite number other than 0")
     rotation: np.ndarray = np.radians(angle) * np.array(axis) / np.linalg.norm(axis)

@@ -1,11 +1,11 @@
 """Whole meshes examined: what is wrong with them, and how well their solids are shaped."""
 
-from typing import Any, List, NamedTuple, Tuple
+from typing import Any, List, NamedTuple
 
 import numpy as np
 
-from .boundary import free_faces
-from .elements import NO_NODE, SHAPES, ElementType
+from .boundary import edges_of, lonely_faces
+from .elements import SHAPES, ElementType
 from .measures import areas, dihedral_angles, signed_volumes, solid_angles
 from .mesh import Block, Mesh
 
@@ -100,40 +100,15 @@ def _with_repeated_nodes(flat: Mesh) -> Finding:
 
 def _faults_between(flat: Mesh) -> List[Finding]:
     """Faces shared too often, and edges where the boundary is open."""
-    cycles, elements = _lonely_faces(flat)
+    cycles, elements = lonely_faces(flat)
     _, same, counts = np.unique(np.sort(cycles, axis=1), axis=0, return_inverse=True, return_counts=True)
     shared = counts[same.ravel()] > 2
     crowded = Finding(
         "faces that more than two solids share", int((counts > 2).sum()), np.unique(elements[shared]), "elements"
     )
-    edges, meeting = np.unique(_edges_of(cycles[~shared]), axis=0, return_counts=True)
+    edges, meeting = np.unique(edges_of(cycles[~shared])[0], axis=0, return_counts=True)
     odd = edges[meeting % 2 == 1]
     return [crowded, Finding("edges at which the boundary is not closed", len(odd), np.unique(odd), "nodes")]
-
-
-def _lonely_faces(flat: Mesh) -> Tuple[np.ndarray, np.ndarray]:
-    """The vertex cycles ``(f, 4)`` of the faces that have no single neighbour, and their elements."""
-    firsts = np.cumsum([0] + [len(cells) for _, cells in flat.blocks])
-    solids = [b for b, (kind, _) in enumerate(flat.blocks) if SHAPES[kind].dimension == 3]
-    cycles = [np.empty((0, 4), dtype=np.uint32)]
-    elements = [np.empty(0, dtype=np.intp)]
-    for b, free in zip(solids, free_faces([flat.blocks[b] for b in solids]) if solids else []):
-        kind, cells = flat.blocks[b]
-        for f, face in enumerate(SHAPES[kind].faces):
-            rows = np.flatnonzero(free[:, f])
-            nodes = cells[rows][:, list(face)]
-            cycles.append(np.pad(nodes, ((0, 0), (0, 4 - len(face))), constant_values=NO_NODE))
-            elements.append(firsts[b] + rows)
-    return np.concatenate(cycles), np.concatenate(elements)
-
-
-def _edges_of(cycles: np.ndarray) -> np.ndarray:
-    """The edges ``(e, 2)`` of triangles and quadrangles, each as often as it comes, the smaller node first."""
-    following = np.roll(cycles, -1, axis=1)
-    following[:, 2] = np.where(cycles[:, 3] == NO_NODE, cycles[:, 0], following[:, 2])
-    pairs = np.sort(np.stack([cycles, following], axis=-1).reshape(-1, 2), axis=1)
-    edges: np.ndarray = pairs[(pairs[:, 1] != NO_NODE) & (pairs[:, 0] != pairs[:, 1])]
-    return edges
 
 
 def _unused_nodes(flat: Mesh) -> Finding:

@@ -8,7 +8,7 @@ import pytest
 from grids import bricks, mixed, tetrahedra
 from reference_elements import raw_element
 
-from meldra3d import MEASURES, Mesh, flip, measure_mesh, read, write
+from meldra3d import MEASURES, NO_NODE, Mesh, flip, measure_mesh, neighbors, read, write
 from meldra3d.command import main
 from meldra3d.elements import ElementType as K
 
@@ -135,8 +135,77 @@ def test_measure_draws_histograms(folder, capfd):
     assert "<svg" in (folder / "h.svg").read_text()
 
 
+# ---- open ----
+
+
+def pairs_in(path):
+    with open(path, newline="") as file:
+        rows = list(csv.reader(file))
+    assert rows[0] == ["node", "copy", "side"]
+    return [(int(node), int(copy), side) for node, copy, side in rows[1:]]
+
+
+@pytest.mark.parametrize("extension", ["vtu", "msh", "mesh"])
+def test_open_along_a_plane_parts_the_solids_and_lists_the_copies(folder, capfd, extension):
+    write(f"in.{extension}", Mesh(BLOCK, [(K.TH4, tetrahedra(BRICKS))]))
+    status, out, err = run(
+        capfd, "open", f"in.{extension}", f"out.{extension}", "--plane", "0", "0", "3", "--point", "9", "9", "1",
+        "--pairs", "pairs.csv",
+    )  # fmt: skip
+    assert (status, err) == (0, "")
+    assert re.search(r"\nnodes +100 +25 of them copies", out) and re.search(r"\nopened faces +32 ", out)
+    mesh = read(f"out.{extension}")
+    cells = mesh.blocks[0][1]
+    above = mesh.points[cells].mean(axis=1)[:, 2] > 1
+    across = neighbors(cells, K.TH4)
+    inner = across != NO_NODE
+    assert (above[np.where(inner, across, 0)] == above[:, None])[inner].all()
+    pairs = pairs_in("pairs.csv")
+    assert sorted(node for node, _, _ in pairs) == list(range(25, 50))
+    assert [(copy, side) for _, copy, side in pairs] == [(75 + k, "plus") for k in range(25)]
+    np.testing.assert_array_equal(mesh.points[75:], BLOCK[[node for node, _, _ in pairs]])
+    assert run(capfd, "check", f"out.{extension}")[0] == 0
+
+
+def test_open_for_both_sides_lists_both_copies(folder, capfd):
+    assert run(capfd, "open", "block.vtu", "o.vtu", "--plane", "1", "0", "0", "--point", "2", "0", "0", "--both",
+               "--pairs", "p.csv")[0] == 0  # fmt: skip
+    pairs = pairs_in("p.csv")
+    assert [side for _, _, side in pairs] == ["plus"] * 15 + ["minus"] * 15
+    assert sorted(node for node, _, _ in pairs[:15]) == sorted(node for node, _, _ in pairs[15:])
+    mesh = read("o.vtu")
+    x = mesh.points[mesh.blocks[1][1]].mean(axis=1)[:, 0]
+    for node, copy, side in pairs:
+        holders = (mesh.blocks[1][1] == copy).any(axis=1)
+        assert holders.any() and ((x[holders] > 2) == (side == "plus")).all()
+        assert not (mesh.blocks[1][1] == node).any()
+
+
+@pytest.mark.parametrize("keep,copies", [([], 9), (["--keep-border"], 1)])
+def test_open_along_the_faces_of_a_file_with_or_without_its_border(folder, capfd, keep, copies):
+    disc = np.array([row[4:] for row in BRICKS[:16] if row[0] in (6, 7, 11, 12)])
+    nodes, numbers = np.unique(disc, return_inverse=True)
+    write("disc.obj", Mesh(BLOCK[nodes], [(K.Q4, numbers.reshape(disc.shape))]))
+    status, out, err = run(capfd, "open", "block.vtu", "o.vtu", "--surface", "disc.obj", *keep, "--pairs", "p.csv")
+    assert (status, err) == (0, "")
+    assert len(pairs_in("p.csv")) == copies
+    assert ("kept nodes" in out) == bool(keep)
+    assert not keep or re.search(r"\nkept nodes +8 +on the border", out)
+    mesh = read("o.vtu")
+    middle = 25 + 12
+    if keep:  # one node is doubled: the four cubes above have the copy
+        ((old, new, _),) = pairs_in("p.csv")
+        assert (old, new) == (middle, 75)
+        cells = mesh.blocks[1][1]
+        assert np.flatnonzero((cells == new).any(axis=1)).tolist() == [21, 22, 25, 26]
+        assert np.flatnonzero((cells == old).any(axis=1)).tolist() == [5, 6, 9, 10]
+        assert run(capfd, "check", "o.vtu")[0] == 0
+
+
 # ---- failures: one line, status 2, nothing written ----
 
+PLANE = ["--plane", "0", "0", "1"]
+POINT = ["--point", "0", "0", "1"]
 FAILURES = {
     "no such file to check": (["check", "nowhere.vtu"], "nowhere.vtu: no such file"),
     "a damaged file to check": (["check", "damaged.vtu"], "damaged.vtu: cannot be read"),
@@ -146,6 +215,26 @@ FAILURES = {
     "a table of unknown kind": (["measure", "block.vtu", "--csv", "out.xls"], "out.xls: cannot write .*'.xls'.* .csv"),
     "a histogram of unknown kind": (["measure", "block.vtu", "--histogram", "out.gif"], "out.gif: cannot write .*.png"),
     "values in no file": (["measure", "block.vtu", "-o", "out.doc"], "out.doc: cannot write files of kind '.doc'"),
+    "no such file to open": (["open", "nowhere.vtu", "out.vtu", *PLANE], "nowhere.vtu: no such file"),
+    "nothing to open along": (["open", "block.vtu", "out.vtu"], "give either --surface or --plane"),
+    "both a surface and a plane": (["open", "block.vtu", "out.vtu", *PLANE, "--surface", "faces.vtu"], "give either"),
+    "a point without a plane": (["open", "block.vtu", "out.vtu", "--surface", "faces.vtu", "--point", "0", "0", "0"],
+                                "--point goes with --plane"),
+    "a plane across nothing": (["open", "block.vtu", "out.vtu", "--plane", "0", "0", "0"], "--plane: .*length"),
+    "a plane that is not finite": (["open", "block.vtu", "out.vtu", "--plane", "0", "nan", "0"], "--plane: .*finite"),
+    "a point that is not finite": (["open", "block.vtu", "out.vtu", *PLANE, "--point", "0", "inf", "0"], "--point: "),
+    "a plane without faces": (["open", "block.vtu", "out.vtu", *PLANE, "--point", "0", "0", "0.5"],
+                              "block.vtu: no face between two solids lies in this plane"),
+    "a plane outside": (["open", "block.vtu", "out.vtu", *PLANE], "block.vtu: no face between two solids"),
+    "no solids to open": (["open", "faces.vtu", "out.vtu", *PLANE], "faces.vtu: has no solids to open"),
+    "quadratic solids to open": (["open", "h20.vtu", "out.vtu", *PLANE], "h20.vtu: holds 20-node hexahedra, but"),
+    "no such surface": (["open", "block.vtu", "out.vtu", "--surface", "no.vtu"], "no.vtu: no such file"),
+    "a surface without faces": (["open", "block.vtu", "out.vtu", "--surface", "h20.vtu"], "h20.vtu: has no linear tri"),
+    "a surface outside": (["open", "block.vtu", "out.vtu", "--surface", "faces.vtu"],
+                          "faces.vtu: 3 of 3 faces lie between no two solids of block.vtu"),
+    "an opened mesh of unknown kind": (["open", "block.vtu", "out.doc", *PLANE], "out.doc: cannot write"),
+    "an opened mesh that holds no solids": (["open", "block.vtu", "out.stl", *PLANE, *POINT], "out.stl: .*cannot hold"),
+    "pairs of unknown kind": (["open", "block.vtu", "out.vtu", *PLANE, "--pairs", "p.txt"], "p.txt: cannot write"),
     "a table in no folder": (["measure", "block.vtu", "--csv", "no/out.csv"], "no/out.csv: there is no folder no"),
 }  # fmt: skip
 
@@ -155,6 +244,7 @@ def test_a_failure_is_one_line_with_status_2_and_leaves_nothing(folder, capfd, n
     arguments, message = FAILURES[name]
     (folder / "damaged.vtu").write_text("<VTKFile")
     write("faces.vtu", Mesh(BLOCK, [(K.Q4, BRICKS[:3, :4])]))
+    write("h20.vtu", Mesh(raw_element(K.H20, "ours"), [(K.H20, [range(20)])]))
     before = {path.name: path.read_bytes() for path in folder.iterdir()}
     status, out, err = run(capfd, *arguments)
     assert (status, out) == (2, "")
