@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Make a part with each kind of sweep, and show all of them in one table and on one sheet.
+"""Make a part with each kind of sweep, and open one: show all of them in one table and on one sheet.
 
     examples/gallery.py [FOLDER]     writes the files of the parts and gallery.png into FOLDER (by default out)
 
@@ -9,6 +9,7 @@ Run it with the package on the path, as scripts/demo.sh does.
 import pathlib
 import tempfile
 
+import crack
 import elbow
 import flange
 import manifold
@@ -20,11 +21,12 @@ from parts import run
 
 import meldra3d
 
-# The rows of the sheet: a part, how it is swept, and what its colours show.
+# The rows of the sheet: a part, how it is made, and what its colours show.
 SHEET = [
     [
         ("flange", "along a vector", "wedges and hexahedra"),
         ("wing", "along the normals", "layers, growing outwards"),
+        ("crack", "opened, halved", "movement up and down"),
     ],
     [
         ("elbow", "about an axis", "volume of the elements"),
@@ -42,7 +44,7 @@ def draw_sheet(parts, target):
         pictures = {}
         for part in parts:
             file = pathlib.Path(folder) / f"{part.name}.png"
-            meldra3d.draw(part.mesh, file, by=part.colours, view=part.view, legend=False)
+            meldra3d.draw(part.shown or part.mesh, file, by=part.colours, view=part.view, legend=False)
             pictures[part.name] = imread(file)
     widths = {name: picture.shape[1] / picture.shape[0] for name, picture in pictures.items()}
     heights = [(WIDTH - MARGIN * (len(row) + 1)) / sum(widths[name] for name, *_ in row) for row in SHEET]
@@ -51,14 +53,14 @@ def draw_sheet(parts, target):
     top = total
     for row, height in zip(SHEET, heights):
         left, top = MARGIN, top - MARGIN - height
-        for name, sweep, colours in row:
+        for name, how, colours in row:
             width = height * widths[name]
             axes = sheet.add_axes((left / WIDTH, top / total, width / WIDTH, height / total))
             axes.imshow(pictures[name], aspect="auto", interpolation="antialiased")
             axes.set_axis_off()
             middle = (left + width / 2) / WIDTH
             caption = {"ha": "center", "va": "top", "color": INK}
-            sheet.text(middle, (top - 0.1) / total, f"{name}: {sweep}", fontsize=15, weight="bold", **caption)
+            sheet.text(middle, (top - 0.1) / total, f"{name}: {how}", fontsize=15, weight="bold", **caption)
             sheet.text(middle, (top - 0.4) / total, f"colours: {colours}", fontsize=13, **caption)
             left += width + MARGIN
         top -= CAPTION
@@ -66,5 +68,5 @@ def draw_sheet(parts, target):
 
 
 if __name__ == "__main__":
-    folder, parts = run(flange.make, elbow.make, spring.make, wing.make, manifold.make)
+    folder, parts = run(flange.make, elbow.make, spring.make, wing.make, manifold.make, crack.make)
     draw_sheet(parts, folder / "gallery.png")

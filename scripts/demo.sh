@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the library and its Python module in Release, makes a part with each kind of sweep, checks the volumes, and
+# Builds the library and its Python module in Release, makes a part with each kind of sweep and opens one, checks them, and
 # leaves out/gallery.png, a sheet of all parts, and a .vtu and a .png of each.
 set -euo pipefail
 cd "$(dirname "$0")/.."

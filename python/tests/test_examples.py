@@ -7,11 +7,12 @@ import sys
 import numpy as np
 import pytest
 
-from meldra3d import Mesh, flip_H8
+from meldra3d import NO_NODE, Mesh, flip_H8
 from meldra3d.elements import ElementType as K
-from meldra3d.measures import areas
+from meldra3d.measures import areas, signed_volumes
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "examples"))
+import crack  # noqa: E402
 import elbow  # noqa: E402
 import manifold  # noqa: E402
 import parts  # noqa: E402
@@ -37,11 +38,22 @@ def test_a_single_inverted_element_is_a_fault(sound):
     assert parts.faults(sound._replace(mesh=mesh)) == "elbow: 1 elements have no positive volume"
 
 
+def test_what_the_check_of_a_mesh_finds_is_a_fault(sound):
+    mesh = Mesh(np.concatenate([sound.mesh.points, [[0.0, 0, 0]]]), sound.mesh.blocks)
+    assert parts.faults(sound._replace(mesh=mesh)) == "elbow: 1 nodes in no element"
+
+
+def test_each_further_figure_must_be_that_of_its_formula(sound):
+    checks = [("copies", 7, 7), ("solids", 20, 20 * (1 + 2e-12))]
+    assert parts.faults(sound._replace(checks=checks[:1])) == ""
+    assert parts.faults(sound._replace(checks=checks)) == "elbow: solids is off by more than 1e-12"
+
+
 def test_a_fault_ends_the_process_with_its_name(sound, tmp_path, monkeypatch, capsys):
     monkeypatch.setattr(sys, "argv", ["elbow.py", str(tmp_path)])
     monkeypatch.setattr(parts, "save", lambda *_: None)
     assert parts.run(lambda: sound) == (tmp_path, [sound])
-    assert "510,039.29" in capsys.readouterr().out
+    assert "510,039.3" in capsys.readouterr().out
     with pytest.raises(SystemExit, match="^elbow: the volume is off"):
         parts.run(lambda: sound._replace(expected=1.0))
 
@@ -86,3 +98,33 @@ def test_the_volume_of_a_narrowing_bend_is_what_its_section_sweeps_through_step_
             u, v = (1 - t) * first + t * second  # two sides of a section of area 1 at the port
             total += np.cross(u, v) @ step / slices
     assert manifold.exact_volume(line, 1.0) == pytest.approx(abs(total), rel=1e-5)
+
+
+def test_the_gap_of_the_crack_is_an_ellipsoid_where_the_mesh_is_fine(monkeypatch):
+    monkeypatch.setattr(crack, "AROUND", 2000)
+    monkeypatch.setattr(crack, "INSIDE", 500)
+    ellipsoid = 4 / 3 * math.pi * crack.RADIUS**2 * crack.OPENING
+    assert crack.opening_volume() == pytest.approx(ellipsoid, rel=1e-5)
+
+
+def test_cohesive_elements_have_no_thickness_before_the_faces_move():
+    surface = np.array([[0, 1, 2, NO_NODE], [1, 3, 4, 2], [3, 5, 6, 4]], dtype=np.uint32)
+    points = np.array([[0.0, 0, 0], [1, -1, 0], [1, 1, 0], [2, -1, 0], [2, 1, 0], [3, -1, 0], [3, 1, 0]])
+    pairs = np.array([[0, 7], [1, 8], [2, 9], [3, 10], [4, 11]], dtype=np.uint32)  # 5 and 6 are the front
+    closed = np.concatenate([points, points[:5]])
+    opened = closed + np.outer(np.arange(12) > 6, [0, 0, 1])
+    wedges, hexahedra = crack.cohesive(surface, pairs)
+    assert (len(wedges), len(hexahedra)) == (2, 1)
+    for kind, cells, expected in ((K.W6, wedges, [1.0, 1.0]), (K.H8, hexahedra, [2.0])):
+        np.testing.assert_array_equal(signed_volumes(closed, kind, cells), 0)
+        np.testing.assert_allclose(signed_volumes(opened, kind, cells), expected, rtol=1e-14)
+
+
+def test_only_the_inside_of_the_block_moves():
+    block = crack.block()
+    x = block.points
+    moved = crack.pulled(x, np.empty(0, dtype=int)) - x
+    outside = (np.abs(x[:, :2]).max(axis=1) > crack.WIDTH - 1e-9) | (np.abs(x[:, 2]) > crack.HEIGHT - 1e-9)
+    assert np.abs(moved[outside]).max() == 0
+    assert np.abs(moved[:, :2]).max() == 0
+    assert np.abs(moved[:, 2]).max() == pytest.approx(crack.OPENING)
