@@ -14,6 +14,7 @@ from .elements import NO_NODE, ElementType
 from .extrude import Sweep, extrude_line, extrude_normal, extrude_rotate, extrude_spiral, extrude_translate
 from .files import MeshFileError, MeshFileWarning, read, write
 from .flip import flip, flip_H8, flip_TH4, flip_W6
+from .locate import Located, Locator, interpolate, interpolate_metrics, locate
 from .measures import Angles, circumcenters, dihedral_angles, solid_angles, volume
 from .mesh import Mesh
 from .opening import Opened, duplicate_surface_nodes
@@ -29,6 +30,8 @@ __all__ = [
     "Converted",
     "ElementType",
     "Finding",
+    "Located",
+    "Locator",
     "Measured",
     "Mesh",
     "MeshFileError",
@@ -55,6 +58,9 @@ __all__ = [
     "flip_H8",
     "flip_TH4",
     "flip_W6",
+    "interpolate",
+    "interpolate_metrics",
+    "locate",
     "measure_mesh",
     "neighbors",
     "normals",

@@ -131,6 +131,14 @@ _CONVERSION = {
     -12: ("edges", "must have as many columns as such edges have nodes, and name nodes that exist"),
 }
 
+_TETRAHEDRA = ("cells", "are not tetrahedra on these points")
+_TETRAHEDRAL_SEARCH = {
+    -1: _POINTS_IN_SPACE,
+    -2: _TETRAHEDRA,
+    -3: ("neighbors", "must have an element or NO_NODE for each face of each element"),
+    -4: ("ancestors", "must be elements of the mesh or NO_NODE"),
+}
+
 #: For each form of each function: status -> (argument, what is wrong with it).
 STATUS: Dict[str, Dict[int, Tuple[str, str]]] = {
     **{f"{form}, in full": rows for form, rows in _SWEEPS.items()},
@@ -176,6 +184,25 @@ STATUS: Dict[str, Dict[int, Tuple[str, str]]] = {
         -4: ("ancestors", "must have an entry for each node of the cells"),
         -5: ("surface", "is not made of the faces that solids of this kind have, on these points"),
         -9: ("kind", "must be TH4, H8 or SOLID_MIX"),
+    },
+    "tetrahedra": {
+        -1: _POINTS_IN_SPACE,
+        -2: _TETRAHEDRA,
+    },
+    "locate": {
+        **_TETRAHEDRAL_SEARCH,
+        -6: ("kind", "must be a kind of tetrahedron"),
+        -7: ("queries", "must have 3 columns"),
+    },
+    "interpolate": {
+        **_TETRAHEDRAL_SEARCH,
+        -5: ("field", "must have an entry for each of the points"),
+        -6: ("nodes", "must name nodes that exist"),
+    },
+    "interpolate_metrics": {
+        **_TETRAHEDRAL_SEARCH,
+        -5: ("metrics", "must be 6 numbers or 1 for each of the points"),
+        -6: ("nodes", "must name nodes that exist"),
     },
     "neighbors": {
         -1: ("cells", "do not suit this kind of element"),

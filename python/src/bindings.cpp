@@ -443,6 +443,101 @@ py::tuple get_ancestors(const ids_array& cells) {
     return py::make_tuple(status, hand_out(ancestors));
 }
 
+/// Defines the detector of the nodes of a mesh, and what is searched for and interpolated in a mesh of tetrahedra.
+void add_location(py::module_& module) {
+    using quorl::meldra::node_detector;
+    using ids_list = list<unsigned int>;
+    using mutable_points = py::array_t<double, py::array::c_style>;
+    py::class_<node_detector>(module, "NodeDetector")
+        .def(py::init<>())
+        .def(
+            "reinit",
+            [](node_detector& detector, const points_array& points, const ids_array& cells) {
+                const dense2D<double> pos = lay_over(points);
+                const ids connect = lay_over(cells);
+                const py::gil_scoped_release unlocked;
+                return detector.reinit(pos, connect);
+            },
+            as_it_is("points"), as_it_is("cells"))
+        .def(
+            "find_closest",
+            [](const node_detector& detector, const points_array& queries) {
+                const dense2D<double> given = lay_over(queries);
+                if (queries.shape(1) != 3)
+                    throw py::value_error("expected three columns");
+                py::array_t<unsigned int> nodes(queries.shape(0));
+                unsigned int* const closest = nodes.mutable_data();
+                {
+                    const py::gil_scoped_release unlocked;
+                    for (std::size_t i = 0; i < given.cols(); ++i)
+                        closest[i] = detector.find_closest({given(0, i), given(1, i), given(2, i)});
+                }
+                return nodes;
+            },
+            as_it_is("queries"));
+
+    module.def(
+        "get_elements_containing_points",
+        [](const points_array& points, const ids_array& cells, const ids_array& neighbors, const ids_array& ancestors,
+           const node_detector& detector, int kind, const points_array& queries, double tolerance) {
+            const dense2D<double> pos = lay_over(points);
+            const ids connect = lay_over(cells);
+            const ids across = lay_over(neighbors);
+            const dense1D<unsigned int, 8> holders = ids_list::lay(ancestors);
+            const dense2D<double> given = lay_over(queries);
+            dense1D<unsigned int, 8> elements;
+            dense2D<double> local;
+            int status = 0;
+            {
+                const py::gil_scoped_release unlocked;
+                status = quorl::meldra3d::get_elements_containing_points(pos, connect, across, holders, detector,
+                                                                         static_cast<quorl::element_type>(kind), given,
+                                                                         elements, local, tolerance);
+            }
+            return py::make_tuple(status, hand_out(elements), hand_out(local));
+        },
+        as_it_is("points"), as_it_is("cells"), as_it_is("neighbors"), as_it_is("ancestors"), as_it_is("detector"),
+        py::arg("kind"), as_it_is("queries"), py::arg("tolerance"));
+
+    // The values are written where they are: one number for each node, or a row of numbers.
+    const auto fill = [](const points_array& points, const ids_array& cells, const ids_array& neighbors,
+                         const ids_array& ancestors, mutable_points& values, const ids_array& nodes, auto call) {
+        const dense2D<double> pos = lay_over(points);
+        const ids connect = lay_over(cells);
+        const ids across = lay_over(neighbors);
+        const dense1D<unsigned int, 8> holders = ids_list::lay(ancestors);
+        const dense1D<unsigned int, 8> listed = ids_list::lay(nodes);
+        values.mutable_data(); // throws when the array is read-only
+        if (values.ndim() == 1) {
+            dense1D<double, 8> numbers = list<double>::lay(values);
+            const py::gil_scoped_release unlocked;
+            return call(pos, connect, across, holders, numbers, listed);
+        }
+        dense2D<double> rows = lay_over(values);
+        const py::gil_scoped_release unlocked;
+        return call(pos, connect, across, holders, rows, listed);
+    };
+    module.def(
+        "interpolate",
+        [fill](const points_array& points, const ids_array& cells, const ids_array& neighbors,
+               const ids_array& ancestors, mutable_points field, const ids_array& nodes) {
+            return fill(points, cells, neighbors, ancestors, field, nodes,
+                        [](auto&... all) { return quorl::meldra3d::interpolate(all...); });
+        },
+        as_it_is("points"), as_it_is("cells"), as_it_is("neighbors"), as_it_is("ancestors"), as_it_is("field"),
+        as_it_is("nodes"));
+    module.def(
+        "interpolate_metrics",
+        [fill](const points_array& points, const ids_array& cells, const ids_array& neighbors,
+               const ids_array& ancestors, mutable_points metrics, const ids_array& nodes, bool keep_valid) {
+            return fill(points, cells, neighbors, ancestors, metrics, nodes, [keep_valid](auto&... all) {
+                return quorl::meldra3d::interpolate_metrics(all..., keep_valid);
+            });
+        },
+        as_it_is("points"), as_it_is("cells"), as_it_is("neighbors"), as_it_is("ancestors"), as_it_is("metrics"),
+        as_it_is("nodes"), py::arg("keep_valid"));
+}
+
 void add_element_types(py::module_& module) {
     using namespace quorl;
     const std::pair<const char*, element_type> types[] = {
@@ -485,6 +580,7 @@ PYBIND11_MODULE(_core, module) {
     add_sweeps(module);
     add_flips(module);
     add_conversions(module);
+    add_location(module);
     module.def("split_into_H8", &split_into_H8, as_it_is("points"), as_it_is("cells"), as_it_is("hexahedra"),
                as_it_is("faces"), as_it_is("edges"));
     module.def("split_solid_Q4", &split_solid_Q4, as_it_is("points"), as_it_is("cells"), as_it_is("quadrangles"),
