@@ -117,7 +117,7 @@ class Locator:
         q = _as_queries(queries)
         f = _as_field(field, len(self._points))
         values = _initial(f, len(q), outside, given)
-        if values.size == 0:
+        if values.size == 0 or len(self._cells) == 0:
             return values
         elements, weights, found = self.locate(q)
         rows, filled = f.reshape(len(f), -1), values.reshape(len(q), -1)
