@@ -13,6 +13,7 @@ import numpy as np
 
 from . import ElementType, Mesh, MeshFileWarning, draw, read, version, write
 from .command_extrude import extrude
+from .command_interpolate import interpolate_command, locate_command
 from .command_open import open_command
 from .command_quality import check, measure
 from .convert import NodeCounts
@@ -81,7 +82,7 @@ def _commands() -> None:
     """
 
 
-for command in (check, measure, extrude, open_command):
+for command in (check, measure, extrude, interpolate_command, locate_command, open_command):
     _commands.add_command(command)
 
 

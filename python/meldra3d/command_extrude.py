@@ -1,6 +1,6 @@
 """The commands ``meldra3d extrude ...``: sweeps of the faces of a file into solids."""
 
-from typing import Any, Callable, Dict, List, Optional, Tuple
+from typing import Any, Callable, Dict, Optional, Tuple
 
 import click
 import numpy as np
@@ -10,6 +10,7 @@ from .extrude import Sweep, extrude_line, extrude_normal, extrude_rotate, extrud
 from .files import check_target, read, write
 from .mesh import Mesh
 from .report import inverted, show, solid_volume, working
+from .rows import read_rows
 
 Vector = Tuple[float, float, float]
 
@@ -246,7 +247,7 @@ def line_command(
         raise click.UsageError("--size: must be greater than 0, and finite")
     if start is not None:
         check_vector("--start", start, 0)
-    rows = np.column_stack([through, sizes] if sizes else [through]) if path is None else _read_line(path)
+    rows = np.column_stack([through, sizes] if sizes else [through]) if path is None else read_rows(path, (3, 4, 9))
     if len(rows) < 2:
         raise click.UsageError(f"{'--through' if path is None else path}: a line needs two points or more")
     if not np.isfinite(rows).all():
@@ -257,28 +258,6 @@ def line_command(
         lambda mesh, surface: _along(mesh, surface, rows, start),
         "the line leaves towards the back of the faces, or bends too sharply",
     )
-
-
-def _read_line(path: str) -> np.ndarray:
-    """The rows of a text file: three, four or nine numbers each, apart by spaces or commas; # begins a comment."""
-    try:
-        with open(path, encoding="utf-8", errors="replace") as file:
-            text = file.read().splitlines()
-    except OSError as error:
-        raise click.ClickException(f"{path}: cannot be read ({(error.strerror or str(error)).lower()})") from None
-    rows: List[List[float]] = []
-    for number, row in enumerate(text, 1):
-        words = row.partition("#")[0].replace(",", " ").split()
-        try:
-            values = [float(word) for word in words]
-        except ValueError:
-            raise click.ClickException(f"{path}: row {number} does not hold numbers") from None
-        if words and len(words) not in ((3, 4, 9) if not rows else (len(rows[0]),)):
-            wanted = len(rows[0]) if rows else "3, 4 or 9"
-            raise click.ClickException(f"{path}: row {number} has {len(words)} numbers in place of {wanted}")
-        if words:
-            rows.append(values)
-    return np.array(rows)
 
 
 def _along(mesh: Mesh, surface: np.ndarray, rows: np.ndarray, start: Optional[Vector]) -> Sweep:

@@ -119,18 +119,43 @@ class Locator:
         values = _initial(f, len(q), outside, given)
         if values.size == 0 or len(self._cells) == 0:
             return values
-        elements, weights, found = self.locate(q)
-        rows, filled = f.reshape(len(f), -1), values.reshape(len(q), -1)
-        corner = [rows[nodes] for nodes in self._cells[elements[found]].T]
-        w0, w1, w2, _ = weights[found].T[:, :, None]
-        f0, f1, f2, f3 = corner
-        # In the order of the library's own function, so that both give the same.
-        filled[found] = (f0 - f3) * w0 + (f1 - f3) * w1 + (f2 - f3) * w2 + f3
-        if outside == "nearest" and not found.all():
-            missed = np.flatnonzero(~found)
+        located = self.locate(q)
+        values[located.found] = self.values_at(located, f)[located.found]
+        if outside == "nearest" and not located.found.all():
+            missed = np.flatnonzero(~located.found)
             closest = self.nearest(q[missed])
             has_one = closest != NO_NODE
-            filled[missed[has_one]] = rows[closest[has_one]]
+            values[missed[has_one]] = f[closest[has_one]]
+        return values
+
+    def values_at(self, located: Located, field: ArrayLike) -> np.ndarray:
+        """Give the values of a field at points that have been located, so that several fields need one search.
+
+        Parameters
+        ----------
+        located : Located
+            What `locate` of this locator gave.
+        field : array_like
+            ``(n,)`` numbers or ``(n, ...)`` arrays of numbers, one for each of the points of the mesh.
+
+        Returns
+        -------
+        ndarray
+            ``(q,)`` or ``(q, ...)`` float64; NaN at points that were not found.
+
+        Raises
+        ------
+        ValueError
+            When there is not an entry for each of the points of the mesh.
+        """
+        f = _as_field(field, len(self._points))
+        values = np.full((len(located.found), *f.shape[1:]), np.nan)
+        if located.found.any():
+            f0, f1, f2, f3 = (f[nodes] for nodes in self._cells[located.elements[located.found]].T)
+            ones = (1,) * (f.ndim - 1)
+            w0, w1, w2, _ = (w.reshape(-1, *ones) for w in located.weights[located.found].T)
+            # In the order of the library's own function, so that both give the same.
+            values[located.found] = (f0 - f3) * w0 + (f1 - f3) * w1 + (f2 - f3) * w2 + f3
         return values
 
 
