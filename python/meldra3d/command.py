@@ -124,10 +124,7 @@ def info(file: str) -> None:
 
 
 def _unused_nodes(mesh: Mesh) -> str:
-    used = np.zeros(len(mesh.points), dtype=bool)
-    for _, cells in mesh.split().blocks:
-        used[cells.ravel()] = True
-    unused = len(used) - int(used.sum())
+    unused = int((~mesh.used_nodes()).sum())
     return f"{unused:,} in no element" if unused else ""
 
 

@@ -114,7 +114,7 @@ class Mesh:
             Nodes that are in none of the new elements are gone; the others keep their order and values, also those that
             were in no element before.
         """
-        kept = ~self._used(self.blocks) | self._used(blocks)
+        kept = ~self.used_nodes() | self._used(blocks)
         number = np.cumsum(kept, dtype=np.int64) - 1
         return Mesh(
             self.points[kept],
@@ -122,6 +122,10 @@ class Mesh:
             {name: values[kept] for name, values in self.point_data.items()},
             self.cell_data,
         )
+
+    def used_nodes(self) -> np.ndarray:
+        """Which nodes are in an element, ``(n,)`` booleans."""
+        return self._used(self.split().blocks)
 
     def _used(self, blocks: List[Block]) -> np.ndarray:
         used = np.zeros(len(self.points), dtype=bool)

@@ -52,7 +52,8 @@ def check_mesh(mesh: Mesh) -> List[Finding]:
     [Finding(what='nodes in no element', total=1, places=array([4]), of='nodes')]
     """
     flat = mesh.split()
-    return [*_misshapen(flat), _with_repeated_nodes(flat), *_faults_between(flat), _unused_nodes(flat)]
+    unused = _found("nodes in no element", [np.flatnonzero(~flat.used_nodes())], "nodes")
+    return [*_misshapen(flat), _with_repeated_nodes(flat), *_faults_between(flat), unused]
 
 
 def _misshapen(flat: Mesh) -> List[Finding]:
@@ -109,13 +110,6 @@ def _faults_between(flat: Mesh) -> List[Finding]:
     edges, meeting = np.unique(edges_of(cycles[~shared])[0], axis=0, return_counts=True)
     odd = edges[meeting % 2 == 1]
     return [crowded, Finding("edges at which the boundary is not closed", len(odd), np.unique(odd), "nodes")]
-
-
-def _unused_nodes(flat: Mesh) -> Finding:
-    used = np.zeros(len(flat.points), dtype=bool)
-    for _, cells in flat.blocks:
-        used[cells.ravel()] = True
-    return _found("nodes in no element", [np.flatnonzero(~used)], "nodes")
 
 
 def _found(what: str, parts: List[np.ndarray], of: str) -> Finding:

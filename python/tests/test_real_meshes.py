@@ -7,10 +7,11 @@ import pytest
 from matplotlib.image import imread
 from reference_elements import OURS
 
-from meldra3d import draw, extrude_translate, neighbors, read, volume, write
+from meldra3d import Mesh, check_mesh, draw, extrude_translate, measure_mesh, neighbors, read, volume, write
 from meldra3d.elements import NO_NODE, SHAPES
 from meldra3d.elements import ElementType as K
 from meldra3d.measures import areas, signed_volumes
+from meldra3d.opening import faces_at, inner_border, open_mesh
 from meldra3d.refine import QUADRATIC, cut_into_hexahedra, lower_order, raise_order
 
 FOLDER = Path(__file__).resolve().parents[2] / "../shared/meshes"
@@ -123,3 +124,53 @@ def test_the_plane_square_sweeps_into_its_area_times_the_length():
     swept = extrude_translate(mesh.points, surface, (0.3, -0.2, 2), sizes=(0.05, 0.4))
     assert volume(swept.points, swept.solids) == pytest.approx(2, rel=1e-12)
     assert len(data["medit:ref"]) == len(surface) == 658
+
+
+@pytest.mark.parametrize("name", MESHES)
+def test_nothing_but_orientation_is_found_wrong_with_a_real_mesh(name):
+    inverted = MESHES[name][3]
+    found = {finding.what: finding.total for finding in check_mesh(real(name)) if finding.total}
+    assert found == ({"inverted solids": inverted} if inverted else {})
+
+
+@pytest.mark.parametrize("name", ["tet_cube_cylinder_2regions.mesh", "mixed_tet_pyr_hex.vtk", "tet10_can.vtk"])
+def test_dihedral_angles_of_a_real_mesh_are_those_between_its_faces(name):
+    mesh = real(name)
+    kind, elements, values = measure_mesh(mesh)[0]
+    cells = np.concatenate([c for k, c in mesh.split().blocks if k is kind])[:, :4]
+    expected = []
+    for a, b in ((0, 1), (0, 2), (0, 3), (1, 2), (1, 3), (2, 3)):
+        c, d = (k for k in range(4) if k not in (a, b))
+        along, first, second = (mesh.points[cells[:, k]] - mesh.points[cells[:, a]] for k in (b, c, d))
+        along /= np.linalg.norm(along, axis=1)[:, None]
+        across = [v - np.einsum("ij,ij->i", v, along)[:, None] * along for v in (first, second)]
+        sine = np.linalg.norm(np.cross(*across), axis=1)
+        expected.append(np.degrees(np.arctan2(sine, np.einsum("ij,ij->i", *across))))
+    np.testing.assert_allclose(values[:, 3], np.min(expected, axis=0), rtol=1e-10)
+    np.testing.assert_allclose(values[:, 4], np.max(expected, axis=0), rtol=1e-10)
+
+
+@pytest.mark.parametrize(
+    "name,kind,faces,nodes",
+    [("tet_cube_cylinder_2regions.mesh", K.TH4, 1_472, 768), ("hex_matrix_fiber_2regions.mesh", K.H8, 192, 216)],
+)
+def test_two_regions_of_a_real_mesh_are_parted_along_their_interface(name, kind, faces, nodes):
+    mesh = real(name)
+    block = next(b for b, (k, _) in enumerate(mesh.blocks) if k is kind)
+    cells, region = mesh.blocks[block][1], mesh.cell_data["medit:ref"][block]
+    across = neighbors(cells, kind)
+    cycles = []
+    for f, face in enumerate(SHAPES[kind].faces):
+        other = np.where(across[:, f] == NO_NODE, 0, across[:, f])
+        between = (across[:, f] != NO_NODE) & (region == region.min()) & (region[other] != region.min())
+        cycles.append(cells[between][:, list(face)])
+    interface = np.concatenate(cycles)
+    assert len(interface) == faces and len(np.unique(interface)) == nodes
+    surface, missing = faces_at(mesh, mesh.points, interface)
+    assert missing == 0 and len(surface) == faces
+    assert len(inner_border(mesh, surface)) == 0
+    opened, pairs = open_mesh(mesh, surface, keep_border=True)
+    assert len(pairs) == nodes and sorted(pairs[:, 0]) == np.unique(interface).tolist()
+    first, second = (np.unique(opened.blocks[block][1][region == number]) for number in np.unique(region))
+    assert len(np.intersect1d(first, second)) == 0
+    assert all(finding.total == 0 for finding in check_mesh(Mesh(opened.points, [opened.blocks[block]])))
