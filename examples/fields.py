@@ -24,12 +24,12 @@ import meldra3d
 from meldra3d import ElementType, Located, Locator, Mesh
 from meldra3d.measures import signed_volumes
 
-COARSE, FINE = 10, 30  # boxes along each axis
+COARSE, FINE = 12, 40  # boxes along each axis
 VIEW = (-50, 24)
 INK = "#333333"
 
 # The field is a sum of plane waves, c sin(a x + p): the wave vectors a, the amplitudes c and the phases p.
-WAVES = np.array([[4.2, 1.0, 0.4], [-1.2, 3.6, 1.8], [0.8, -2.0, 4.4], [3.0, 3.0, -2.5]])
+WAVES = np.array([[5.0, 1.2, 0.5], [-1.4, 4.3, 2.2], [1.0, -2.4, 5.3], [3.6, 3.6, -3.0]])
 AMPLITUDES = np.array([1.0, 0.9, 0.8, 0.5])
 PHASES = np.array([0.3, 1.1, 2.0, 0.0])
 
@@ -144,14 +144,14 @@ def draw_sheet(outcome: Outcome, target: pathlib.Path) -> None:
     panels = [
         (outcome.coarse, "field", "coarse", f"{len(outcome.coarse.blocks[0][1]):,} tetrahedra"),
         (outcome.fine, "field", "carried to fine", f"{len(outcome.fine.blocks[0][1]):,} tetrahedra"),
-        (outcome.fine, "difference", "difference", "from the field itself"),
+        (outcome.fine, "difference", "difference", "from the field itself; largest outside the coarse mesh"),
     ]
     width, caption = 15.0, 0.9
     with tempfile.TemporaryDirectory() as folder:
         pictures = []
         for k, (mesh, values, _, _) in enumerate(panels):
             file = pathlib.Path(folder) / f"{k}.png"
-            meldra3d.draw(mesh, file, by=values, view=VIEW)
+            meldra3d.draw(mesh, file, by=values, view=VIEW, edges=mesh is outcome.coarse)
             pictures.append(imread(file))
     shapes = [picture.shape[1] / picture.shape[0] for picture in pictures]
     height = width / sum(shapes)
@@ -163,7 +163,9 @@ def draw_sheet(outcome: Outcome, target: pathlib.Path) -> None:
         axes.imshow(picture, aspect="auto", interpolation="antialiased")
         axes.set_axis_off()
         middle = left + 0.4 * share  # beside the colour bar
-        sheet.text(middle, 0.7 * caption / (height + caption), title, fontsize=15, weight="bold", ha="center", color=INK)
+        sheet.text(
+            middle, 0.7 * caption / (height + caption), title, fontsize=15, weight="bold", ha="center", color=INK
+        )
         sheet.text(middle, 0.3 * caption / (height + caption), note, fontsize=13, ha="center", color=INK)
         left += share
     sheet.savefig(target, dpi=200, facecolor="white")

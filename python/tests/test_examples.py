@@ -7,16 +7,19 @@ import sys
 import numpy as np
 import pytest
 
-from meldra3d import NO_NODE, Mesh, flip_H8
+import meldra3d
+from meldra3d import NO_NODE, Locator, Mesh, flip_H8, flip_TH4
 from meldra3d.elements import ElementType as K
 from meldra3d.measures import areas, signed_volumes
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "examples"))
 import crack  # noqa: E402
 import elbow  # noqa: E402
+import fields  # noqa: E402
 import manifold  # noqa: E402
 import parts  # noqa: E402
 import spring  # noqa: E402
+import threads  # noqa: E402
 
 
 @pytest.fixture(scope="module")
@@ -128,3 +131,57 @@ def test_only_the_inside_of_the_block_moves():
     assert np.abs(moved[outside]).max() == 0
     assert np.abs(moved[:, :2]).max() == 0
     assert np.abs(moved[:, 2]).max() == pytest.approx(crack.OPENING)
+
+
+# ---- a field carried from mesh to mesh ----
+
+
+@pytest.fixture(scope="module")
+def carried():
+    return fields.make()
+
+
+def test_a_difference_beyond_its_bound_is_a_fault(carried):
+    assert fields.faults(carried) == []
+    errors = carried.errors.copy()
+    inside, outside = np.flatnonzero(carried.located.found)[7], np.flatnonzero(~carried.located.found)[7]
+    errors[inside], errors[outside] = 1.01 * carried.bounds[[inside, outside]] + 1e-9
+    wrong = fields.faults(carried._replace(errors=errors))
+    assert wrong == ["the difference is larger than its bound at 2 nodes"]
+    errors[inside] = math.nan
+    assert fields.faults(carried._replace(errors=errors)) == wrong
+
+
+def test_an_inverted_tetrahedron_is_a_fault(carried):
+    ((kind, cells),) = carried.coarse.blocks
+    changed = cells.copy()
+    changed[5:6] = flip_TH4(cells[5:6])
+    coarse = Mesh(carried.coarse.points, [(kind, changed)])
+    assert fields.faults(carried._replace(coarse=coarse)) == ["coarse: 1 elements have no positive volume"]
+
+
+def test_the_bounds_of_slope_and_curvature_hold_and_are_not_idle():
+    x = np.random.default_rng(1).uniform(-1, 1, (20000, 3))
+    step = 1e-4 * np.random.default_rng(2).normal(size=x.shape)
+    step *= 1e-4 / np.linalg.norm(step, axis=1)[:, None]
+    before, here, after = (fields.field_at(x + k * step) for k in (-1, 0, 1))
+    slope = np.abs(after - before).max() / 2e-4
+    curvature = np.abs(after - 2 * here + before).max() / 1e-8
+    assert 0.3 * fields.SLOPE < slope < fields.SLOPE * (1 + 1e-6)
+    assert 0.3 * fields.CURVATURE < curvature < fields.CURVATURE * (1 + 1e-6)
+
+
+def test_the_ball_without_an_octant_has_about_the_volume_of_the_formula():
+    points, cells = fields.ball(20)
+    assert meldra3d.volume(points, cells) == pytest.approx(7 / 8 * 4 / 3 * math.pi, rel=0.02)
+    assert len(np.unique(cells)) == len(points)
+
+
+def test_threads_give_what_one_gives():
+    points, cells = fields.ball(6)
+    queries = np.random.default_rng(3).uniform(-1, 1, (3001, 3))
+    locator = Locator(points, cells)
+    expected = locator.interpolate(fields.field_at(points), queries)
+    for number in (1, 3):
+        got = threads.interpolate_in_threads(locator, fields.field_at(points), queries, number)
+        np.testing.assert_array_equal(got, expected)
