@@ -1,6 +1,6 @@
 // Nodes near points: the detector of the library beside the tree of nanoflann. Elements that hold points: the search
 // beside a bare walk from the nearest node of that tree. Both are timed in turn in one run, so that what else the
-// machine does falls on both; the ratio is that of the sums.
+// machine does falls on both; the ratio is that of the sums. Interpolation is beside the search for the same points.
 
 #include <benchmark/benchmark.h>
 
@@ -283,6 +283,52 @@ void BM_get_elements_containing_points(benchmark::State& state) {
         state.SkipWithError("not found");
 }
 
+/// Values of three components, or a metric, at the same points as free nodes; beside finding them.
+void BM_interpolate(benchmark::State& state, bool metrics) {
+    delaunay_mesh d = delaunay(std::size_t(state.range(0)));
+    const std::size_t mesh_nodes = d.m.pos.cols();
+    dense2D<double> field(metrics ? 6 : 3, mesh_nodes, 0.0);
+    for (std::size_t k = 0; k < mesh_nodes; ++k)
+        if (metrics)
+            field(0, k) = field(2, k) = field(5, k) = 1 + d.m.pos(0, k) * d.m.pos(0, k);
+        else
+            std::copy_n(d.m.pos.col(k), 3, field.col(k));
+    auto sought = points_in(d.m, 1000000, true);
+    std::shuffle(sought.begin(), sought.end(), std::mt19937(3));
+    dense1D<unsigned> free;
+    const std::size_t all = mesh_nodes + sought.size();
+    if (!d.m.pos.resize(3, all) || !field.resize(field.rows(), all) || !d.ancestors.resize(all, no_node))
+        return state.SkipWithError("no memory");
+    for (std::size_t k = 0; k < sought.size(); ++k) {
+        std::copy_n(sought[k].values, 3, d.m.pos.col(mesh_nodes + k));
+        std::fill_n(field.col(mesh_nodes + k), field.rows(), -1.0);
+        free.push_back(unsigned(mesh_nodes + k));
+    }
+    const dense2D<double> points = d.m.pos.sub(0, mesh_nodes, 3, sought.size());
+
+    dense1D<unsigned> elements;
+    dense2D<double> local;
+    int status = 0;
+    compare(
+        state, sought.size(),
+        [&] {
+            status |= metrics ? meldra3d::interpolate_metrics(d.m.pos, d.m.connect, d.neighbors, d.ancestors, field,
+                                                              free, false)
+                              : meldra3d::interpolate(d.m.pos, d.m.connect, d.neighbors, d.ancestors, field, free);
+        },
+        [&] {
+            meldra3d::get_elements_containing_points(d.m.pos, d.m.connect, d.neighbors, d.ancestors, d.detector, ET_TH4,
+                                                     points, elements, local, 1e-6);
+        });
+    std::size_t wrong = 0; // the coordinates are linear, and no metric is outside of what the mesh has
+    for (std::size_t k = 0; k < sought.size(); ++k)
+        for (unsigned i = 0; i < 3 && elements[k] != no_node; ++i)
+            wrong += metrics ? !(field(0, mesh_nodes + k) >= 0.99)
+                             : !(std::fabs(field(i, mesh_nodes + k) - points(i, k)) < 1e-9);
+    if (status != 0 || wrong != 0)
+        state.SkipWithError("wrong values");
+}
+
 #endif
 
 } // namespace
@@ -301,4 +347,6 @@ TIMED(BM_find_close, in_order, in_order);
 TIMED(BM_find_close, at_random, at_random);
 #ifdef MELDRA3D_HAS_TETGEN
 BENCHMARK(BM_get_elements_containing_points)->Arg(155000)->Unit(benchmark::kMillisecond)->UseManualTime();
+BENCHMARK_CAPTURE(BM_interpolate, field, false)->Arg(155000)->Unit(benchmark::kMillisecond)->UseManualTime();
+BENCHMARK_CAPTURE(BM_interpolate, metrics, true)->Arg(155000)->Unit(benchmark::kMillisecond)->UseManualTime();
 #endif

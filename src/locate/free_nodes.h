@@ -30,6 +30,8 @@ public:
     /// Takes those of a list (`no_node` is skipped) that are free and for which wanted(node) holds.
     template <class Wanted>
     bool take(const valued_mesh& mesh, const dense1D<unsigned int, 8>& nodes, const Wanted& wanted) {
+        if (!ids_.reserve(nodes.size(), 1))
+            return false;
         for (const unsigned node : nodes)
             if (node != no_node && mesh.is_free(node) && wanted(node) && !ids_.push_back(node))
                 return false;
