@@ -38,16 +38,18 @@ def open_command(
     """Open the linear solids of MESH along faces between them, and write them to OUTPUT.
 
     Each node of the surface gets a copy at the same place, which the solids on its plus side take: the side that the
-    normal of the plane points to, or from which the faces of FILE turn counter-clockwise. Faces and edges in MESH go
-    with the solids that they bound; those in the surface stay. With --both the nodes themselves are left to no solid,
-    but keep their numbers.
+    normal of the plane points to, or from which the faces of FILE turn counter-clockwise. (If the solids are inverted,
+    it is the other.) Faces and edges in MESH go with the solids that they bound; those in the surface stay. With --both
+    the nodes themselves are left to no solid, but keep their numbers.
 
     The faces of FILE must be faces between two solids of MESH. They are compared by the places of their nodes, so FILE
     may number them in any way; places within 1e-8 of the size of MESH are the same. A face lies in a plane that all its
     nodes are as near to.
 
     Where the surface ends inside MESH, its two sides meet. Without --keep-border the nodes there are copied, too, and
-    solids of either side may take the copies. TABLE has a row for each copy: node, copy, and plus or minus for the side.
+    solids of either side may take the copies.
+
+    TABLE has a row for each copy: node, copy, and plus or minus for the side.
 
     \b
     Examples:

@@ -72,8 +72,8 @@ def measure(file: str, histogram: Optional[str], table: Optional[str], output: O
     corner turned inside out. Dihedral angles, between faces, are in degrees. The worst solids are those of the smallest
     solid angle and, where these are equal, of the smallest dihedral angle.
 
-    Solids are numbered from 0 among all elements of the file. Quadratic ones are measured by their vertices, as if their
-    edges were straight. In OUTPUT elements that are no solids have no value (NaN).
+    Solids are numbered from 0 among all elements of the file. Quadratic ones are measured by their vertices, as if
+    their edges were straight. In OUTPUT elements that are no solids have no value (NaN).
 
     \b
     Examples:

@@ -55,8 +55,8 @@ def duplicate_surface_nodes(
         ``(m, 4)`` tetrahedra, or ``(m, 8)`` hexahedra or solids of all kinds with `NO_NODE` in the columns that an
         element does not use.
     surface : array_like
-        Faces of these solids: ``(s, 3)`` triangles, ``(s, 4)`` quadrangles, or of mixed solids either, with `NO_NODE` in
-        the last of 4 columns of triangles.
+        Faces of these solids: ``(s, 3)`` triangles, ``(s, 4)`` quadrangles, or of mixed solids either, with `NO_NODE`
+        in the last of 4 columns of triangles.
     kind : ElementType
         ``TH4``, ``H8`` or ``SOLID_MIX``.
     excluded : array_like, optional
@@ -155,7 +155,8 @@ def open_mesh(
         ``(s, 4)`` faces of solids, with `NO_NODE` in the last column of triangles, as `faces_in_plane` and
         `faces_at` give them.
     both : bool
-        Whether the solids on both sides take copies of the nodes, or those alone that the normal points to.
+        Whether the solids on both sides take copies of the nodes, or those alone that the normal points to (among
+        direct solids; among inverted ones those across).
     keep_border : bool
         Whether the border of the surface inside the mesh stays closed.
 
@@ -329,8 +330,8 @@ class _Renamed:
 
 
 def _sub_entities(cells: np.ndarray, width: int) -> Tuple[np.ndarray, np.ndarray]:
-    """The edges (width 2), triangles (3) or quadrangles (4) of solids in 8 columns, and the row of the solid of each."""
-    cycles, rows = _faces_of(cells)
+    """The edges (width 2), triangles (3) or quadrangles (4) of solids in 8 columns, and the solid of each."""
+    cycles, rows, _ = _faces_of(cells)
     if width == 2:
         edges, faces = edges_of(cycles)
         return edges, rows[faces]
@@ -362,26 +363,23 @@ def _in_8_columns(cells: np.ndarray) -> np.ndarray:
     return np.pad(cells, ((0, 0), (0, 8 - cells.shape[1])), constant_values=NO_NODE)
 
 
-def _faces_of(cells: np.ndarray) -> Tuple[np.ndarray, np.ndarray]:
-    """The cycles ``(f, 4)`` of all faces of solids in 8 columns, and the row of the solid of each."""
-    cycles, rows = [np.empty((0, 4), dtype=np.uint32)], [np.empty(0, dtype=np.intp)]
+def _faces_of(cells: np.ndarray) -> Tuple[np.ndarray, np.ndarray, np.ndarray]:
+    """The cycles ``(f, 4)`` of all faces of solids in 8 columns, the solid of each, and which of its faces it is."""
+    cycles, solids, places = [np.empty((0, 4), dtype=np.uint32)], [np.empty(0, dtype=np.intp)], [np.empty(0, np.intp)]
     for kind, mine in split_mixed(_K.SOLID_MIX, cells):
-        for face in SHAPES[kind].faces:
+        for f, face in enumerate(SHAPES[kind].faces):
             cycles.append(np.pad(cells[mine][:, list(face)], ((0, 0), (0, 4 - len(face))), constant_values=NO_NODE))
-            rows.append(mine)
-    return np.concatenate(cycles), np.concatenate(rows)
+            solids.append(mine)
+            places.append(np.full(len(mine), f))
+    return np.concatenate(cycles), np.concatenate(solids), np.concatenate(places)
 
 
 def _inner_faces(mesh: Mesh) -> np.ndarray:
     """The cycles ``(f, 4)`` of the faces between two solids, each once."""
     cells = _in_8_columns(_solids_of(mesh.split())[1])
-    across = find_neighbors(cells, _K.SOLID_MIX)
-    cycles = [np.empty((0, 4), dtype=np.uint32)]
-    for kind, rows in split_mixed(_K.SOLID_MIX, cells):
-        for f, face in enumerate(SHAPES[kind].faces):
-            mine = rows[(across[rows, f] != NO_NODE) & (rows < across[rows, f])]
-            cycles.append(np.pad(cells[mine][:, list(face)], ((0, 0), (0, 4 - len(face))), constant_values=NO_NODE))
-    return np.concatenate(cycles)
+    cycles, solids, places = _faces_of(cells)
+    beyond = find_neighbors(cells, _K.SOLID_MIX)[solids, places]
+    return cycles[(beyond != NO_NODE) & (solids < beyond)]
 
 
 def _of_each(values: np.ndarray, nodes: np.ndarray, otherwise: Any) -> np.ndarray:

@@ -4,7 +4,7 @@ import numpy as np
 import pytest
 from grids import bricks, mixed, tetrahedra
 
-from meldra3d import NO_NODE, Mesh, ancestors, duplicate_surface_nodes, neighbors, volume
+from meldra3d import NO_NODE, Mesh, ancestors, duplicate_surface_nodes, flip, neighbors, volume
 from meldra3d.elements import SHAPES, split_mixed
 from meldra3d.elements import ElementType as K
 from meldra3d.opening import faces_at, faces_in_plane, inner_border, open_mesh
@@ -323,3 +323,25 @@ def test_only_linear_solids_are_opened(blocks, message):
         open_mesh(Mesh(BLOCK, blocks), middle_plane(K.H8))
     with pytest.raises(ValueError, match=message):
         faces_in_plane(Mesh(BLOCK, blocks), (0, 0, 1), (0, 0, 0))
+
+
+def test_among_inverted_solids_the_sides_are_exchanged():
+    cells = flip(BRICKS, K.H8)
+    mesh = Mesh(BLOCK, [(K.H8, cells)])
+    opened, pairs = open_mesh(mesh, faces_in_plane(mesh, (0, 0, 1), (0, 0, 2)))
+    np.testing.assert_array_equal(opened.blocks[0][1], renamed(cells, centres(BLOCK, cells)[:, 2] < 2, pairs))
+
+
+def test_three_sheets_that_meet_in_a_line_part_three_pieces():
+    mesh = solids(K.H8)
+    flat = faces_in_plane(mesh, (0, 0, 1), (0, 0, 2))
+    upright = faces_in_plane(mesh, (1, 0, 0), (2, 0, 0))
+    upright = upright[BLOCK[upright].mean(axis=1)[:, 2] > 2]
+    opened, _ = open_mesh(mesh, flat)
+    found, missing = faces_at(opened, BLOCK, upright)
+    assert missing == 0 and len(found) == 8
+    opened, pairs = open_mesh(opened, found, keep_border=True)
+    assert len(pairs) == 15  # the line at the first sheet included, which is no border inside
+    piece = np.where(centres(BLOCK, BRICKS)[:, 2] < 2, 0, 1 + (centres(BLOCK, BRICKS)[:, 0] > 2))
+    nodes = [np.unique(opened.blocks[0][1][piece == number]) for number in range(3)]
+    assert sum(map(len, nodes)) == len(np.unique(np.concatenate(nodes))) == len(opened.points)
