@@ -150,7 +150,9 @@ def _rows(
     ]
     if outcome.outside:
         place = " ".join(f"{x:.6g}" for x in onto.points[outcome.node])
-        rows.append(("farthest outside", f"{outcome.farthest:.6g}", f"from a node: node {outcome.node} at {place}"))
+        rows.append(
+            ("farthest outside", f"{outcome.farthest:.6g}", f"from a node of {source}: node {outcome.node} at {place}")
+        )
     for name, field in values.items():
         finite = field[np.isfinite(field)]
         spread = f"from {finite.min():.6g} to {finite.max():.6g}" if finite.size else "no numbers"

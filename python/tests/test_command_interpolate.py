@@ -82,7 +82,9 @@ def test_the_closing_table_tells_what_was_found_and_what_lies_farthest_outside(f
     away = np.linalg.norm(TARGET - POINTS[NEAREST], axis=1) * ~INSIDE
     node = int(away.argmax())
     place = " ".join(f"{x:.6g}" for x in TARGET[node])
-    assert re.fullmatch(rf"farthest outside +{away[node]:.6g} +from a node: node {node} at {place} *", lines[4])
+    assert re.fullmatch(
+        rf"farthest outside +{away[node]:.6g} +from a node of source.vtu: node {node} at {place} *", lines[4]
+    )
     assert re.fullmatch(r"values +1 number +heat, from \S+ to \S+ *", lines[5])
     assert re.fullmatch(r"values +3 numbers +flow, from \S+ to \S+ *", lines[6])
 
