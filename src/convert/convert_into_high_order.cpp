@@ -16,6 +16,7 @@
 #include "convert/reference_nodes.h"
 #include "convert/shared_nodes.h"
 #include "frame/element_tables.h"
+#include "frame/id_count.h"
 
 namespace quorl::meldra3d {
 
@@ -41,7 +42,7 @@ bool has_rows_of_faces(const dense2D<unsigned int>& faces, std::size_t solid_row
 int check(const dense2D<double>& pos, const conversion_inputs& in, const node_counts& counts) {
     if (pos.rows() != 3)
         return -1;
-    const auto nodes = static_cast<unsigned>(std::min<std::size_t>(pos.cols(), no_node));
+    const auto nodes = id_count(pos.cols());
     if (!meldra::check_IDs(in.connect, ET_SOLID_MIX, nodes)) // its row counts are those admitted here
         return -2;
     if (!square_side(counts.nQ))

@@ -11,9 +11,10 @@
 
 #include <meldra/meldra.h>
 
+#include "duplicate/gather_elements.h"
 #include "frame/element_tables.h"
 #include "frame/hbuckets.h"
-#include "frame/node_ball.h"
+#include "frame/id_count.h"
 
 namespace quorl::meldra3d {
 
@@ -45,10 +46,6 @@ struct opening_inputs {
     dense1D<unsigned int, 8> excluded_nodes;
     element_type type;
 };
-
-unsigned id_count(std::size_t n) {
-    return static_cast<unsigned>(std::min<std::size_t>(n, no_node));
-}
 
 int check(const dense2D<double>& pos, const opening_inputs& in) {
     if (pos.rows() != 3)
@@ -180,7 +177,7 @@ private:
         const unsigned start = node < ancestors_.size() ? ancestors_[node] : no_node;
         if (start >= connect_.cols() || !holds(start, node))
             return outcome::refused;
-        if (!gather_ball(node, start) || !gather_side(node, oriented) || !pos_.append(pos_.col(node)))
+        if (!gather_around(node, start) || !gather_side(node, oriented) || !pos_.append(pos_.col(node)))
             return outcome::out_of_memory;
         const auto copy = static_cast<unsigned>(pos_.cols() - 1);
         for (const unsigned element : side_elements_) {
@@ -193,7 +190,7 @@ private:
         return outcome::done;
     }
 
-    bool gather_ball(unsigned node, unsigned start) {
+    bool gather_around(unsigned node, unsigned start) {
         const auto crossed = [&](unsigned element, crossed_faces& faces) {
             const unsigned* const column = connect_.col(element);
             const shape_record& shape = shape_of(element);
@@ -204,7 +201,7 @@ private:
             }
             return true;
         };
-        return gather_elements(start, neighbors_, crossed, walk_, ball_) == 0;
+        return gather_elements(start, neighbors_, crossed, walk_, around_) == 0;
     }
 
     /// True when an element has a face that runs like the given one.
@@ -220,9 +217,9 @@ private:
     /// An element counts as met when it is first looked at, be it across the surface: then it stays out.
     bool gather_side(unsigned node, const face& oriented) {
         side_elements_.clear();
-        const auto* const start = std::find_if(ball_.elements.begin(), ball_.elements.end(),
+        const auto* const start = std::find_if(around_.elements.begin(), around_.elements.end(),
                                                [&](unsigned element) { return has_face(element, oriented); });
-        if (start == ball_.elements.end())
+        if (start == around_.elements.end())
             return true;
         bool is_new = false;
         if (!walk_.restart() || !walk_.meet(no_node, is_new) || !walk_.meet(*start, is_new) || !walk_.push(*start))
@@ -262,7 +259,7 @@ private:
     hbuckets<keyed<std::uint32_t, unsigned>> nodes_; ///< with the sides for which they are still to be copied
     dense2D<unsigned int> working_;
     element_walk walk_;
-    node_ball ball_{};
+    gathered_elements around_{};
     dense1D<unsigned int, 8> side_elements_;
 };
 

@@ -16,6 +16,7 @@
 #include "extrude/rotation_matrix.h"
 #include "extrude/spacing.h"
 #include "extrude/sweep.h"
+#include "frame/id_count.h"
 
 namespace quorl::meldra3d {
 
@@ -192,7 +193,7 @@ private:
 int check_line_sweep(const sweep_arrays& arrays, const dense1D<unsigned int, 8>& line, const dense2D<double>& metrics) {
     if (arrays.pos.rows() != 3)
         return -1;
-    const auto nodes = static_cast<unsigned>(std::min<std::size_t>(arrays.pos.cols(), no_node));
+    const auto nodes = id_count(arrays.pos.cols());
     if (!meldra::check_IDs(arrays.connectS, ET_FACE_MIX, nodes))
         return -2;
     if (line.size() < 2 || !std::all_of(line.begin(), line.end(), [nodes](unsigned id) { return id < nodes; }))

@@ -8,6 +8,7 @@
 #include <meldra2d/meldra2d.h>
 
 #include "extrude/sweep.h"
+#include "frame/id_count.h"
 
 namespace quorl::meldra3d {
 
@@ -108,8 +109,8 @@ int extrude_normal(dense2D<double>& pos, const dense2D<unsigned int>& connectS, 
         return 0;
     if (pos.rows() != 3)
         return -1;
-    const std::size_t nodes = std::min<std::size_t>({pos.cols(), node_shifts.cols(), no_node});
-    if (!meldra::check_IDs(connectS, ET_FACE_MIX, static_cast<unsigned>(nodes)))
+    const unsigned nodes = id_count(std::min(pos.cols(), node_shifts.cols()));
+    if (!meldra::check_IDs(connectS, ET_FACE_MIX, nodes))
         return -2;
     if (node_shifts.rows() != 3)
         return -3;

@@ -9,6 +9,7 @@
 #include "extrude/spacing.h"
 #include "extrude/sweep.h"
 #include "extrude/turned_level.h"
+#include "frame/id_count.h"
 
 namespace quorl::meldra3d {
 
@@ -49,7 +50,7 @@ private:
 int check_first_node(const sweep_arrays& arrays) {
     if (arrays.pos.rows() != 2 && arrays.pos.rows() != 3)
         return -1;
-    if (arrays.connectS(0, 0) >= std::min<std::size_t>(arrays.pos.cols(), no_node))
+    if (arrays.connectS(0, 0) >= id_count(arrays.pos.cols()))
         return -2;
     return check_sweep_outputs(arrays, count_codes);
 }

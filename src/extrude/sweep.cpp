@@ -12,6 +12,7 @@
 
 #include "extrude/node_index_map.h"
 #include "extrude/spacing.h"
+#include "frame/id_count.h"
 
 namespace quorl::meldra3d::detail {
 
@@ -24,7 +25,7 @@ int check_sweep(const sweep_arrays& arrays, const sweep_codes& codes, const laye
     const dense2D<double>& pos = arrays.pos;
     if (pos.rows() != 2 && pos.rows() != 3)
         return -1;
-    const auto nodes = static_cast<unsigned>(std::min<std::size_t>(pos.cols(), no_node));
+    const auto nodes = id_count(pos.cols());
     if (!meldra::check_IDs(arrays.connectS, ET_FACE_MIX, nodes))
         return -2;
     if (const int status = path.check(); status != 0)

@@ -6,6 +6,7 @@
 #include <meldra3d/convert.h>
 
 #include "frame/element_tables.h"
+#include "frame/id_count.h"
 #include "locate/element_search.h"
 
 namespace quorl::meldra3d {
@@ -23,21 +24,17 @@ struct searched_mesh {
     element_type type;
 };
 
-unsigned id_limit(std::size_t count) {
-    return static_cast<unsigned>(std::min<std::size_t>(count, no_node));
-}
-
 int check_elements(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity, element_type type) {
     if (pos.rows() != 3)
         return -1;
-    return meldra::check_IDs(connectivity, type, id_limit(pos.cols())) ? 0 : -2;
+    return meldra::check_IDs(connectivity, type, id_count(pos.cols())) ? 0 : -2;
 }
 
 int check(const searched_mesh& mesh) {
     if (const int status = check_elements(mesh.pos, mesh.connectivity, mesh.type); status != 0)
         return status;
     const element_record* const record = find_record(mesh.type);
-    const unsigned elements = id_limit(mesh.connectivity.cols());
+    const unsigned elements = id_count(mesh.connectivity.cols());
     if (mesh.neighbors.cols() != mesh.connectivity.cols() || !record || mesh.neighbors.rows() != record->faces ||
         !meldra::check_IDs(mesh.neighbors, elements))
         return -3;
@@ -162,7 +159,7 @@ int get_elements_containing_nodes(const dense2D<double>& pos, const dense2D<unsi
         return 0;
     if (const int status = check_elements(mesh.pos, mesh.connectivity, type); status != 0)
         return status;
-    if (!meldra::check_IDs(sought, id_limit(mesh.pos.cols())))
+    if (!meldra::check_IDs(sought, id_count(mesh.pos.cols())))
         return -4;
     const dense2D<unsigned int> given = mesh.connectivity;
     if (const int status = make_linear(mesh.connectivity, type); status < 0)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "frame/id_count.h"
 #include "locate/free_nodes.h"
 
 namespace quorl::meldra3d {
@@ -12,17 +13,13 @@ namespace {
 
 using namespace detail;
 
-unsigned id_limit(std::size_t count) {
-    return static_cast<unsigned>(std::min<std::size_t>(count, no_node));
-}
-
 /// The checks ahead of that of the field.
 int check(const valued_mesh& mesh) {
     if (mesh.pos.rows() != 3)
         return -1;
-    if (!meldra::check_IDs(mesh.connectivity, ET_TH4, id_limit(mesh.pos.cols())))
+    if (!meldra::check_IDs(mesh.connectivity, ET_TH4, id_count(mesh.pos.cols())))
         return -2;
-    const unsigned elements = id_limit(mesh.connectivity.cols());
+    const unsigned elements = id_count(mesh.connectivity.cols());
     if (mesh.neighbors.cols() != mesh.connectivity.cols() || mesh.neighbors.rows() != 4 ||
         !meldra::check_IDs(mesh.neighbors, elements))
         return -3;
@@ -75,7 +72,7 @@ int interpolate(const dense2D<double>& pos, const dense2D<unsigned int>& connect
         return status;
     if (field.cols() != pos.cols())
         return -5;
-    if (!meldra::check_IDs(nodes, id_limit(pos.cols())))
+    if (!meldra::check_IDs(nodes, id_count(pos.cols())))
         return -6;
     return interpolate_checked(mesh, nodes, {field.data(), field.ld(), field.rows()});
 }
@@ -90,7 +87,7 @@ int interpolate(const dense2D<double>& pos, const dense2D<unsigned int>& connect
         return status;
     if (field.size() != pos.cols())
         return -5;
-    if (!meldra::check_IDs(nodes, id_limit(pos.cols())))
+    if (!meldra::check_IDs(nodes, id_count(pos.cols())))
         return -6;
     return interpolate_checked(mesh, nodes, {field.data(), 1, 1});
 }

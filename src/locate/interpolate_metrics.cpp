@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "frame/id_count.h"
 #include "locate/free_nodes.h"
 #include "locate/metric_interpolation.h"
 
@@ -15,10 +16,6 @@ namespace {
 using namespace detail;
 
 constexpr int no_memory = -199;
-
-unsigned id_limit(std::size_t count) {
-    return static_cast<unsigned>(std::min<std::size_t>(count, no_node));
-}
 
 /// The checks ahead of that of the values.
 int check(const valued_mesh& mesh) {
@@ -33,7 +30,7 @@ int check(const valued_mesh& mesh) {
 
 /// Replaces IDs beyond the nodes, which make their elements useless, by `no_node`, in a copy. False without memory.
 bool drop_bad_ids(valued_mesh& mesh) {
-    const unsigned nodes = id_limit(mesh.pos.cols());
+    const unsigned nodes = id_count(mesh.pos.cols());
     if (meldra::check_IDs(mesh.connectivity, nodes))
         return true;
     if (!mesh.connectivity.copy(mesh.connectivity))
@@ -124,7 +121,7 @@ int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>&
         return status;
     if (metrics.rows() != 6 || metrics.cols() != pos.cols())
         return -5;
-    if (!meldra::check_IDs(nodes, id_limit(pos.cols())))
+    if (!meldra::check_IDs(nodes, id_count(pos.cols())))
         return -6;
     return give_checked(mesh, nodes, keep_valid, metric_values(metrics));
 }
@@ -148,7 +145,7 @@ int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>&
         return status;
     if (sizes.size() != pos.cols())
         return -5;
-    if (!meldra::check_IDs(nodes, id_limit(pos.cols())))
+    if (!meldra::check_IDs(nodes, id_count(pos.cols())))
         return -6;
     return give_checked(mesh, nodes, keep_valid, size_values(sizes));
 }

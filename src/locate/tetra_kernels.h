@@ -10,6 +10,7 @@
 #include "frame/lanes.h"
 #include "frame/small_solves.h"
 #include "measure/element_volumes.h"
+#include "measure/face_normal.h"
 
 // The geometry of one step of a walk through tetrahedra: is the point inside, which face is in its way, and what are
 // its barycentric coordinates. Nothing here allocates or reports an error.
@@ -30,16 +31,6 @@ struct tetrahedron {
              point_at(pos + nodes[3] * ld)}};
 }
 
-template <class Real>
-[[gnu::always_inline]] inline point<Real> choose(const auto& first, const point<Real>& a, const point<Real>& b) {
-    return {choose(first, a.x, b.x), choose(first, a.y, b.y), choose(first, a.z, b.z)};
-}
-
-template <class Real>
-[[gnu::always_inline]] inline Real less_of(const Real& a, const Real& b) {
-    return choose(b < a, b, a);
-}
-
 /// Six times the volume of the tetrahedron between face (a, b, c) and p, positive when p lies on the inner side of that
 /// face of a direct tetrahedron: its six-fold volume times the barycentric coordinate of p for the opposite node.
 /// The products keep to short vectors, so that little is lost to cancellation: the normal is taken from the two shorter
@@ -51,13 +42,10 @@ template <class Real>
     const auto square = [](const point<Real>& d) __attribute__((always_inline)) {
         return dot(d, d);
     };
-    const point<Real> ac = a - c, bc = b - c, ba = b - a;
-    const Real ac2 = square(ac), bc2 = square(bc), ba2 = square(ba);
-    const point<Real> normal = cross(ac, choose(ba2 > less_of(ac2, bc2), bc, ba));
     const point<Real> pa = p - a, pb = p - b, pc = p - c;
     const Real pa2 = square(pa), pb2 = square(pb), pc2 = square(pc);
     const point<Real> from_b_or_c = choose(pb2 > less_of(pc2, pa2), pc, pb);
-    return dot(normal, choose(pa2 > less_of(pb2, pc2), from_b_or_c, pa));
+    return dot(face_normal(a, b, c), choose(pa2 > less_of(pb2, pc2), from_b_or_c, pa));
 }
 
 /// Vertex K of each face, from one coordinate of the corners.

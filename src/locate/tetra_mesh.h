@@ -6,6 +6,7 @@
 #include <meldra/element_type.h>
 #include <numcore/numcore.h>
 
+#include "frame/id_count.h"
 #include "locate/tetra_kernels.h"
 
 namespace quorl::meldra3d::detail {
@@ -25,9 +26,9 @@ struct tetra_mesh {
     /// `pos` of 3 rows, `connect` and `neighbors` of 4, the latter of equal numbers of columns. They have to live on.
     tetra_mesh(const dense2D<double>& coordinates, const dense2D<unsigned int>& connectivity,
                const dense2D<unsigned int>& adjacency)
-        : pos(coordinates.data()), pos_ld(coordinates.ld()), nodes(std::min<std::size_t>(coordinates.cols(), no_node)),
+        : pos(coordinates.data()), pos_ld(coordinates.ld()), nodes(id_count(coordinates.cols())),
           connect(connectivity.data()), connect_ld(connectivity.ld()), neighbors(adjacency.data()),
-          neighbors_ld(adjacency.ld()), elements(std::min<std::size_t>(connectivity.cols(), no_node)) {}
+          neighbors_ld(adjacency.ld()), elements(id_count(connectivity.cols())) {}
 
     [[gnu::always_inline]] const unsigned* nodes_of(unsigned element) const { return connect + element * connect_ld; }
 

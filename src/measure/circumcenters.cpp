@@ -8,6 +8,7 @@
 
 #include <meldra/meldra.h>
 
+#include "frame/id_count.h"
 #include "measure/element_columns.h"
 #include "measure/face_normal.h"
 
@@ -65,8 +66,7 @@ int circumcenters(const dense2D<double>& pos, const dense2D<unsigned int>& conne
     centers.clear();
     if (points.rows() != 3)
         return -1;
-    if (connectM.rows() != 4 ||
-        !meldra::check_IDs(connectM, ET_TH4, static_cast<unsigned>(std::min<std::size_t>(points.cols(), no_node))))
+    if (connectM.rows() != 4 || !meldra::check_IDs(connectM, ET_TH4, id_count(points.cols())))
         return -2;
     if (!centers.resize(3, connectM.cols()))
         return no_memory;

@@ -8,6 +8,7 @@
 #include <meldra/meldra.h>
 
 #include "frame/element_tables.h"
+#include "frame/id_count.h"
 #include "measure/angle_range.h"
 #include "measure/element_columns.h"
 #include "measure/face_normal.h"
@@ -99,8 +100,7 @@ angle_range range_of_edges(const point<double> (&p)[N], bool normalized) {
 
 int dihedral_angles(const dense2D<double>& pos, const dense2D<unsigned int>& connectM, bool normalized,
                     dense1D<double>& min_angles, dense1D<double>& max_angles) {
-    if (!meldra::check_IDs(connectM, type_of_rows(connectM.rows()),
-                           static_cast<unsigned>(std::min<std::size_t>(pos.cols(), no_node))))
+    if (!meldra::check_IDs(connectM, type_of_rows(connectM.rows()), id_count(pos.cols())))
         return -2;
     if (connectM.empty())
         return 0;

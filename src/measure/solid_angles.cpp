@@ -9,6 +9,7 @@
 #include <meldra/meldra.h>
 
 #include "frame/element_tables.h"
+#include "frame/id_count.h"
 #include "measure/angle_range.h"
 #include "measure/element_columns.h"
 
@@ -146,7 +147,7 @@ angle_range range_of_corners(const point<double> (&p)[N], bool normalized, bool 
 int solid_angles(const dense2D<double>& pos, const dense2D<unsigned int>& connectM, bool normalized,
                  dense1D<double>& min_angles, dense1D<double>& max_angles) {
     const element_type type = type_of_rows(connectM.rows());
-    if (!meldra::check_IDs(connectM, type, static_cast<unsigned>(std::min<std::size_t>(pos.cols(), no_node))))
+    if (!meldra::check_IDs(connectM, type, id_count(pos.cols())))
         return -2;
     if (connectM.empty())
         return 0;

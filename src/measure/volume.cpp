@@ -13,6 +13,8 @@
 
 #include <meldra/meldra.h>
 
+#include "frame/id_count.h"
+#include "frame/lanes.h"
 #include "frame/quickest.h"
 #include "measure/element_columns.h"
 #include "measure/element_volumes.h"
@@ -25,8 +27,6 @@ using namespace detail;
 
 constexpr std::size_t block_columns = 512; // 16 KiB of connectivity at most: half a first-level cache
 constexpr std::size_t at_once = 4;
-
-using four_doubles = double __attribute__((vector_size(at_once * sizeof(double))));
 
 /// Columns of coordinates; Ld is their distance where it is known when compiling, else 0.
 template <std::size_t Ld>
@@ -164,7 +164,7 @@ int volume(const dense2D<double>& pos, const dense2D<unsigned int>& connectM, do
         return 0;
     if (pos.rows() != 3)
         return -1;
-    const auto nodes = static_cast<unsigned>(std::min<std::size_t>(pos.cols(), no_node));
+    const auto nodes = id_count(pos.cols());
     const element_type type = type_of_rows(connectM.rows());
     double sum = 0;
     for (std::size_t first = 0; first < connectM.cols(); first += block_columns) {

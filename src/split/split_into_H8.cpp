@@ -10,6 +10,8 @@
 #include <meldra/meldra.h>
 #include <meldra3d/convert.h>
 
+#include "frame/id_count.h"
+
 namespace quorl::meldra3d {
 
 namespace {
@@ -104,7 +106,7 @@ int split_into_H8(dense2D<double>& pos, const dense2D<unsigned int>& connect, de
         return 0;
     if (pos.rows() != 3)
         return -1;
-    const auto nodes = static_cast<unsigned>(std::min<std::size_t>(pos.cols(), no_node));
+    const auto nodes = detail::id_count(pos.cols());
     if (!meldra::check_IDs(connect, ET_SOLID_MIX, nodes))
         return -2;
     if (!connectH8.empty() && connectH8.rows() != 8)

@@ -11,6 +11,7 @@
 
 #include <meldra/element_type.h>
 
+#include "frame/id_count.h"
 #include "frame/morton_order.h"
 
 namespace quorl::meldra::detail {
@@ -70,7 +71,7 @@ private:
     }
 
     bool mark_nodes(const dense2D<unsigned int>& connect) {
-        if (!marks_.resize(std::min<std::size_t>(pos_.cols(), no_node) / 64 + 1, 0))
+        if (!marks_.resize(meldra3d::detail::id_count(pos_.cols()) / 64 + 1, 0))
             return false;
         std::uint64_t* const marks = marks_.data();
         for (std::size_t j = 0; !connect.empty() && j < connect.cols(); ++j) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "frame/id_count.h"
 #include "node_octree.h"
 
 namespace quorl::meldra {
@@ -21,7 +22,7 @@ int node_detector::reinit(const dense2D<double>& pos, const dense2D<unsigned int
         return 0;
     if (pos.rows() != 3)
         return -1;
-    if (!check_IDs(connectivity, static_cast<unsigned>(std::min<std::size_t>(pos.cols(), no_node))))
+    if (!check_IDs(connectivity, meldra3d::detail::id_count(pos.cols())))
         return -2;
     const Ptr<detail::node_octree> tree(new (std::nothrow) detail::node_octree);
     if (!tree || !tree->build(pos, connectivity))

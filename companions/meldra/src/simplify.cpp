@@ -8,6 +8,8 @@
 #include <functional>
 #include <utility>
 
+#include "frame/id_count.h"
+
 namespace quorl::meldra {
 
 namespace {
@@ -61,7 +63,7 @@ int simplify(dense2D<double>& pos, dense2D<unsigned int>* first, dense2D<unsigne
     if (std::less<>()(last, first))
         return -3;
     const std::size_t nodes = pos.cols();
-    const auto checked_nodes = static_cast<unsigned>(std::min<std::size_t>(nodes, no_node));
+    const auto checked_nodes = meldra3d::detail::id_count(nodes);
     for (const dense2D<unsigned int>* matrix = first; matrix != last; ++matrix)
         if (!check_IDs(*matrix, checked_nodes))
             return -2;

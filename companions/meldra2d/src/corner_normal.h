@@ -3,13 +3,14 @@
 #include <numbers>
 
 #include "frame/half_turn.h"
+#include "frame/lanes.h"
 
 // The shares of corners of faces in the normals of their nodes. Four corners are computed side by side.
 namespace quorl::meldra2d::detail {
 
 constexpr unsigned at_once = 4;
 
-using four_doubles = double __attribute__((vector_size(at_once * sizeof(double))));
+using meldra3d::detail::four_doubles;
 using four_words = unsigned long long __attribute__((vector_size(at_once * sizeof(double))));
 
 [[gnu::always_inline]] inline four_doubles root(const four_doubles& a) {

@@ -13,6 +13,7 @@
 #include <meldra/meldra.h>
 
 #include "corner_normal.h"
+#include "frame/id_count.h"
 #include "frame/quickest.h"
 
 namespace quorl::meldra2d {
@@ -145,7 +146,7 @@ int normals(const dense2D<double>& pos, const dense2D<unsigned int>& connectS, d
     if (!connectS.empty()) {
         if (positions.rows() != 3)
             return -1;
-        const auto count = static_cast<unsigned>(std::min<std::size_t>(positions.cols(), no_node));
+        const auto count = meldra3d::detail::id_count(positions.cols());
         if (!meldra::check_IDs(connectS, ET_FACE_MIX, count))
             return -2;
         if (!(tolerance >= 0)) // negated: NaN is refused, too

@@ -41,14 +41,14 @@ private:
     hbuckets<std::uint32_t> met_;
 };
 
-/// The faces of an element through which a ball goes on, in this order.
+/// The faces of an element through which the gathering goes on, in this order.
 struct crossed_faces {
     unsigned count = 0;
     std::array<unsigned, 6> face{};
 };
 
 /// The elements around a node, in depth-first order from one of them.
-struct node_ball {
+struct gathered_elements {
     dense1D<unsigned, 8> elements;
     bool closed; ///< false when a boundary face was among those crossed
 };
@@ -58,10 +58,10 @@ struct node_ball {
 /// Returns 0, -1 when `crossed` ended it, -199 when there was no memory.
 template <class Crossed>
 int gather_elements(unsigned start, const dense2D<unsigned int>& neighbors, const Crossed& crossed, element_walk& walk,
-                    node_ball& ball) {
+                    gathered_elements& around) {
     constexpr int no_memory = -199;
-    ball.elements.clear();
-    ball.closed = true;
+    around.elements.clear();
+    around.closed = true;
     bool is_new = false;
     if (!walk.restart() || !walk.meet(start, is_new) || !walk.push(start))
         return no_memory;
@@ -70,12 +70,12 @@ int gather_elements(unsigned start, const dense2D<unsigned int>& neighbors, cons
         crossed_faces faces;
         if (!crossed(element, faces))
             return -1;
-        if (!ball.elements.push_back(element))
+        if (!around.elements.push_back(element))
             return no_memory;
         for (unsigned k = 0; k < faces.count; ++k) {
             const unsigned next = neighbors(faces.face[k], element);
             if (next == no_node) {
-                ball.closed = false;
+                around.closed = false;
                 continue;
             }
             if (!walk.meet(next, is_new) || (is_new && !walk.push(next)))
