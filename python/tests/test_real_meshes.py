@@ -7,7 +7,20 @@ import pytest
 from matplotlib.image import imread
 from reference_elements import OURS
 
-from meldra3d import Mesh, check_mesh, draw, extrude_translate, measure_mesh, neighbors, read, volume, write
+from meldra3d import (
+    Locator,
+    Mesh,
+    check_mesh,
+    draw,
+    extrude_translate,
+    flip_TH4,
+    interpolate,
+    measure_mesh,
+    neighbors,
+    read,
+    volume,
+    write,
+)
 from meldra3d.elements import NO_NODE, SHAPES
 from meldra3d.elements import ElementType as K
 from meldra3d.measures import areas, signed_volumes
@@ -174,3 +187,40 @@ def test_two_regions_of_a_real_mesh_are_parted_along_their_interface(name, kind,
     first, second = (np.unique(opened.blocks[block][1][region == number]) for number in np.unique(region))
     assert len(np.intersect1d(first, second)) == 0
     assert all(finding.total == 0 for finding in check_mesh(Mesh(opened.points, [opened.blocks[block]])))
+
+
+def linear(x):
+    return x @ [3.0, -2.0, 0.5] + 7
+
+
+def points_in(points, cells, count):
+    """Points inside elements taken at random."""
+    random = np.random.default_rng(0)
+    weights = random.dirichlet(np.ones(4), count)
+    return np.einsum("qk,qkd->qd", weights, points[cells[random.integers(len(cells), size=count), :4]])
+
+
+@pytest.mark.parametrize("name", ["tet_cube_cylinder_2regions.mesh", "tet_elbow.mesh", "tet10_can.vtk"])
+def test_points_in_the_elements_of_a_real_mesh_are_found(name):
+    mesh = real(name)
+    ((_, cells),) = [block for block in mesh.blocks if SHAPES[block[0]].dimension == 3]
+    if MESHES[name][3]:
+        with pytest.raises(ValueError, match="^cells: have a negative volume altogether"):
+            Locator(mesh.points, cells)
+        cells = flip_TH4(cells)
+    queries = points_in(mesh.points, cells, 20_000)
+    size = np.abs(mesh.points).max()
+    elements, weights, found = Locator(mesh.points, cells).locate(queries)
+    assert found.all() and weights.min() >= -1e-6
+    back = np.einsum("qk,qkd->qd", weights, mesh.points[cells[elements, :4]])
+    np.testing.assert_allclose(back, queries, rtol=0, atol=1e-12 * size)
+    values = interpolate(mesh.points, cells, linear(mesh.points), queries)
+    np.testing.assert_allclose(values, linear(queries), rtol=0, atol=1e-12 * max(size, 7))
+
+
+def test_points_around_a_real_cube_are_told_from_those_inside():
+    mesh = real("tet_cube_cylinder_2regions.mesh")
+    ((_, cells),) = [block for block in mesh.blocks if block[0] is K.TH4]
+    queries = np.random.default_rng(1).uniform(-0.2, 1.2, (20_000, 3))
+    inside = ((queries > 0) & (queries < 1)).all(axis=1)
+    np.testing.assert_array_equal(Locator(mesh.points, cells).locate(queries).found, inside)
