@@ -4,7 +4,7 @@
 // An array of m rows and k columns in C order has the memory of a column-major matrix of k rows and m columns, so a row
 // of an array is a column of a matrix and nothing is copied on the way in. Arguments that go in and out are laid over
 // in the same way: the library moves such a view to storage of its own before it grows, so the caller's arrays stay
-// as they are.
+// as they are. Only the interpolations write into an array of the caller, which is Python's own copy.
 
 #include <array>
 #include <cstdint>
@@ -46,7 +46,7 @@ dense2D<T> lay_over(const py::array_t<T, py::array::c_style>& array) {
         throw py::value_error("expected a two-dimensional array");
     const auto rows = static_cast<std::size_t>(array.shape(1));
     const auto cols = static_cast<std::size_t>(array.shape(0));
-    return dense2D<T>::view(const_cast<T*>(array.data()), rows, cols, rows); // never written to: see the top
+    return dense2D<T>::view(const_cast<T*>(array.data()), rows, cols, rows); // see the top
 }
 
 /// The same where an array without rows must keep its columns, which a view of no memory has lost.
@@ -443,11 +443,64 @@ py::tuple get_ancestors(const ids_array& cells) {
     return py::make_tuple(status, hand_out(ancestors));
 }
 
-/// Defines the detector of the nodes of a mesh, and what is searched for and interpolated in a mesh of tetrahedra.
+/// The node closest to each of some points, by a detector.
+py::array_t<unsigned int> find_closest(const quorl::meldra::node_detector& detector, const points_array& queries) {
+    const dense2D<double> given = lay_over(queries);
+    if (queries.shape(1) != 3)
+        throw py::value_error("expected three columns");
+    py::array_t<unsigned int> nodes(queries.shape(0));
+    unsigned int* const closest = nodes.mutable_data();
+    {
+        const py::gil_scoped_release unlocked;
+        for (std::size_t i = 0; i < given.cols(); ++i)
+            closest[i] = detector.find_closest({given(0, i), given(1, i), given(2, i)});
+    }
+    return nodes;
+}
+
+py::tuple get_elements_containing_points(const points_array& points, const ids_array& cells, const ids_array& neighbors,
+                                         const ids_array& ancestors, const quorl::meldra::node_detector& detector,
+                                         int kind, const points_array& queries, double tolerance) {
+    const dense2D<double> pos = lay_over(points);
+    const ids connect = lay_over(cells);
+    const ids across = lay_over(neighbors);
+    const dense1D<unsigned int, 8> holders = list<unsigned int>::lay(ancestors);
+    const dense2D<double> given = lay_over(queries);
+    dense1D<unsigned int, 8> elements;
+    dense2D<double> local;
+    int status = 0;
+    {
+        const py::gil_scoped_release unlocked;
+        status = quorl::meldra3d::get_elements_containing_points(pos, connect, across, holders, detector,
+                                                                 static_cast<quorl::element_type>(kind), given,
+                                                                 elements, local, tolerance);
+    }
+    return py::make_tuple(status, hand_out(elements), hand_out(local));
+}
+
+/// Runs an interpolation, `call(pos, connect, neighbors, ancestors, values, nodes)`, which writes values where they
+/// are: one number for each node, or a row of numbers. Gives the status.
+template <class Call>
+int interpolate(const points_array& points, const ids_array& cells, const ids_array& neighbors,
+                const ids_array& ancestors, points_array& values, const ids_array& nodes, Call call) {
+    const dense2D<double> pos = lay_over(points);
+    const ids connect = lay_over(cells);
+    const ids across = lay_over(neighbors);
+    const dense1D<unsigned int, 8> holders = list<unsigned int>::lay(ancestors);
+    const dense1D<unsigned int, 8> listed = list<unsigned int>::lay(nodes);
+    values.mutable_data(); // throws when the array is read-only
+    if (values.ndim() == 1) {
+        dense1D<double, 8> numbers = list<double>::lay(values);
+        const py::gil_scoped_release unlocked;
+        return call(pos, connect, across, holders, numbers, listed);
+    }
+    dense2D<double> rows = lay_over(values);
+    const py::gil_scoped_release unlocked;
+    return call(pos, connect, across, holders, rows, listed);
+}
+
 void add_location(py::module_& module) {
     using quorl::meldra::node_detector;
-    using ids_list = list<unsigned int>;
-    using mutable_points = py::array_t<double, py::array::c_style>;
     py::class_<node_detector>(module, "NodeDetector")
         .def(py::init<>())
         .def(
@@ -459,78 +512,24 @@ void add_location(py::module_& module) {
                 return detector.reinit(pos, connect);
             },
             as_it_is("points"), as_it_is("cells"))
-        .def(
-            "find_closest",
-            [](const node_detector& detector, const points_array& queries) {
-                const dense2D<double> given = lay_over(queries);
-                if (queries.shape(1) != 3)
-                    throw py::value_error("expected three columns");
-                py::array_t<unsigned int> nodes(queries.shape(0));
-                unsigned int* const closest = nodes.mutable_data();
-                {
-                    const py::gil_scoped_release unlocked;
-                    for (std::size_t i = 0; i < given.cols(); ++i)
-                        closest[i] = detector.find_closest({given(0, i), given(1, i), given(2, i)});
-                }
-                return nodes;
-            },
-            as_it_is("queries"));
-
-    module.def(
-        "get_elements_containing_points",
-        [](const points_array& points, const ids_array& cells, const ids_array& neighbors, const ids_array& ancestors,
-           const node_detector& detector, int kind, const points_array& queries, double tolerance) {
-            const dense2D<double> pos = lay_over(points);
-            const ids connect = lay_over(cells);
-            const ids across = lay_over(neighbors);
-            const dense1D<unsigned int, 8> holders = ids_list::lay(ancestors);
-            const dense2D<double> given = lay_over(queries);
-            dense1D<unsigned int, 8> elements;
-            dense2D<double> local;
-            int status = 0;
-            {
-                const py::gil_scoped_release unlocked;
-                status = quorl::meldra3d::get_elements_containing_points(pos, connect, across, holders, detector,
-                                                                         static_cast<quorl::element_type>(kind), given,
-                                                                         elements, local, tolerance);
-            }
-            return py::make_tuple(status, hand_out(elements), hand_out(local));
-        },
-        as_it_is("points"), as_it_is("cells"), as_it_is("neighbors"), as_it_is("ancestors"), as_it_is("detector"),
-        py::arg("kind"), as_it_is("queries"), py::arg("tolerance"));
-
-    // The values are written where they are: one number for each node, or a row of numbers.
-    const auto fill = [](const points_array& points, const ids_array& cells, const ids_array& neighbors,
-                         const ids_array& ancestors, mutable_points& values, const ids_array& nodes, auto call) {
-        const dense2D<double> pos = lay_over(points);
-        const ids connect = lay_over(cells);
-        const ids across = lay_over(neighbors);
-        const dense1D<unsigned int, 8> holders = ids_list::lay(ancestors);
-        const dense1D<unsigned int, 8> listed = ids_list::lay(nodes);
-        values.mutable_data(); // throws when the array is read-only
-        if (values.ndim() == 1) {
-            dense1D<double, 8> numbers = list<double>::lay(values);
-            const py::gil_scoped_release unlocked;
-            return call(pos, connect, across, holders, numbers, listed);
-        }
-        dense2D<double> rows = lay_over(values);
-        const py::gil_scoped_release unlocked;
-        return call(pos, connect, across, holders, rows, listed);
-    };
+        .def("find_closest", &find_closest, as_it_is("queries"));
+    module.def("get_elements_containing_points", &get_elements_containing_points, as_it_is("points"), as_it_is("cells"),
+               as_it_is("neighbors"), as_it_is("ancestors"), as_it_is("detector"), py::arg("kind"), as_it_is("queries"),
+               py::arg("tolerance"));
     module.def(
         "interpolate",
-        [fill](const points_array& points, const ids_array& cells, const ids_array& neighbors,
-               const ids_array& ancestors, mutable_points field, const ids_array& nodes) {
-            return fill(points, cells, neighbors, ancestors, field, nodes,
-                        [](auto&... all) { return quorl::meldra3d::interpolate(all...); });
+        [](const points_array& points, const ids_array& cells, const ids_array& neighbors, const ids_array& ancestors,
+           points_array field, const ids_array& nodes) {
+            return interpolate(points, cells, neighbors, ancestors, field, nodes,
+                               [](auto&... all) { return quorl::meldra3d::interpolate(all...); });
         },
         as_it_is("points"), as_it_is("cells"), as_it_is("neighbors"), as_it_is("ancestors"), as_it_is("field"),
         as_it_is("nodes"));
     module.def(
         "interpolate_metrics",
-        [fill](const points_array& points, const ids_array& cells, const ids_array& neighbors,
-               const ids_array& ancestors, mutable_points metrics, const ids_array& nodes, bool keep_valid) {
-            return fill(points, cells, neighbors, ancestors, metrics, nodes, [keep_valid](auto&... all) {
+        [](const points_array& points, const ids_array& cells, const ids_array& neighbors, const ids_array& ancestors,
+           points_array metrics, const ids_array& nodes, bool keep_valid) {
+            return interpolate(points, cells, neighbors, ancestors, metrics, nodes, [keep_valid](auto&... all) {
                 return quorl::meldra3d::interpolate_metrics(all..., keep_valid);
             });
         },
