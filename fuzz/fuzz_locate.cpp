@@ -1,5 +1,5 @@
-// Searches for nodes and elements on random meshes and aids: status, and results against plain versions. What the
-// exports refuse goes to the search itself, which must stay inside its arrays whatever the IDs are.
+// Searches for nodes and elements, and interpolations, on random meshes and aids: status, and results against plain
+// versions. What the exports refuse goes to the search itself, which must stay inside its arrays whatever the IDs are.
 
 #include "suits.h"
 
@@ -147,6 +147,66 @@ void fuzz_nodes(arguments& args, const search_arguments& a) {
     require(status <= 0, "the status of nodes");
 }
 
+/// The status of the interpolations, 0 when their checks pass. Those of metrics check less of the mesh.
+int expected_status_of_values(const search_arguments& a, const list& nodes, bool metrics, bool values_fit) {
+    const test::searchable& m = a.mesh;
+    const snapshot<unsigned> neighbors(m.neighbors);
+    if (nodes.empty())
+        return 0;
+    if (m.pos.rows() != 3)
+        return -1;
+    if (metrics ? m.connect.rows() != 4 : !suits(snapshot<unsigned>(m.connect), quorl::ET_TH4, unsigned(m.pos.cols())))
+        return -2;
+    if (m.neighbors.rows() != 4 || m.neighbors.cols() != m.connect.cols() ||
+        (!metrics && !ids_are_below(neighbors.entries.data(), neighbors.entries.size(), m.connect.cols())))
+        return -3;
+    if (metrics ? m.ancestors.size() != m.pos.cols()
+                : !ids_are_below(m.ancestors.data(), m.ancestors.size(), m.connect.cols()))
+        return -4;
+    if (!values_fit)
+        return -5;
+    return ids_are_below(nodes.data(), nodes.size(), m.pos.cols()) ? 0 : -6;
+}
+
+/// Fields, metrics and sizes at nodes: the status, and that only free nodes of the list are written.
+void fuzz_values(arguments& args, const search_arguments& a) {
+    const test::searchable& m = a.mesh;
+    const std::size_t n = m.pos.cols();
+    list nodes(args.below(6));
+    for (unsigned& id : nodes)
+        id = args.id(unsigned(n));
+    const std::size_t count = args.rarely(16) ? args.below(30) : n;
+    const bool metrics = args.flag(), scalar = args.flag(), keep_valid = args.flag();
+    const std::size_t rows = scalar ? 1 : metrics && !args.rarely(16) ? 6 : args.below(8);
+    dense2D<double> values(rows, count);
+    dense1D<double> scalars(count);
+    std::generate_n(values.data(), values.size(), [&] { return args.number(); });
+    for (std::size_t k = 0; k < count && rows != 0; ++k)
+        scalars[k] = values(0, k);
+    const snapshot<double> before(values);
+    const bool fit = count == n && (scalar || !metrics || rows == 6);
+    const int expected = expected_status_of_values(a, nodes, metrics, fit);
+    int status = 0;
+    if (scalar && metrics)
+        status = quorl::meldra3d::interpolate_metrics(m.pos, m.connect, m.neighbors, m.ancestors, scalars, nodes,
+                                                      keep_valid);
+    else if (scalar)
+        status = quorl::meldra3d::interpolate(m.pos, m.connect, m.neighbors, m.ancestors, scalars, nodes);
+    else if (metrics)
+        status =
+            quorl::meldra3d::interpolate_metrics(m.pos, m.connect, m.neighbors, m.ancestors, values, nodes, keep_valid);
+    else
+        status = quorl::meldra3d::interpolate(m.pos, m.connect, m.neighbors, m.ancestors, values, nodes);
+    require(status == expected, "the status of an interpolation");
+    for (std::size_t k = 0; scalar && k < count; ++k)
+        values(0, k) = scalars[k];
+    for (unsigned k = 0; k < count && rows != 0; ++k) {
+        const bool free = k >= m.ancestors.size() || m.ancestors[k] == no_node;
+        if (status != 0 || !free || std::find(nodes.begin(), nodes.end(), k) == nodes.end())
+            require(std::memcmp(values.col(k), before.col(k), rows * sizeof(double)) == 0, "other nodes left alone");
+    }
+}
+
 /// Wrong aids here and there; with `wild` also IDs that the exports refuse.
 void spoil(arguments& args, test::searchable& m, bool wild) {
     if (m.connect.empty())
@@ -203,6 +263,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     if (args.flag())
         spoil(args, m, wild);
     fuzz_many_points(args, a);
+    fuzz_values(args, a);
     if (m.pos.rows() == 3 && a.points.rows() == 3 && m.connect.rows() >= 4 && !m.connect.empty() &&
         m.neighbors.rows() >= 4 && m.neighbors.cols() == m.connect.cols()) {
         element_search search(m.pos, m.connect, m.neighbors, m.ancestors, m.detector);

@@ -2,7 +2,7 @@
 
 import numpy as np
 import pytest
-from reference_elements import OURS, assert_is_ours, raw_element
+from reference_elements import OURS, raw_element
 
 from meldra3d import NO_NODE, Mesh, neighbors, volume
 from meldra3d.convert import NodeCounts

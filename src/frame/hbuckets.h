@@ -101,7 +101,8 @@ struct __hbuckets_node_type {
     /// No entry: all words of the key `no_node`, the link 0.
     static constexpr __hbuckets_node_type __empty() {
         using key = typename stored<V>::key_type;
-        std::array<unsigned, sizeof(key) / sizeof(unsigned)> words{};
+        constexpr std::size_t bytes = sizeof(key);
+        std::array<unsigned, bytes / sizeof(unsigned)> words{};
         for (unsigned& word : words)
             word = no_node;
         if constexpr (sizeof(key) == sizeof(V))

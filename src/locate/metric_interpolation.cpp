@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 
 #include <lapack/lapack.h>
@@ -115,7 +116,7 @@ std::optional<common_axes> reduce(const metric& first, const metric& second) {
     if (lapack::dspev('V', 'U', 3, matrix.values, eigenvalues.data(), vectors.data(), 3, work.data(), info) != 0)
         return std::nullopt;
     common_axes axes{};
-    for (unsigned k = 0; k < 3; ++k) {
+    for (std::size_t k = 0; k < 3; ++k) {
         axes.axis[k] = factor.backward({vectors[3 * k], vectors[3 * k + 1], vectors[3 * k + 2]});
         const double norm = along(first, axes.axis[k]);
         if (norm != 0 && norm != 1)
