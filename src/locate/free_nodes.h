@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <limits>
 
@@ -44,6 +45,8 @@ public:
 
     std::size_t size() const { return ids_.size(); }
     unsigned id(std::size_t k) const { return ids_[k]; }
+    /// Asks for an ID.
+    [[gnu::always_inline]] void expect(std::size_t k) const { __builtin_prefetch(ids_.data() + k); }
     const dense2D<double>& points() const { return points_; }
 
 private:
@@ -52,8 +55,9 @@ private:
 };
 
 /// Gives the free nodes their values: values.combine(node, nodes of the element, local coordinates) for one that an
-/// element holds, values.copy(node, closest node) for another, and values.expect(node) some time before. Free nodes are
-/// only written and the nodes of elements only read, so that the order does not matter.
+/// element holds, values.copy(node, closest node) for another, and values.expect(node) some time before for all nodes
+/// whose values it takes. Free nodes are only written and the nodes of elements only read, so that the order does not
+/// matter.
 template <class Values>
 class value_giver {
 public:
@@ -67,21 +71,39 @@ public:
         if (!done_.resize(nodes_.size(), 0) ||
             find_all(search_, nodes_.points(), tolerance, *this) == search_out_of_memory)
             return search_out_of_memory;
+        for (std::size_t k = 0; k < std::min(found_, at_once); ++k)
+            combine(waiting_[k]);
         for (std::size_t k = 0; k < nodes_.size(); ++k)
             if (done_[k] == 0)
                 copy_closest(k);
         return 0;
     }
 
-    [[gnu::always_inline]] void expect(std::size_t k) const { values_.expect(nodes_.id(k)); }
+    [[gnu::always_inline]] void expect(std::size_t k) const { nodes_.expect(k); }
 
+    /// The values at the nodes of the element come from memory while others are found.
     void found(std::size_t k, unsigned element) {
         done_[k] = 1;
-        values_.combine(nodes_.id(k), search_.mesh().nodes_of(element),
-                        search_.local_coordinates(element, point_at(nodes_.points().col(k))));
+        located& slot = waiting_[found_ % at_once];
+        if (found_++ >= at_once)
+            combine(slot);
+        slot = {nodes_.id(k), search_.mesh().nodes_of(element),
+                search_.local_coordinates(element, point_at(nodes_.points().col(k)))};
+        values_.expect(slot.node);
+        for (unsigned i = 0; i < 4; ++i)
+            values_.expect(slot.nodes[i]);
     }
 
 private:
+    struct located {
+        unsigned node;
+        const unsigned* nodes;
+        vector_fixed<double, 3> local;
+    };
+    static constexpr std::size_t at_once = 8;
+
+    void combine(const located& one) { values_.combine(one.node, one.nodes, one.local); }
+
     void copy_closest(std::size_t k) {
         const double* const x = nodes_.points().col(k);
         if (const unsigned closest = detector_.find_closest({x[0], x[1], x[2]}); closest != no_node)
@@ -93,6 +115,8 @@ private:
     Values& values_;
     element_search search_;
     dense1D<unsigned char, 8> done_; ///< for each of the nodes, whether an element holds it
+    std::size_t found_ = 0;
+    std::array<located, at_once> waiting_; ///< the last that were found
 };
 
 /// The whole of it for checked arguments. Returns 0, or -199 when memory ran out.
