@@ -6,9 +6,8 @@
 
 // Interpolation of sizes and of metrics inside a tetrahedron. A metric M asks for the length h along a unit vector e
 // when e^T M e = 1 / h^2. Lengths are interpolated linearly, not the entries: of two metrics along the directions that
-// both have as axes (simultaneous reduction; H. Borouchaki, P. L. George, F. Hecht, P. Laug, E. Saltel, "Delaunay mesh
-// generation governed by metric specifications", Finite Elements in Analysis and Design 25, 1997), of four by merging
-// one after another.
+// both have as axes (simultaneous reduction; H. Borouchaki, P. L. George, F. Hecht, P. Laug, E. Saltel, Finite Elements
+// in Analysis and Design 25, 1997, pp. 61-83), of four by merging one after another.
 namespace quorl::meldra3d::detail {
 
 using metric = symmetric_fixed<double, 3>;
