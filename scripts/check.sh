@@ -20,3 +20,6 @@ docs/figures/numbering.py --check
 [ -f build/release/compile_commands.json ] || cmake --preset release >/dev/null
 find src companions -name '*.cpp' -print0 | xargs -0 -P 2 -n 2 clang-tidy -p build/release --quiet \
     2> >(grep -v 'warnings\? generated' >&2)
+cppcheck --project=build/release/compile_commands.json --file-filter='src/*' --file-filter='companions/*' \
+    --enable=warning,performance,portability,style --suppressions-list=.cppcheck-suppressions --inline-suppr \
+    --error-exitcode=1 --quiet -j 2

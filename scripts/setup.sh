@@ -12,7 +12,7 @@ case "${1:-all}" in
 demo) ;;
 all)
     packages+=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-hopscotch-map-dev libnanoflann-dev
-        libtet1.5-dev python3-pytest clang clang-format clang-tidy libclang-rt-14-dev libfuzzer-14-dev)
+        libtet1.5-dev python3-pytest clang clang-format clang-tidy cppcheck llvm-14 libclang-rt-14-dev libfuzzer-14-dev)
     ;;
 *)
     echo "usage: scripts/setup.sh [demo]" >&2

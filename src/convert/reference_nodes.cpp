@@ -24,7 +24,7 @@ constexpr std::array<std::array<int, 3>, 8> cube_corners{
     {{-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1}, {-1, -1, 1}, {1, -1, 1}, {1, 1, 1}, {-1, 1, 1}}};
 
 /// The places of the 26 nodes: 0 in the directions in which a node lies halfway.
-constexpr std::array<std::array<int, 3>, 26> places_of_26() {
+consteval std::array<std::array<int, 3>, 26> places_of_26() {
     std::array<std::array<int, 3>, 26> places{};
     std::size_t row = 0;
     for (const auto& corner : cube_corners)

@@ -156,7 +156,7 @@ inline constexpr std::array<solid_corner, 8> hexahedron_corners{{{0, {4, 1, 3}},
 
 /// The two faces on either side of each edge, in the order of the edges.
 template <std::size_t Edges>
-constexpr std::array<std::array<unsigned, 2>, Edges> faces_at_edges(const shape_record& record) {
+consteval std::array<std::array<unsigned, 2>, Edges> faces_at_edges(const shape_record& record) {
     std::array<std::array<unsigned, 2>, Edges> sides{};
     for (std::size_t e = 0; e < Edges; ++e)
         for (unsigned f = 0; f < record.faces; ++f)
@@ -235,14 +235,14 @@ constexpr element_type kind_of_column(const mixed_record& record, const unsigned
 // What must hold of the tables, whoever edits them.
 namespace table_checks {
 
-constexpr bool records_are_in_order() {
+consteval bool records_are_in_order() {
     for (std::size_t k = 0; k < element_records.size(); ++k)
         if (element_records[k].type != int(k))
             return false;
     return true;
 }
 
-constexpr unsigned walks(const shape_record& record, unsigned from, unsigned to) {
+consteval unsigned walks(const shape_record& record, unsigned from, unsigned to) {
     unsigned count = 0;
     for (unsigned f = 0; f < record.faces; ++f)
         for (unsigned k = 0; k < record.face[f].size; ++k)
@@ -252,7 +252,7 @@ constexpr unsigned walks(const shape_record& record, unsigned from, unsigned to)
 }
 
 /// Each edge of a solid is walked once in each direction by its two faces, and there are no other steps.
-constexpr bool is_closed(const shape_record& record) {
+consteval bool is_closed(const shape_record& record) {
     unsigned steps = 0;
     for (unsigned f = 0; f < record.faces; ++f)
         steps += record.face[f].size;
@@ -264,7 +264,7 @@ constexpr bool is_closed(const shape_record& record) {
 }
 
 /// The nodes of each face are listed along its own cycle, from any vertex on and in either direction.
-constexpr bool lists_face_nodes(const shape_record& record) {
+consteval bool lists_face_nodes(const shape_record& record) {
     for (unsigned f = 0; f < record.faces; ++f) {
         const face_cycle& face = record.face[f];
         const face_cycle& listed = record.face_nodes[f];

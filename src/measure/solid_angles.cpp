@@ -58,7 +58,7 @@ struct seen_edge {
     bool reversed;
 };
 
-constexpr seen_edge edge_from(const shape_record& record, unsigned from, unsigned to) {
+consteval seen_edge edge_from(const shape_record& record, unsigned from, unsigned to) {
     for (unsigned e = 0; e < record.edges; ++e)
         if (record.edge[e] == node_pair{from, to} || record.edge[e] == node_pair{to, from})
             return {e, record.edge[e][0] == to};
@@ -66,7 +66,7 @@ constexpr seen_edge edge_from(const shape_record& record, unsigned from, unsigne
 }
 
 template <std::size_t N>
-constexpr auto edges_at_corners() {
+consteval auto edges_at_corners() {
     std::array<std::array<seen_edge, 3>, solid<N>::corners.size()> edges{};
     for (std::size_t c = 0; c < edges.size(); ++c)
         for (std::size_t k = 0; k < 3; ++k)

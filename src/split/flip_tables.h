@@ -40,7 +40,7 @@ inline constexpr flip_record flip_W6_record{ET_W6, {3, {{{0, 3}, {1, 4}, {2, 5}}
 inline constexpr flip_record flip_H8_record{ET_H8, {4, {{{0, 4}, {1, 5}, {2, 6}, {3, 7}}}}};
 
 /// The exchanges of a type of `flip_records`.
-constexpr const exchange_list& exchanges_of(element_type type) {
+consteval const exchange_list& exchanges_of(element_type type) {
     std::size_t k = 0;
     while (flip_records[k].type != type)
         ++k;
@@ -51,7 +51,7 @@ constexpr const exchange_list& exchanges_of(element_type type) {
 namespace table_checks {
 
 /// Every row lies within the type and is moved once at most: then a second flip undoes the first.
-constexpr bool undoes_itself(const flip_record& record) {
+consteval bool undoes_itself(const flip_record& record) {
     std::array<unsigned, 27> moves{};
     for (unsigned k = 0; k < record.exchanges.count; ++k)
         for (const unsigned row : record.exchanges.pair[k])
@@ -60,7 +60,7 @@ constexpr bool undoes_itself(const flip_record& record) {
     return true;
 }
 
-constexpr bool all_undo_themselves() {
+consteval bool all_undo_themselves() {
     for (const flip_record& record : flip_records)
         if (!undoes_itself(record))
             return false;

@@ -196,7 +196,7 @@ bool split_around_centroid(const element& solid, const cut_list& cuts, dense2D<d
 
 /// Where the diagonal d of a face of a hexahedron ends that begins at d + 2: there an edge leads to the end 2 - d of
 /// the diagonal d of the opposite face, and none to its other end. So equal bits stand for parallel diagonals.
-constexpr bool equal_bits_are_parallel() {
+consteval bool equal_bits_are_parallel() {
     const auto joined = [](unsigned a, unsigned b) {
         return std::any_of(hexahedron_record.edge.begin(), hexahedron_record.edge.end(),
                            [=](node_pair e) { return (e[0] == a && e[1] == b) || (e[0] == b && e[1] == a); });
