@@ -17,10 +17,10 @@ namespace bench {
 using quorl::dense2D;
 using quorl::no_node;
 
-enum class order { grid, shuffled };
+enum class order { grid, shuffled, delaunay };
 
 inline std::string name(order o) {
-    return o == order::grid ? "grid" : "shuffled";
+    return o == order::grid ? "grid" : o == order::shuffled ? "shuffled" : "delaunay";
 }
 
 struct mesh {
@@ -83,9 +83,13 @@ mesh grid(unsigned n, const std::array<std::array<unsigned, Rows>, Pieces>& piec
     return m;
 }
 
-/// Six tetrahedra around the diagonal of each cell (Kuhn's triangulation), all direct: 6 n^3 elements.
+/// Around the diagonal of a cell (Kuhn's triangulation).
+constexpr std::array<std::array<unsigned, 4>, 6> tetrahedra_of_cell{
+    {{0, 2, 1, 6}, {0, 3, 2, 6}, {0, 7, 3, 6}, {0, 4, 7, 6}, {0, 5, 4, 6}, {0, 1, 5, 6}}};
+
+/// Six tetrahedra a cell, all direct: 6 n^3 elements.
 inline mesh tetrahedra(unsigned n, order o) {
-    return grid<4, 6>(n, {{{0, 2, 1, 6}, {0, 3, 2, 6}, {0, 7, 3, 6}, {0, 4, 7, 6}, {0, 5, 4, 6}, {0, 1, 5, 6}}}, o);
+    return grid(n, tetrahedra_of_cell, o);
 }
 
 inline mesh hexahedra(unsigned n, order o) {
@@ -125,6 +129,21 @@ inline mesh square(unsigned n, bool mixed, order o) {
         }
     if (o == order::shuffled)
         shuffle(m);
+    return m;
+}
+
+/// The same square in 2 n^2 triangles.
+inline mesh triangles(unsigned n) {
+    const mesh quadrangles = square(n, false, order::grid);
+    mesh m;
+    m.pos = quadrangles.pos;
+    m.connect.resize(3, 2 * quadrangles.connect.cols());
+    for (std::size_t j = 0; j < quadrangles.connect.cols(); ++j) {
+        const unsigned* const q = quadrangles.connect.col(j);
+        const unsigned lower[] = {q[0], q[1], q[2]}, upper[] = {q[0], q[2], q[3]};
+        std::copy_n(lower, 3, m.connect.col(2 * j));
+        std::copy_n(upper, 3, m.connect.col(2 * j + 1));
+    }
     return m;
 }
 

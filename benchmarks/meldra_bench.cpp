@@ -1,4 +1,4 @@
-// Neighbours, ancestors, unused nodes and ID checks, beside what one would write without the library.
+// Neighbours, beside what one would write without the library.
 
 #include <benchmark/benchmark.h>
 
@@ -101,66 +101,6 @@ void BM_get_neighbors(benchmark::State& state, element_type type, mesh (*make)(u
     state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
 }
 
-void BM_get_ancestors_TH4(benchmark::State& state, order o) {
-    const mesh m = bench::tetrahedra(unsigned(state.range(0)), o);
-    dense1D<unsigned> ancestors;
-    int status = 0;
-    for (auto _ : state)
-        status |= meldra::get_ancestors(m.connect, ancestors);
-    if (status != 0 || ancestors.size() != m.pos.cols())
-        state.SkipWithError("no ancestors");
-    state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
-}
-
-/// Every second node is unused; each round numbers the mesh anew.
-void BM_simplify_TH4(benchmark::State& state, order o) {
-    const mesh m = bench::tetrahedra(unsigned(state.range(0)), o);
-    dense1D<unsigned> new_ids;
-    int status = 0;
-    for (auto _ : state) {
-        state.PauseTiming();
-        dense2D<double> pos(3, 2 * m.pos.cols(), 0.0);
-        dense2D<unsigned> connect;
-        connect.copy(m.connect);
-        for (std::size_t k = 0; k < connect.size(); ++k)
-            connect.data()[k] *= 2;
-        state.ResumeTiming();
-        status |= meldra::simplify(pos, &connect, &connect + 1, new_ids, 0);
-        state.PauseTiming();
-        if (!equal(connect, m.connect))
-            state.SkipWithError("wrong numbers");
-        state.ResumeTiming();
-    }
-    if (status != 0)
-        state.SkipWithError("refused");
-    state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
-}
-
-/// The same bytes, read and added: what memory allows.
-unsigned sum_of(const dense2D<unsigned>& connect) {
-    unsigned sum = 0;
-    for (const unsigned *at = connect.data(), *end = at + connect.size(); at != end; ++at)
-        sum += *at;
-    return sum;
-}
-
-void BM_read_connectivity(benchmark::State& state, mesh (*make)(unsigned, order)) {
-    const mesh m = make(unsigned(state.range(0)), order::grid);
-    for (auto _ : state)
-        benchmark::DoNotOptimize(sum_of(m.connect));
-    state.SetBytesProcessed(state.iterations() * std::int64_t(m.connect.size() * sizeof(unsigned)));
-}
-
-void BM_check_IDs(benchmark::State& state, element_type type, mesh (*make)(unsigned, order)) {
-    const mesh m = make(unsigned(state.range(0)), order::grid);
-    bool good = true;
-    for (auto _ : state)
-        good = good && meldra::check_IDs(m.connect, type, unsigned(m.pos.cols()));
-    if (!good)
-        state.SkipWithError("refused");
-    state.SetBytesProcessed(state.iterations() * std::int64_t(m.connect.size() * sizeof(unsigned)));
-}
-
 } // namespace
 
 // n = 55 is 998,250 tetrahedra, 94 is 4,983,504; 100 is 1,000,000 hexahedra.
@@ -189,12 +129,3 @@ BENCHMARK_CAPTURE(BM_get_neighbors, SOLID_MIX / shuffled, ET_SOLID_MIX, bench::h
 BENCHMARK_CAPTURE(BM_get_neighbors, W6 / shuffled, ET_W6, bench::wedges, order::shuffled)
     ->Arg(79)
     ->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_get_ancestors_TH4, shuffled, order::shuffled)->Arg(55)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_get_ancestors_TH4, grid, order::grid)->Arg(55)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_simplify_TH4, shuffled, order::shuffled)->Arg(55)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_simplify_TH4, grid, order::grid)->Arg(55)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_read_connectivity, TH4, bench::tetrahedra)->Arg(94)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_check_IDs, TH4, ET_TH4, bench::tetrahedra)->Arg(94)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_read_connectivity, H8, bench::hexahedra)->Arg(136)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_check_IDs, H8, ET_H8, bench::hexahedra)->Arg(136)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_check_IDs, SOLID_MIX, ET_SOLID_MIX, bench::hexahedra)->Arg(136)->Unit(benchmark::kMillisecond);
