@@ -138,9 +138,10 @@ private:
         std::size_t total = 0;
         for (const part& p : parts) {
             std::size_t columns = 0;
+            std::size_t added = 0; // a matrix without rows may claim any number of columns
             std::size_t bytes = 0;
-            if (!numcore::__byte_count(p.cols, p.times, 1, columns) ||
-                !numcore::__byte_count(columns + p.added, 1, p.row_bytes, bytes) ||
+            if (!numcore::__byte_count(p.cols, p.times, 1, columns) || !numcore::__byte_count(p.added, 1, 1, added) ||
+                !numcore::__byte_count(columns + added, 1, p.row_bytes, bytes) ||
                 !numcore::__byte_count(total + bytes, 1, 1, total))
                 return false;
         }

@@ -198,3 +198,16 @@ TEST(ExtrudeTranslateStatus, MoreThanTheMachineHasEndsInNoMemory) {
         EXPECT_REFUSED(args, call, -199);
     }
 }
+
+TEST(ExtrudeTranslateStatus, AnOutputWithoutRowsMayClaimMoreColumnsThanThereCanBe) {
+    constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
+    for (const form call : full_forms)
+        for (const auto output : {&arguments::solids, &arguments::sides, &arguments::cap})
+            for (const std::size_t cols : {most, most - 2, most / 2, most / 64}) {
+                arguments args;
+                args.*output = dense2D<unsigned>(0, cols);
+                EXPECT_EQ((args.*call)(), -199);
+                EXPECT_EQ((args.*output).cols(), cols);
+                EXPECT_EQ(args.pos.cols(), 4u);
+            }
+}
