@@ -120,6 +120,20 @@ private:
         const std::vector<T> copy;
     };
 
+    /// No entries, though it may claim any number of columns, or of rows.
+    template <class T>
+    dense2D<T> empty_matrix(std::size_t rows, std::size_t cols) {
+        const bool huge = rarely(4);
+        const std::size_t count =
+            huge ? bytes_.PickValueInArray({std::size_t(no_node), std::size_t(no_node) + 1, std::size_t(no_node) + 4,
+                                            std::size_t(1) << 61, ~std::size_t(0) / 2, ~std::size_t(0) - 3,
+                                            ~std::size_t(0)})
+                 : 0;
+        dense2D<T> none;
+        none.resize(huge && cols == 0 ? count : rows, huge && cols != 0 ? count : cols);
+        return none;
+    }
+
     template <class T, class Fill>
     dense2D<T> matrix(std::size_t rows, std::size_t cols, const std::vector<dense2D<T>*>& earlier, Fill fill) {
         if (!earlier.empty() && rarely(8)) {
@@ -132,11 +146,8 @@ private:
         std::vector<T> values(ld * (cols + 2 * around), T(7));
         for (std::size_t j = 0; j < cols; ++j)
             fill(values.data() + around + (j + around) * ld, rows);
-        if (rows == 0 || cols == 0) {
-            dense2D<T> none;
-            none.resize(rows, cols);
-            return none;
-        }
+        if (rows == 0 || cols == 0)
+            return empty_matrix<T>(rows, cols);
         if (rarely(4)) {
             auto lent = std::make_unique<block<T>>(std::move(values));
             T* const first = lent->values.data() + around + around * ld;
@@ -166,5 +177,13 @@ bool columns_have(const Matrix& connect, std::initializer_list<std::size_t> coun
     }
     return true;
 }
+
+/// The number of nodes that a check of IDs is given: IDs end before `no_node`.
+inline unsigned id_limit(std::size_t columns) {
+    return unsigned(std::min<std::size_t>(columns, no_node));
+}
+
+/// More columns than a test can walk through; only an empty matrix has so many.
+constexpr std::size_t many_columns = 1000;
 
 } // namespace fuzz

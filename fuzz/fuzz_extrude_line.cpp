@@ -54,7 +54,7 @@ int expected_status(const line_arguments& a, const snapshot<double>& pos,
         return 0;
     if (pos.rows != 3)
         return -1;
-    if (!suits(in[surface], quorl::ET_FACE_MIX, unsigned(pos.cols)))
+    if (!suits(in[surface], quorl::ET_FACE_MIX, id_limit(pos.cols)))
         return -2;
     if (a.line.size() < 2 || std::any_of(a.line.begin(), a.line.end(), [&](unsigned id) { return id >= pos.cols; }))
         return -3;
@@ -271,7 +271,7 @@ int call(const line_arguments& a, sweep_matrices& m, const dense1D<unsigned>& li
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     arguments args(bytes, size);
     sweep_matrices m(args);
-    line_arguments a = decode(args, unsigned(m.pos.cols()));
+    line_arguments a = decode(args, id_limit(m.pos.cols()));
     const auto line = dense1D<unsigned>::view(a.line.data(), a.line.size());
     const auto sizes = dense1D<double>::view(a.sizes.data(), a.sizes.size());
     const std::size_t cols = a.metric_rows == 0 ? 0 : a.metrics.size() / a.metric_rows;
@@ -288,6 +288,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     if (expected != work) {
         require(status == expected, "the status of a checked argument");
         m.require_nothing_changed();
+        return 0;
+    }
+    if (m.has_many_columns(given.full)) {
+        require(status == -199, "no room for so many columns");
+        m.require_cut_back();
         return 0;
     }
     require(status == 0, "a sweep of a small mesh");

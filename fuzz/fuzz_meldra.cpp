@@ -125,8 +125,8 @@ void fuzz_ancestors(arguments& args, const dense2D<unsigned>& connect) {
     if (status != 0 || largest > 100000)
         return;
     std::vector<unsigned> expected(largest, no_node);
-    for (std::size_t j = before.cols; j-- > 0;)
-        for (std::size_t i = 0; i < before.rows && !before.empty(); ++i)
+    for (std::size_t j = before.empty() ? 0 : before.cols; j-- > 0;)
+        for (std::size_t i = 0; i < before.rows; ++i)
             if (const unsigned id = before.col(j)[i]; id != no_node)
                 expected[id] = unsigned(j);
     require(std::equal(expected.begin(), expected.end(), ancestors.begin()), "the first element of each node");
@@ -176,7 +176,7 @@ void check_simplified(const snapshot<double>& pos_before, const std::vector<snap
 
 void fuzz_simplify(arguments& args, const dense2D<unsigned>& witness) {
     dense2D<double> pos = args.coordinates();
-    const unsigned nodes = unsigned(pos.cols());
+    const unsigned nodes = id_limit(pos.cols());
     const unsigned n0 = args.rarely(8) ? args.integer() : args.below(nodes + 1);
     std::vector<dense2D<unsigned>> connects;
     connects.reserve(4);
@@ -198,13 +198,14 @@ void fuzz_simplify(arguments& args, const dense2D<unsigned>& witness) {
     std::vector<snapshot<unsigned>> before;
     for (const dense2D<unsigned>& connect : connects)
         before.emplace_back(connect);
-    const auto map = numbers_after_removal(before, nodes, n0);
+    const bool many = pos.cols() > many_columns;
+    const auto map = many ? std::nullopt : numbers_after_removal(before, nodes, n0);
     const std::vector<unsigned> ids_before(new_ids.begin(), new_ids.end());
 
     const int status = quorl::meldra::simplify(pos, connects.data(), connects.data() + connects.size(), new_ids, n0);
 
     require(pos_seen.same(pos_witness) && seen.same(witness), "other views unchanged");
-    require(status == (map ? 0 : -2), "the status of simplify");
+    require(status == (map ? 0 : -2) || (many && status == -199), "the status of simplify");
     if (map) {
         check_simplified(pos_before, before, *map, pos, connects, new_ids);
         return;
