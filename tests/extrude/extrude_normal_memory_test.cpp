@@ -1,43 +1,25 @@
 #include <gtest/gtest.h>
 
-#include "extrude/roll_back.h"
+#include "support/failing_alloc.h"
+#include "support/meshes.h"
 
 using namespace quorl;
 using namespace test;
-using meldra3d::extrude_normal;
-
-TEST(ExtrudeNormalMemory, AFailedAllocationCutsAllOutputsBack) {
-    expect_roll_back_at_every_allocation([](sweep_mesh& m) {
-        return extrude_normal(m.pos, m.surface, 0.9, 0.3, 0.3, false, m.solids, m.edges, m.sides, m.cap);
-    });
-    expect_roll_back_at_every_allocation(
-        [](sweep_mesh& m) { return extrude_normal(m.pos, m.surface, 1.0, 3, m.solids, m.edges, m.sides, m.cap); });
-    expect_roll_back_at_every_allocation([shifts = dense2D<double>(3, 5, 1.0)](sweep_mesh& m) {
-        return extrude_normal(m.pos, m.surface, shifts, 3, m.solids, m.edges, m.sides, m.cap);
-    });
-}
-
-TEST(ExtrudeNormalMemory, TheShortFormsDoToo) {
-    expect_roll_back_at_every_allocation(
-        [](sweep_mesh& m) { return extrude_normal(m.pos, m.surface, 0.9, 0.3, 0.3, false, m.solids); });
-    expect_roll_back_at_every_allocation(
-        [](sweep_mesh& m) { return extrude_normal(m.pos, m.surface, 1.0, 3, m.solids); });
-    expect_roll_back_at_every_allocation([shifts = dense2D<double>(3, 5, 1.0)](sweep_mesh& m) {
-        return extrude_normal(m.pos, m.surface, shifts, 3, m.solids);
-    });
-}
 
 TEST(ExtrudeNormalMemory, WithoutMemoryForTheNormalsNothingIsResized) {
     for (std::size_t k = 1; k <= 2; ++k) { // a block and its elements
-        sweep_mesh m;
-        const double* const pos = m.pos.data();
-        const unsigned* const solids = m.solids.data();
+        auto pos = points({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {2, 0.5, 0}});
+        const auto surface = ids({{0, 1, 2, 3}, {1, 4, 2, no_node}});
+        auto solids = ids({{0, 1, 2, 3, 4, 0}}), sides = ids({{0, 1, 2, 3}}), cap = ids({{3, 2, 1}});
+        const double* const nodes = pos.data();
+        const unsigned* const elements = solids.data();
         fail_allocation(k);
-        EXPECT_EQ(extrude_normal(m.pos, m.surface, 1.0, 3, m.solids, m.edges, m.sides, m.cap), -199);
-        EXPECT_TRUE(stop_failing());
-        EXPECT_EQ(m.pos.data(), pos);
-        EXPECT_EQ(m.solids.data(), solids);
-        EXPECT_EQ(m.solids.rows(), 6u);
-        EXPECT_EQ(m.cap.rows(), 3u);
+        const int status = meldra3d::extrude_normal(pos, surface, 1.0, 3, solids, dense2D<unsigned>(), sides, cap);
+        EXPECT_NE(stop_failing(), 0u);
+        EXPECT_EQ(status, -199);
+        EXPECT_EQ(pos.data(), nodes);
+        EXPECT_EQ(solids.data(), elements);
+        EXPECT_EQ(solids.rows(), 6u);
+        EXPECT_EQ(cap.rows(), 3u);
     }
 }

@@ -30,6 +30,7 @@ void expect_holds(const edge_table& table, unsigned n) {
 } // namespace
 
 TEST(HBucketsMemory, AFailedInitLeavesATableThatCanBeUsed) {
+    const std::size_t blocks_before = live_blocks();
     for (std::size_t k = 1; k <= 3; ++k) {
         edge_table table;
         fail_allocation(k);
@@ -42,10 +43,11 @@ TEST(HBucketsMemory, AFailedInitLeavesATableThatCanBeUsed) {
         expect_holds(table, table.used_length() != 0 ? 500 : 0);
         EXPECT_TRUE(table.init(0, 23, 1.0));
     }
-    EXPECT_EQ(live_blocks(), 0u);
+    EXPECT_EQ(live_blocks(), blocks_before);
 }
 
 TEST(HBucketsMemory, AFailedInsertIsDroppedAndLeavesTheRest) {
+    const std::size_t blocks_before = live_blocks();
     std::size_t failures = 0;
     for (bool done = false; !done;) {
         edge_table table;
@@ -63,7 +65,7 @@ TEST(HBucketsMemory, AFailedInsertIsDroppedAndLeavesTheRest) {
         expect_holds(table, 2000);
     }
     EXPECT_GE(failures, 10u); // every rehash takes two
-    EXPECT_EQ(live_blocks(), 0u);
+    EXPECT_EQ(live_blocks(), blocks_before);
 }
 
 TEST(HBucketsMemory, AFailedGrowLeavesTheTableAndDropsEvenAKeyThatIsThere) {

@@ -48,30 +48,6 @@ searchable cut_cube() {
 
 } // namespace
 
-TEST(GetElementsMemory, ManyPointsWithoutMemoryFail) {
-    const searchable m = cut_cube();
-    const auto points = m.pos.sub(0, m.pos.cols() - 2, 3, 2);
-    EXPECT_GE(fail_every_allocation(0,
-                                    [&](list& elements, dense2D<double>& local) {
-                                        return get_elements_containing_points(m.pos, m.connect, m.neighbors,
-                                                                              m.ancestors, m.detector, ET_TH4, points,
-                                                                              elements, local, 1e-6);
-                                    }),
-              12u)
-        << "two outputs, two lists of keys, the marks and the stack of the ball, each of a block and its elements";
-}
-
-TEST(GetElementsMemory, NodesWithoutMemoryFail) {
-    const searchable m = cut_cube();
-    const list nodes{27, 28};
-    EXPECT_GE(fail_every_allocation(0,
-                                    [&](list& elements, dense2D<double>& local) {
-                                        return get_elements_containing_nodes(m.pos, m.connect, ET_TH4, nodes, elements,
-                                                                             local, 1e-6);
-                                    }),
-              30u);
-}
-
 TEST(GetElementsMemory, OnePointTakesMemoryForTheBallOnly) {
     const searchable m = cut_cube();
     const auto find = [&](const vector_fixed<double, 3>& p, unsigned& element) {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <vector>
 
 #include "support/failing_alloc.h"
@@ -39,39 +38,6 @@ struct row_of_cubes {
 };
 
 } // namespace
-
-TEST(SplitSolidQ4Memory, AFailedAllocationLeavesOutWhatCouldNotBeStored) {
-    row_of_cubes whole(60);
-    EXPECT_EQ(whole.run(), 0);
-    EXPECT_TRUE(whole.failed.empty());
-    const std::size_t pieces = whole.out.cols();
-    EXPECT_EQ(whole.pos.cols(), 61u * 4 + 30);
-    EXPECT_EQ(pieces, 30u * 2 + 30 * 8);
-
-    const std::size_t blocks_before = live_blocks();
-    std::size_t failures = 0;
-    std::size_t with_less = 0;
-    for (bool done = false; !done;) {
-        row_of_cubes mesh(60);
-        fail_allocation(++failures);
-        EXPECT_EQ(mesh.run(), 0);
-        done = !stop_failing();
-        EXPECT_GE(mesh.pos.cols(), 61u * 4);
-        for (const unsigned id : entries(mesh.out))
-            EXPECT_TRUE(id == no_node || id < mesh.pos.cols());
-        for (const unsigned j : mesh.failed)
-            EXPECT_LT(j, 60u);
-        with_less += entries(mesh.out) != entries(whole.out);
-        if (done) {
-            EXPECT_EQ(entries(mesh.out), entries(whole.out));
-        }
-        EXPECT_EQ(mesh.run(), 0) << "the matrices stay usable";
-        EXPECT_EQ(mesh.out.cols(), pieces);
-    }
-    EXPECT_GE(failures, 8u);
-    EXPECT_GE(with_less, 3u);
-    EXPECT_EQ(live_blocks(), blocks_before);
-}
 
 TEST(SplitSolidQ4Memory, WithoutRoomForItsCentroidAnElementFails) {
     // Memory of the caller has no room for a node: the first one needs a new block.
