@@ -4,11 +4,9 @@
 set -euo pipefail
 library=$1
 
-# Demangled names of the defined dynamic symbols. Their types are left out: compilers differ on which are weak. Those of
-# clang's counters for coverage are not ours.
+# Demangled names of the defined dynamic symbols. Their types are left out: compilers differ on which are weak.
 exports() {
-    nm --dynamic --demangle --defined-only "$library" | cut -d' ' -f3- | grep -vE '^(__(start_|stop_|)_*llvm_|lprof)' |
-        LC_ALL=C sort -u
+    nm --dynamic --demangle --defined-only "$library" | cut -d' ' -f3- | LC_ALL=C sort -u
 }
 if [ "${2:-}" = --list ]; then
     exports
