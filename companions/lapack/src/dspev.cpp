@@ -12,6 +12,9 @@ namespace quorl::lapack {
 namespace {
 
 constexpr long largest_integer = std::numeric_limits<int>::max();
+constexpr long largest_order = 46340; // DSPEV computes n (n + 1) in its integers
+static_assert(largest_order * (largest_order + 1) <= largest_integer);
+static_assert((largest_order + 1) * (largest_order + 2) > largest_integer);
 
 bool is_one_of(char letter, char upper, char lower) {
     return letter == upper || letter == lower;
@@ -25,7 +28,7 @@ int check_dspev(char jobz, char uplo, long n, const double* ap, const double* w,
         return -1;
     if (!is_one_of(uplo, 'U', 'u') && !is_one_of(uplo, 'L', 'l'))
         return -2;
-    if (n < 0 || n > largest_integer)
+    if (n < 0 || n > largest_order)
         return -3;
     if (n > 0 && !ap)
         return -4;

@@ -8,7 +8,7 @@ namespace quorl::lapack {
 /// Eigenvalues and, if wanted, eigenvectors of a real symmetric matrix in packed storage: DSPEV of LAPACK.
 ///   jobz   in       'N' (or 'n') for eigenvalues only, 'V' (or 'v') for eigenvectors as well
 ///   uplo   in       'U' (or 'u') when `ap` holds the upper triangle, 'L' (or 'l') for the lower one
-///   n      in       order of the matrix, >= 0
+///   n      in       order of the matrix, from 0 to 46340: beyond that DSPEV overflows its integers
 ///   ap     in/out   n (n + 1) / 2 values, the columns of the triangle one behind the other; overwritten
 ///   w      out      n values: the eigenvalues in ascending order
 ///   z      out      with 'V', n columns at a distance of `ldz`: orthonormal eigenvectors in the order of `w`; with 'N'
