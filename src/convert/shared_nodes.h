@@ -7,6 +7,7 @@
 #include "convert/node_layout.h"
 #include "frame/elfes.h"
 #include "frame/hbuckets.h"
+#include "frame/id_count.h"
 
 namespace quorl::meldra3d::detail {
 
@@ -17,7 +18,7 @@ namespace quorl::meldra3d::detail {
 /// Edges and faces that the caller gives come with nodes of their own, below the new IDs. Only where there is more than
 /// one such node to a group, a second table leads to the caller's list of them.
 ///
-/// Every operation returns false when there is no memory or an ID would reach `no_node`.
+/// Every operation returns false when there is no memory or an ID would not fit.
 class shared_nodes {
 public:
     using edge_table = hbuckets<keyed<elfes::edge2, unsigned>>;
@@ -55,7 +56,7 @@ private:
 
     /// n consecutive new IDs; `no_node` when they do not fit.
     unsigned take(unsigned n) {
-        if (next_ + n > no_node)
+        if (next_ + n > id_limit)
             return no_node;
         next_ += n;
         return static_cast<unsigned>(next_ - n);

@@ -159,7 +159,7 @@ private:
 
     /// False as well when the new nodes could not be numbered or their number not be returned.
     bool reserve(std::uint64_t copies) {
-        return copies <= std::uint64_t(std::numeric_limits<int>::max()) && pos_.cols() + copies <= no_node &&
+        return copies <= std::uint64_t(std::numeric_limits<int>::max()) && pos_.cols() + copies <= id_limit &&
                pos_.reserve(3, pos_.cols() + copies, 1);
     }
 

@@ -207,7 +207,7 @@ template <class Scaling>
 int sweep_along_line(const sweep_arrays& arrays, const dense1D<unsigned int, 8>& line, const vec3& dir0,
                      const Scaling& scaling) {
     const std::size_t layers = line.size() - 1;
-    if (layers > no_node)
+    if (layers > id_limit)
         return no_memory; // the nodes of so many levels would have no IDs
     return sweep_layers(arrays, static_cast<std::uint32_t>(layers), {1, 1, false},
                         line_path<Scaling>(line, dir0, scaling));

@@ -112,10 +112,10 @@ public:
     }
 
 private:
-    /// False when an ID would not fit: the largest allowed is no_node - 1.
+    /// False when an ID would not fit.
     bool number_levels() {
         const std::uint64_t added = std::uint64_t(layers_) * nodes_.size();
-        if (added > no_node || entry_nodes_ > no_node - added)
+        if (added > id_limit || entry_nodes_ > id_limit - added)
             return false;
         levels_ = {static_cast<std::uint32_t>(entry_nodes_), static_cast<std::uint32_t>(nodes_.size()), layers_};
         return true;

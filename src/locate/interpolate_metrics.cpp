@@ -103,7 +103,7 @@ int give_checked(valued_mesh& mesh, const dense1D<unsigned int, 8>& nodes, bool 
 
 /// The list of all columns. False when memory ran out or they have no IDs.
 bool list_all(std::size_t count, dense1D<unsigned int, 8>& nodes) {
-    if (count > no_node || !nodes.resize(count))
+    if (count > id_limit || !nodes.resize(count))
         return false;
     std::iota(nodes.begin(), nodes.end(), 0u);
     return true;

@@ -9,6 +9,7 @@
 
 #include "frame/element_tables.h"
 #include "frame/hbuckets.h"
+#include "frame/id_count.h"
 #include "measure/element_volumes.h"
 
 namespace quorl::meldra3d {
@@ -163,7 +164,7 @@ unsigned append_centroid(const element& solid, dense2D<double>& pos) {
     for (double& x : mean)
         x /= solid.shape.nodes;
     const std::size_t id = pos.cols();
-    return id < no_node && pos.append(mean.data()) ? static_cast<unsigned>(id) : no_node;
+    return id < id_limit && pos.append(mean.data()) ? static_cast<unsigned>(id) : no_node;
 }
 
 /// A pyramid on a quadrangle, or the tetrahedra on either side of its diagonal. The pyramid must be large enough
@@ -301,7 +302,7 @@ int split_solid_Q4(dense2D<double>& pos, const dense2D<unsigned int>& connectM, 
         piece_list pieces(pos, min_volume);
         if (split(solid, cuts, pos, pieces))
             pieces.append_to(connectOut);
-        else
+        else if (j < id_limit) // columns beyond it have no number that could be stored
             failed.push_back(static_cast<unsigned>(j));
     }
     return 0;

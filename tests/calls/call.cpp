@@ -1,5 +1,6 @@
 #include "calls/call.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "calls/lists.h"
@@ -101,6 +102,38 @@ concept array = requires(T a) {
     a.copy(a);
 };
 
+bool is_nothing(const content& c) {
+    const auto all = [&c](unsigned char byte) {
+        return std::all_of(c.bytes.begin(), c.bytes.end(), [byte](unsigned char one) { return one == byte; });
+    };
+    return c.rows * c.cols == 0 || all(0) || all(0xFF);
+}
+
+/// The first columns as they were, as far as there are as many rows.
+bool begins_with(const content& now, const content& before) {
+    const std::size_t kept = std::min(now.rows, before.rows) * before.entry;
+    for (std::size_t j = 0; j < before.cols; ++j) {
+        const auto from = before.bytes.begin() + std::ptrdiff_t(j * before.rows * before.entry);
+        const auto at = now.bytes.begin() + std::ptrdiff_t(j * now.rows * now.entry);
+        if (!std::equal(from, from + std::ptrdiff_t(kept), at))
+            return false;
+    }
+    return true;
+}
+
+bool is_mixture(const content& now, const content& before, const content& after) {
+    if (now.rows != before.rows || now.cols != before.cols)
+        return before.rows * before.cols == 0 || (now.rows == after.rows && now.cols == after.cols);
+    const auto same = [&now](const content& other, std::size_t at) {
+        return std::equal(now.bytes.begin() + std::ptrdiff_t(at), now.bytes.begin() + std::ptrdiff_t(at + now.entry),
+                          other.bytes.begin() + std::ptrdiff_t(at));
+    };
+    for (std::size_t at = 0; at < now.bytes.size(); at += now.entry)
+        if (!same(before, at) && !same(after, at))
+            return false;
+    return true;
+}
+
 } // namespace
 
 std::vector<content> contents(const arguments& all) {
@@ -121,6 +154,25 @@ arguments with_own_outputs(const call& which, const arguments& all) {
                 }
     });
     return own;
+}
+
+bool obeys(leaves rule, const content& now, const content& before, const content& after) {
+    switch (rule) {
+    case leaves::as_it_was:
+        return now == before;
+    case leaves::cut_back:
+        return now.cols == before.cols && begins_with(now, before);
+    case leaves::longer:
+        return now.rows == before.rows && now.cols >= before.cols && begins_with(now, before);
+    case leaves::nothing:
+    case leaves::nothing_too:
+        return is_nothing(now);
+    case leaves::some_done:
+        return is_mixture(now, before, after);
+    case leaves::anything:
+        return true;
+    }
+    return false;
 }
 
 const std::vector<call>& all_calls() {

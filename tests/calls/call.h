@@ -105,6 +105,9 @@ struct content {
 /// Copies of the contents of all arguments; a detector shows what it finds near some points.
 std::vector<content> contents(const arguments& all);
 
+/// True when a rule allows what is left of an argument, `after` being what a call that succeeds leaves.
+bool obeys(leaves rule, const content& now, const content& before, const content& after);
+
 /// The same arguments, of which those that the call changes have storage of their own and the others share theirs.
 /// Outputs that are empty get contents, to be removed by the call.
 arguments with_own_outputs(const call& which, const arguments& all);

@@ -44,57 +44,6 @@ std::vector<std::string> functions() {
     return {names.begin(), names.end()};
 }
 
-bool is_nothing(const content& c) {
-    const auto all = [&c](unsigned char byte) {
-        return std::all_of(c.bytes.begin(), c.bytes.end(), [byte](unsigned char one) { return one == byte; });
-    };
-    return c.rows * c.cols == 0 || all(0) || all(0xFF);
-}
-
-/// The first columns as they were, as far as there are as many rows.
-bool begins_with(const content& now, const content& before) {
-    const std::size_t kept = std::min(now.rows, before.rows) * before.entry;
-    for (std::size_t j = 0; j < before.cols; ++j) {
-        const auto from = before.bytes.begin() + std::ptrdiff_t(j * before.rows * before.entry);
-        const auto at = now.bytes.begin() + std::ptrdiff_t(j * now.rows * now.entry);
-        if (!std::equal(from, from + std::ptrdiff_t(kept), at))
-            return false;
-    }
-    return true;
-}
-
-bool is_mixture(const content& now, const content& before, const content& after) {
-    if (now.rows != before.rows || now.cols != before.cols)
-        return before.rows * before.cols == 0 || (now.rows == after.rows && now.cols == after.cols);
-    const auto same = [&now](const content& other, std::size_t at) {
-        return std::equal(now.bytes.begin() + std::ptrdiff_t(at), now.bytes.begin() + std::ptrdiff_t(at + now.entry),
-                          other.bytes.begin() + std::ptrdiff_t(at));
-    };
-    for (std::size_t at = 0; at < now.bytes.size(); at += now.entry)
-        if (!same(before, at) && !same(after, at))
-            return false;
-    return true;
-}
-
-bool obeys(leaves rule, const content& now, const content& before, const content& after) {
-    switch (rule) {
-    case leaves::as_it_was:
-        return now == before;
-    case leaves::cut_back:
-        return now.cols == before.cols && begins_with(now, before);
-    case leaves::longer:
-        return now.rows == before.rows && now.cols >= before.cols && begins_with(now, before);
-    case leaves::nothing:
-    case leaves::nothing_too:
-        return is_nothing(now);
-    case leaves::some_done:
-        return is_mixture(now, before, after);
-    case leaves::anything:
-        return true;
-    }
-    return false;
-}
-
 /// Lets memory run out in one call.
 class fault_injection {
 public:

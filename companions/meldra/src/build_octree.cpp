@@ -101,7 +101,7 @@ private:
         });
         if (nodes_ != 0)
             lay_cube(frame);
-        return nodes_ < no_node;
+        return nodes_ < meldra3d::detail::id_limit;
     }
 
     static void lay_cube(octree_frame& frame) {

@@ -2,13 +2,14 @@
 
 #include <utility>
 
+#include "frame/id_count.h"
 #include "frame/max_node_id.h"
 
 namespace quorl::meldra {
 
 int get_ancestors(const dense2D<unsigned int>& connect, dense1D<unsigned int, 8>& ancestors) {
     ancestors.clear();
-    if (!connect.empty() && connect.cols() > no_node) // IDs would wrap
+    if (!connect.empty() && connect.cols() > meldra3d::detail::id_limit)
         return -199;
     const auto largest = meldra3d::detail::largest_id(connect);
     if (!largest)

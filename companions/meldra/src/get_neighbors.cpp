@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "frame/element_tables.h"
+#include "frame/id_count.h"
 
 namespace quorl::meldra {
 
@@ -315,7 +316,7 @@ int get_neighbors(const dense2D<unsigned int>& connect, element_type type, bool 
     if (!has_faces)
         return -2;
     dense2D<unsigned int> found;
-    if (elements.cols() > no_node || !found.resize(record->faces, elements.cols(), no_node))
+    if (elements.cols() > id_limit || !found.resize(record->faces, elements.cols(), no_node))
         return -199;
     const int status = match(elements, type, strict, found);
     if (status == 0)

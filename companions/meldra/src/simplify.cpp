@@ -69,7 +69,7 @@ int simplify(dense2D<double>& pos, dense2D<unsigned int>* first, dense2D<unsigne
             return -2;
     const matrix_range range{first, last};
     dense1D<unsigned int, 8> map;
-    if (nodes > no_node || !map.resize(nodes))
+    if (nodes > meldra3d::detail::id_limit || !map.resize(nodes))
         return -199;
     const unsigned kept = number_kept_nodes(range, std::min<std::size_t>(n0, nodes), map);
     if (kept != nodes) {
