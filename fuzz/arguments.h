@@ -76,6 +76,14 @@ public:
         return value;
     }
 
+    /// A number of rows or columns: mostly small, at times near the ends of its type.
+    std::size_t extent() { return rarely(4) ? huge_extent() : below(6); }
+
+    long extreme_long() {
+        return bytes_.PickValueInArray({0L, -1L, std::numeric_limits<long>::min(), std::numeric_limits<long>::max(),
+                                        0x7FFFFFFFL, 0x80000000L, 0xFFFFFFFFL, 0x100000000L, 0x100000003L});
+    }
+
     /// Mostly an ID below `nodes`.
     unsigned id(unsigned nodes) {
         if (!rarely(24) && nodes != 0)
@@ -108,6 +116,12 @@ public:
     }
 
 private:
+    std::size_t huge_extent() {
+        return bytes_.PickValueInArray({std::size_t(no_node), std::size_t(no_node) + 1, std::size_t(no_node) + 4,
+                                        std::size_t(1) << 61, ~std::size_t(0) / 2, ~std::size_t(0) - 3,
+                                        ~std::size_t(0)});
+    }
+
     struct block_base {
         virtual ~block_base() = default;
         virtual bool kept() const = 0;
@@ -124,11 +138,7 @@ private:
     template <class T>
     dense2D<T> empty_matrix(std::size_t rows, std::size_t cols) {
         const bool huge = rarely(4);
-        const std::size_t count =
-            huge ? bytes_.PickValueInArray({std::size_t(no_node), std::size_t(no_node) + 1, std::size_t(no_node) + 4,
-                                            std::size_t(1) << 61, ~std::size_t(0) / 2, ~std::size_t(0) - 3,
-                                            ~std::size_t(0)})
-                 : 0;
+        const std::size_t count = huge ? huge_extent() : 0;
         dense2D<T> none;
         none.resize(huge && cols == 0 ? count : rows, huge && cols != 0 ? count : cols);
         return none;

@@ -53,7 +53,7 @@ pairs exchanges(int type, const unsigned* column) {
 }
 
 void swap_rows(snapshot<unsigned>& connect, const std::vector<pairs>& per_column) {
-    for (std::size_t j = 0; j < connect.cols; ++j)
+    for (std::size_t j = 0; j < per_column.size(); ++j)
         for (const auto& [a, b] : per_column[j])
             std::swap(connect.entries[j * connect.rows + a], connect.entries[j * connect.rows + b]);
 }
@@ -71,14 +71,15 @@ void check_flips(arguments& args) {
     int status = 0;
     std::vector<pairs> per_column;
     const bool fits = rows == wanted && connect.cols() != 0;
+    const std::size_t columns = connect.empty() ? 0 : connect.cols(); // without rows there is nothing to exchange
     if (dedicated < 3) {
         constexpr int (*call[])(dense2D<unsigned>&) = {meldra3d::flip_TH4, meldra3d::flip_W6, meldra3d::flip_H8};
         const pairs per_kind[] = {{{0, 1}}, {{0, 3}, {1, 4}, {2, 5}}, {{0, 4}, {1, 5}, {2, 6}, {3, 7}}};
         status = call[dedicated](connect);
-        per_column.assign(fits ? connect.cols() : 0, per_kind[dedicated]);
+        per_column.assign(fits ? columns : 0, per_kind[dedicated]);
     } else {
         status = meldra3d::flip(connect, element_type(type));
-        for (std::size_t j = 0; fits && j < connect.cols(); ++j)
+        for (std::size_t j = 0; fits && j < columns; ++j)
             per_column.push_back(exchanges(type, expected.col(j)));
     }
     require(status == (fits || connect.cols() == 0 ? 0 : dedicated < 3 ? -1 : -2), "the status");
