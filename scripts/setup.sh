@@ -3,19 +3,24 @@
 # server and prints nothing.
 #   scripts/setup.sh         all of it: build, tests, benchmarks, fuzzing, format and lint checks
 #   scripts/setup.sh demo    what the demonstration needs, for a short first run
+#   scripts/setup.sh peers   all of it, and the tools by others that benchmarks/peers measures against (300 MB)
 set -euo pipefail
 
 # Build, Python module and command.
 packages=(cmake ninja-build g++ liblapack-dev pybind11-dev python3-dev
     python3-numpy python3-meshio python3-matplotlib python3-click python3-rich)
+everything=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-hopscotch-map-dev libnanoflann-dev
+    libtet1.5-dev python3-pytest clang clang-format clang-tidy libclang-rt-14-dev libfuzzer-14-dev)
 case "${1:-all}" in
 demo) ;;
 all)
     packages+=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-hopscotch-map-dev libnanoflann-dev
         libtet1.5-dev python3-pytest clang clang-format clang-tidy cppcheck llvm-14 libclang-rt-14-dev libfuzzer-14-dev)
     ;;
+all) packages+=("${everything[@]}") ;;
+peers) packages+=("${everything[@]}" libgmsh-dev libvtk9-dev libcgal-dev libeigen3-dev libabsl-dev) ;;
 *)
-    echo "usage: scripts/setup.sh [demo]" >&2
+    echo "usage: scripts/setup.sh [demo | peers]" >&2
     exit 2
     ;;
 esac
