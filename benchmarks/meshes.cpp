@@ -14,6 +14,11 @@ namespace bench {
 
 namespace {
 
+auto& meshes() {
+    static std::map<std::tuple<std::string, order, std::size_t>, std::unique_ptr<mesh>> made;
+    return made;
+}
+
 [[noreturn]] void give_up(const std::string& why) {
     std::cerr << "benchmark mesh: " << why << '\n';
     std::exit(1);
@@ -137,11 +142,14 @@ mesh make(const std::string& kind, order o, std::size_t elements) {
 } // namespace
 
 const mesh& mesh_of(const std::string& kind, order o, std::size_t elements) {
-    static std::map<std::tuple<std::string, order, std::size_t>, std::unique_ptr<mesh>> made;
-    auto& m = made[{kind, o, elements}];
+    auto& m = meshes()[{kind, o, elements}];
     if (!m)
         m = std::make_unique<mesh>(make(kind, o, elements));
     return *m;
+}
+
+void forget_meshes() {
+    meshes().clear();
 }
 
 bool has_delaunay() {

@@ -15,6 +15,9 @@ namespace bench {
 /// elements shuffled; Delaunay tetrahedra of random nodes, also shuffled.
 const mesh& mesh_of(const std::string& kind, order o, std::size_t elements);
 
+/// Gives the memory of all meshes free that nothing else holds.
+void forget_meshes();
+
 /// Whether TetGen was there to make Delaunay meshes.
 bool has_delaunay();
 

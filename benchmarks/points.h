@@ -4,7 +4,7 @@
 
 #include "harness.h"
 
-// Random points, and where the library finds them, for the peers that locate.
+// Random points, and where the library finds them, for the programs that locate beside the benchmarks of locate_bench.
 namespace bench {
 
 /// In the box of the nodes, in no order.
