@@ -150,10 +150,10 @@ MELDRA3D_API int extrude_spiral(dense2D<double>& pos, const dense2D<unsigned int
 /// Node by node, its offset from A is scaled by h(B) / h(A), both sizes taken along the offset before the turn. A
 /// metric that is missing, not finite or not positive definite counts as size 1, and so does that of the first node of
 /// the line always. A node at A, or whose size at B is 0, comes to B.
-/// Where the first node of the line belongs to the surface, the others take the place of its copies, and these are
-/// removed from `pos` (with `simplify`). Entries of the three outputs that named such a copy before the call, which
-/// then was beyond `pos`, are renamed as well. With entries that name no node at all, or without memory for this last
-/// step, nothing is removed: the mesh then has nodes that no element uses.
+/// Where the first node of the line belongs to the surface, the others take the place of its copies, and `pos` gets
+/// none of these: as if they were removed with `simplify` in the end. Entries of the three outputs that named such a
+/// copy before the call, which then was beyond `pos`, are renamed as well. With entries (of an output or of `edges`)
+/// that name no node even so, the copies are there: the mesh then has nodes that no element uses.
 /// Returns, in the order tested: 0 when `connectS` is empty (nothing is checked or changed); -1 when `pos` has not 3
 /// rows; -2 when `connectS` is malformed or names a node beyond `pos`; -3 when `line` has less than two entries or one
 /// that is no node of `pos` (`no_node` is none); -5 when `metrics` is neither empty nor of 6 rows; -6 when `connectE`

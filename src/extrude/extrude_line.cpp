@@ -16,6 +16,7 @@
 #include "extrude/rotation_matrix.h"
 #include "extrude/spacing.h"
 #include "extrude/sweep.h"
+#include "extrude/turned_level.h"
 #include "frame/id_count.h"
 
 namespace quorl::meldra3d {
@@ -93,17 +94,21 @@ double size_along(const std::optional<metric>& m, const vec3& e) {
 struct metric_scaling {
     const dense2D<double> metrics;
 
-    auto at(std::uint32_t level) const {
-        // The metric of the first node plays no part.
-        const auto before = level == 1 ? std::nullopt : valid_metric(metrics, level - 1);
-        const auto here = valid_metric(metrics, level);
-        return [before, here](const vec3& offset) {
+    struct ratio {
+        std::optional<metric> before, here;
+
+        double operator()(const vec3& offset) const {
             if (!before && !here)
-                return 1.0;
+                return 1;
             const double distance = length(offset);
             const vec3 e{offset[0] / distance, offset[1] / distance, offset[2] / distance};
             return size_along(here, e) / size_along(before, e);
-        };
+        }
+    };
+
+    ratio at(std::uint32_t level) const {
+        // The metric of the first node plays no part.
+        return {level == 1 ? std::nullopt : valid_metric(metrics, level - 1), valid_metric(metrics, level)};
     }
 };
 
@@ -111,12 +116,16 @@ struct metric_scaling {
 struct size_scaling {
     const dense1D<double, 8> sizes;
 
+    struct ratio {
+        double value;
+
+        double operator()(const vec3& /*offset*/) const { return value; }
+    };
+
     double size(std::size_t k) const {
         return k < sizes.size() && sizes[k] > 0 && std::isfinite(sizes[k]) ? sizes[k] : 1;
     }
-    auto at(std::uint32_t level) const {
-        return [ratio = size(level) / size(level - 1)](const vec3& /*offset*/) { return ratio; };
-    }
+    ratio at(std::uint32_t level) const { return {size(level) / size(level - 1)}; }
 };
 
 template <class Scaling>
@@ -127,18 +136,29 @@ public:
 
     double length() const override { return 1; } // the number of layers is given
 
+    void begin(const level_group& levels) override {
+        const auto node = [&](std::size_t k) {
+            const double* const x = levels.pos.col(line_[k]);
+            return vec3{x[0], x[1], x[2]};
+        };
+        for (std::uint32_t place = 0; place < levels.count; ++place) {
+            const std::uint32_t k = levels.first + place;
+            const vec3 from = node(k - 1);
+            const vec3 to = node(k);
+            const vec3 before = k == 1 ? dir0_ : direction(node(k - 2), from);
+            motions_[place] = {from, turn(before, direction(from, to)), to};
+            ratios_[place] = scaling_.at(k);
+        }
+    }
+
     void place(const sweep_level& level) const override {
-        const std::uint32_t k = level.number;
-        const vec3 from = node(level, k - 1);
-        const vec3 to = node(level, k);
-        const vec3 before = k == 1 ? dir0_ : direction(node(level, k - 2), from);
-        const matrix3 r = turn(before, direction(from, to));
-        const auto ratio = scaling_.at(k);
-        double* image = level.image;
-        for (std::size_t j = 0; j < level.count; ++j, image += level.ld) {
-            const double* const x = level.below(j);
+        const auto [from, r, to] = motions_[level.place];
+        const auto ratio = ratios_[level.place];
+        const double* x = level.below;
+        double* image = level.images;
+        for (std::size_t j = 0; j < level.count; ++j, x += 3, image += 3) {
             const vec3 u{x[0] - from[0], x[1] - from[1], x[2] - from[2]};
-            const bool on_line = level.source[j] == line_[0] || (u[0] == 0 && u[1] == 0 && u[2] == 0);
+            const bool on_line = u[0] == 0 && u[1] == 0 && u[2] == 0;
             const double s = on_line ? 0 : ratio(u);
             // A ratio of 0, or one that is no finite number, brings the node to the line.
             const bool off_line = s > 0 && s <= std::numeric_limits<double>::max();
@@ -148,45 +168,14 @@ public:
     }
 
     /// Where the line begins at a node of the surface, its nodes take the places of the copies of that node.
-    int finish(const swept_mesh& mesh) const override {
-        if (mesh.surface_nodes.find(line_[0]) == no_node)
-            return 0;
-        for (dense2D<unsigned int>& output : mesh.outputs)
-            if (!output.__detach())
-                return no_memory;
-        for (dense2D<unsigned int>& output : mesh.outputs)
-            put_line_nodes(mesh, output);
-        dense1D<unsigned int, 8> new_ids;
-        // Where this fails, for lack of memory or for IDs of the caller's that name no node, all nodes stay: the mesh
-        // is whole, with copies that nothing uses.
-        (void)meldra::simplify(mesh.pos, mesh.outputs.data(), mesh.outputs.data() + mesh.outputs.size(), new_ids,
-                               mesh.entry_nodes);
-        return 0;
-    }
+    const unsigned* guide() const override { return line_.data(); }
 
 private:
-    vec3 node(const sweep_level& level, std::size_t k) const {
-        const double* const x = level.pos.col(line_[k]);
-        return {x[0], x[1], x[2]};
-    }
-
-    void put_line_nodes(const swept_mesh& mesh, dense2D<unsigned int>& output) const {
-        const auto per_level = static_cast<std::uint32_t>(mesh.surface_nodes.size());
-        const std::uint32_t added = mesh.layers * per_level;
-        const std::uint32_t first = mesh.surface_nodes.find(line_[0]);
-        for (std::size_t j = 0; !output.empty() && j < output.cols(); ++j) {
-            unsigned* const column = output.col(j);
-            for (std::size_t i = 0; i < output.rows(); ++i) {
-                const std::uint32_t place = column[i] - mesh.entry_nodes; // wraps for older nodes, beyond `added`
-                if (place < added && place % per_level == first)
-                    column[i] = line_[place / per_level + 1];
-            }
-        }
-    }
-
     const dense1D<unsigned int, 8> line_;
     const vec3 dir0_;
     const Scaling scaling_;
+    level_motions motions_{};
+    std::array<typename Scaling::ratio, level_group::most> ratios_{};
 };
 
 /// The status of the checks; `metrics` is empty in the forms with sizes.
@@ -209,8 +198,8 @@ int sweep_along_line(const sweep_arrays& arrays, const dense1D<unsigned int, 8>&
     const std::size_t layers = line.size() - 1;
     if (layers > id_limit)
         return no_memory; // the nodes of so many levels would have no IDs
-    return sweep_layers(arrays, static_cast<std::uint32_t>(layers), {1, 1, false},
-                        line_path<Scaling>(line, dir0, scaling));
+    line_path<Scaling> path(line, dir0, scaling);
+    return sweep_layers(arrays, static_cast<std::uint32_t>(layers), {1, 1, false}, path);
 }
 
 } // namespace

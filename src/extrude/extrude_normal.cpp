@@ -27,18 +27,13 @@ public:
     along_vectors(double thickness, const dense2D<double>& vectors) : thickness_(thickness), vectors_(vectors) {}
 
     double length() const final { return thickness_; }
+    const dense2D<double>* vectors() const final { return &vectors_; }
 
     void place(const sweep_level& level) const final {
         const double d = level.t * thickness_;
-        double* image = level.image;
-        for (std::size_t j = 0; j < level.count; ++j, image += level.ld) {
-            const double* const x = level.original(j);
-            const double* const v = level.column(vectors_, j);
-            // A factor of exactly 0 moves nothing, not even where the vector is not finite.
-            image[0] = d != 0 ? x[0] + d * v[0] : x[0];
-            image[1] = d != 0 ? x[1] + d * v[1] : x[1];
-            image[2] = d != 0 ? x[2] + d * v[2] : x[2];
-        }
+        // A factor of exactly 0 moves nothing, not even where the vector is not finite.
+        for (std::size_t k = 0; k < 3 * level.count; ++k)
+            level.images[k] = d != 0 ? level.originals[k] + d * level.vectors[k] : level.originals[k];
     }
 
 protected:
@@ -117,7 +112,8 @@ int extrude_normal(dense2D<double>& pos, const dense2D<unsigned int>& connectS, 
     const sweep_arrays arrays{pos, connectS, connectE, edges, connectQ, connectT};
     if (const int status = check_sweep_outputs(arrays, vectors_codes); status != 0)
         return status;
-    return sweep_layers(arrays, nlayers, {1, 1, false}, along_vectors(1, node_shifts));
+    along_vectors path(1, node_shifts);
+    return sweep_layers(arrays, nlayers, {1, 1, false}, path);
 }
 
 int extrude_normal(dense2D<double>& pos, const dense2D<unsigned int>& connectS, const dense2D<double>& node_shifts,

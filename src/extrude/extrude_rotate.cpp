@@ -35,15 +35,21 @@ public:
                vector_length(first[0] - axis_point_[0], first[1] - axis_point_[1], z - axis_point_[2]);
     }
 
-    void place(const sweep_level& level) const override {
-        const matrix3 r = rotation_matrix({level.t * rotation_[0], level.t * rotation_[1], level.t * rotation_[2]});
-        place_turned(level, r, axis_point_, axis_point_);
+    void begin(const level_group& levels) override {
+        for (std::uint32_t k = 0; k < levels.count; ++k) {
+            const double t = levels.t[k];
+            motions_[k] = {axis_point_, rotation_matrix({t * rotation_[0], t * rotation_[1], t * rotation_[2]}),
+                           axis_point_};
+        }
     }
+
+    void place(const sweep_level& level) const override { place_moved(level, motions_[level.place]); }
 
 private:
     const sweep_arrays& arrays_;
     const vec3 axis_point_;
     const vec3 rotation_;
+    level_motions motions_{};
 };
 
 /// What the form with a count must know before it can ask for the length of the path.

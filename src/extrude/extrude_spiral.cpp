@@ -25,18 +25,22 @@ public:
     /// The shift alone: turning plays no part in the number of layers.
     double length() const override { return vector_length(shift_[0], shift_[1], shift_[2]); }
 
-    void place(const sweep_level& level) const override {
-        const double t = level.t;
-        const vec3 moved{axis_point_[0] + t * shift_[0], axis_point_[1] + t * shift_[1],
-                         axis_point_[2] + t * shift_[2]};
-        place_turned(level, rotation_matrix({t * rotation_[0], t * rotation_[1], t * rotation_[2]}), axis_point_,
-                     moved);
+    void begin(const level_group& levels) override {
+        for (std::uint32_t k = 0; k < levels.count; ++k) {
+            const double t = levels.t[k];
+            const vec3 moved{axis_point_[0] + t * shift_[0], axis_point_[1] + t * shift_[1],
+                             axis_point_[2] + t * shift_[2]};
+            motions_[k] = {axis_point_, rotation_matrix({t * rotation_[0], t * rotation_[1], t * rotation_[2]}), moved};
+        }
     }
+
+    void place(const sweep_level& level) const override { place_moved(level, motions_[level.place]); }
 
 private:
     const vec3 axis_point_;
     const vec3 rotation_;
     const vec3 shift_;
+    level_motions motions_{};
 };
 
 } // namespace

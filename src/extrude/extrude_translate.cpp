@@ -24,9 +24,9 @@ public:
         vector_fixed<double, 3> shift{0, 0, 0};
         if (level.t != 0)
             shift = {level.t * dir_[0], level.t * dir_[1], level.t * dir_[2]};
-        double* image = level.image;
-        for (std::size_t j = 0; j < level.count; ++j, image += level.ld) {
-            const double* const x = level.original(j);
+        const double* x = level.originals;
+        double* image = level.images;
+        for (std::size_t j = 0; j < level.count; ++j, x += 3, image += 3) {
             image[0] = x[0] + shift[0];
             image[1] = x[1] + shift[1];
             image[2] = x[2] + shift[2];

@@ -1,10 +1,58 @@
 #include "extrude/node_index_map.h"
 
+#include <algorithm>
 #include <utility>
 
-#include <meldra/element_type.h>
-
 namespace quorl::meldra3d::detail {
+
+namespace {
+
+/// Calls enter(id) for each node of a connectivity as long as it returns true, and expect(id) some 100 ns before, which
+/// is the latency of memory.
+template <class Enter, class Expect>
+bool enter_columns(const dense2D<unsigned>& connect, Enter enter, Expect expect) {
+    constexpr std::size_t ahead = 16;
+    const std::size_t rows = connect.rows();
+    for (std::size_t j = 0; j < connect.cols(); ++j) {
+        const unsigned* const column = connect.col(j);
+        for (std::size_t i = 0; i < rows && j + ahead < connect.cols(); ++i)
+            expect(column[ahead * connect.ld() + i]);
+        for (std::size_t i = 0; i < rows; ++i)
+            if (column[i] != no_node && !enter(column[i]))
+                return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool node_index_map::insert_all(const dense2D<unsigned>& connect, std::size_t nodes) noexcept {
+    // A table has two to four places of eight bytes for each ID, and a node of a surface belongs to some six corners.
+    if (nodes <= connect.size())
+        return list_all(connect, nodes);
+    return enter_columns(
+        connect, [this](unsigned id) { return insert(id); },
+        [this](unsigned id) __attribute__((always_inline)) { prefetch(id); });
+}
+
+bool node_index_map::list_all(const dense2D<unsigned>& connect, std::size_t nodes) noexcept {
+    if (!by_id_.resize(nodes, no_node) || !ids_.resize(nodes))
+        return false;
+    unsigned* const index = by_id_.data();
+    unsigned* const ids = ids_.data();
+    unsigned count = 0;
+    enter_columns(
+        connect,
+        [&](unsigned id) {
+            if (index[id] == no_node) {
+                ids[count] = id;
+                index[id] = count++;
+            }
+            return true;
+        },
+        [index](unsigned id) __attribute__((always_inline)) { __builtin_prefetch(index + id); });
+    return ids_.resize(count);
+}
 
 bool node_index_map::insert(unsigned id) noexcept {
     if (2 * (ids_.size() + 1) > table_.size() && !grow())
@@ -21,7 +69,7 @@ bool node_index_map::insert(unsigned id) noexcept {
     return true;
 }
 
-unsigned node_index_map::find(unsigned id) const noexcept {
+unsigned node_index_map::find_hashed(unsigned id) const noexcept {
     if (table_.empty() || id == no_node)
         return no_node;
     const place* const table = table_.data();

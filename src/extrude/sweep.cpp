@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <utility>
 
 #include <meldra/meldra.h>
@@ -37,27 +38,6 @@ int check_sweep(const sweep_arrays& arrays, const sweep_codes& codes, const laye
     return check_sweep_outputs(arrays, codes);
 }
 
-/// Asks for what is known of the nodes of a face that comes some columns later. Inlined always: a call of a function
-/// that only prefetches has no effect in the eyes of a compiler, and is left out.
-[[gnu::always_inline]] inline void prefetch_face_ahead(const dense2D<unsigned int>& surface, std::size_t j,
-                                                       const node_index_map& nodes) {
-    constexpr std::size_t ahead = 16; // some 100 ns of work: the latency of memory
-    for (std::size_t i = 0; i < surface.rows() && j + ahead < surface.cols(); ++i)
-        nodes.prefetch(surface.col(j + ahead)[i]);
-}
-
-/// Enters the nodes of a surface in order of first appearance. False when there is no memory.
-bool collect_surface_nodes(const dense2D<unsigned int>& surface, node_index_map& nodes) {
-    for (std::size_t j = 0; j < surface.cols(); ++j) {
-        prefetch_face_ahead(surface, j, nodes);
-        const unsigned* const face = surface.col(j);
-        for (std::size_t i = 0; i < surface.rows(); ++i)
-            if (face[i] != no_node && !nodes.insert(face[i]))
-                return false;
-    }
-    return true;
-}
-
 /// An output while columns are appended to it. It is taken out of the caller's hands and given back at the end, so
 /// that one matrix passed for several outputs cannot be resized under the feet of another.
 class appended_matrix {
@@ -75,18 +55,95 @@ private:
     dense2D<unsigned int>& owner_;
 };
 
-/// Numbers the nodes of the levels.
-struct level_numbering {
-    std::uint32_t entry_nodes; ///< nodes before the sweep
-    std::uint32_t per_level;
-    std::uint32_t layers;
+/// Numbers the nodes of the levels: level after level, each in the order of the surface's nodes. Where a path brings
+/// nodes of its own in the place of the copies of one node, these have no number, and the others close up.
+class level_numbering {
+public:
+    level_numbering() = default;
+    level_numbering(std::uint32_t entry_nodes, std::uint32_t surface_nodes, std::uint32_t layers)
+        : entry_nodes_(entry_nodes), surface_nodes_(surface_nodes), layers_(layers), per_level_(surface_nodes) {}
+
+    /// Lets guide[k] stand for the node of that index on level k. Its copies may have to stay all the same, unused.
+    void replace(std::uint32_t index, const unsigned* guide, bool copies_stay) {
+        replaced_ = index;
+        guide_ = guide;
+        if (!copies_stay) {
+            left_out_ = index;
+            --per_level_;
+        }
+    }
+
+    std::uint32_t per_level() const { return per_level_; }
+    std::uint32_t entry_nodes() const { return entry_nodes_; }
+    std::uint32_t all_nodes() const { return entry_nodes_ + layers_ * per_level_; }
+    bool replaces(std::uint32_t index) const { return index == replaced_; } ///< for the index of a node
+    const unsigned* guide() const { return guide_; }
+    std::uint32_t replaced() const { return replaced_; } ///< `no_node` when none is
+
+    /// The index of the surface's node whose copies come in that place on their levels.
+    std::size_t source(std::size_t place) const { return place + (place >= left_out_); }
+
+    /// The copy on level 1 of the surface's node of that index, which is not replaced.
+    std::uint32_t first_copy(std::uint32_t index) const { return entry_nodes_ + index - (index > left_out_); }
 
     /// Node `id`, of that index among the surface's nodes, on a level. Arithmetic modulo 2^32, so that an edge node
     /// outside the surface, of index `no_node`, has a well-defined number as well.
     std::uint32_t node(std::uint32_t id, std::uint32_t index, std::uint32_t level) const {
-        return level == 0 ? id : entry_nodes + (level - 1) * per_level + index;
+        return renumbered(level == 0 ? id : entry_nodes_ + (level - 1) * surface_nodes_ + index);
     }
+
+    /// What becomes of a number that is given without any regard to the nodes of the path.
+    std::uint32_t renumbered(std::uint32_t id) const {
+        const std::uint32_t place = id - entry_nodes_; // wraps for older nodes, beyond those added
+        if (replaced_ == no_node || place >= layers_ * surface_nodes_)
+            return id;
+        const std::uint32_t level = place / surface_nodes_ + 1;
+        const std::uint32_t index = place % surface_nodes_;
+        return index == replaced_ ? guide_[level] : first_copy(index) + (level - 1) * per_level_;
+    }
+
+private:
+    std::uint32_t entry_nodes_ = 0; // nodes before the sweep
+    std::uint32_t surface_nodes_ = 0;
+    std::uint32_t layers_ = 0;
+    std::uint32_t per_level_ = 0;
+    std::uint32_t replaced_ = no_node; // the index of a node
+    std::uint32_t left_out_ = no_node; // the same where its copies have no number
+    const unsigned* guide_ = nullptr;
 };
+
+using four_ids = unsigned __attribute__((vector_size(4 * sizeof(unsigned))));
+
+/// The rows of a solid, six or eight of them.
+struct eight_ids {
+    four_ids low, high;
+};
+
+eight_ids load(const std::array<unsigned, 8>& from) {
+    eight_ids ids;
+    std::memcpy(&ids.low, from.data(), sizeof ids.low);
+    std::memcpy(&ids.high, from.data() + 4, sizeof ids.high);
+    return ids;
+}
+
+template <std::size_t Rows>
+void write(const eight_ids& ids, unsigned* to) {
+    std::memcpy(to, &ids.low, sizeof ids.low);
+    std::memcpy(to + 4, &ids.high, (Rows - 4) * sizeof(unsigned));
+}
+
+constexpr std::size_t block = 512; // nodes whose coordinates, and those of a level, fill half of a first-level cache
+
+/// The coordinates of a few nodes, one after another. They may be scattered: those soon to come are fetched into the
+/// cache meanwhile.
+template <class Node>
+void gather_points(const dense2D<double>& matrix, std::size_t count, Node node, double* points) {
+    constexpr std::size_t ahead = 16; // some 100 ns of work: the latency of memory
+    for (std::size_t j = 0; j < count; ++j, points += 3) {
+        __builtin_prefetch(matrix.col(node(std::min(j + ahead, count - 1))));
+        std::copy_n(matrix.col(node(j)), 3, points);
+    }
+}
 
 /// The matrices of one sweep while it works. Reads its inputs through views of its own: an output may be the same
 /// matrix as an input, or share its storage, and moves away when it grows.
@@ -97,18 +154,17 @@ public:
           pos_(arrays.pos), entry_nodes_(arrays.pos.cols()), layers_(layers), solids_(arrays.connectE),
           sides_(arrays.connectQ), cap_(arrays.connectT) {}
 
-    int run(const layer_sizes& sizes, const sweep_path& path) {
-        if (!collect_surface_nodes(surface_, nodes_) || !number_levels() || !memory_suffices())
+    int run(const layer_sizes& sizes, sweep_path& path) {
+        if (!nodes_.insert_all(surface_, entry_nodes_) || !number_levels() || !memory_suffices())
             return no_memory;
+        if (const unsigned* const guide = path.guide())
+            follow(guide);
         if (!build_layer_elements() || !grow_nodes()) {
             roll_back();
             return no_memory;
         }
-        place_layer_nodes(sizes, path);
-        const int status = finish(path);
-        if (status != 0)
-            roll_back();
-        return status;
+        place_nodes(sizes, path);
+        return 0;
     }
 
 private:
@@ -119,6 +175,18 @@ private:
             return false;
         levels_ = {static_cast<std::uint32_t>(entry_nodes_), static_cast<std::uint32_t>(nodes_.size()), layers_};
         return true;
+    }
+
+    /// Lets the nodes of the path stand for copies where it begins in the surface. Those copies are left out unless the
+    /// caller's own entries name nodes that there would not be.
+    void follow(const unsigned* guide) {
+        const std::uint32_t first = nodes_.find(guide[0]);
+        if (first == no_node)
+            return;
+        bool known = meldra::check_IDs(edges_, levels_.all_nodes());
+        for (const appended_matrix* output : {&solids_, &sides_, &cap_})
+            known = known && meldra::check_IDs(output->matrix, levels_.all_nodes());
+        levels_.replace(first, guide, !known);
     }
 
     std::size_t swept_columns(const dense2D<unsigned int>& source) const { return source.cols() * layers_; }
@@ -158,7 +226,7 @@ private:
             solids_.matrix.__resize_rows(2 * rows, solids_.entry_cols + swept_columns(surface_), no_node);
         const bool sides = sides_.matrix.__resize_rows(4, side_cols, no_node);
         const bool cap = cap_.matrix.__resize_rows(rows, cap_.entry_cols + surface_.cols(), no_node);
-        if (!solids || !sides || !cap)
+        if (!solids || !sides || !cap || !renumber_entries())
             return false;
         if (rows == 3)
             sweep_faces<3>();
@@ -168,44 +236,99 @@ private:
         return true;
     }
 
+    /// Brings the columns that were there before in line with the nodes of the path.
+    bool renumber_entries() {
+        for (appended_matrix* output : {&solids_, &sides_, &cap_}) {
+            dense2D<unsigned int>& matrix = output->matrix;
+            if (levels_.replaced() == no_node || matrix.empty() || output->entry_cols == 0)
+                continue;
+            if (!matrix.__detach())
+                return false;
+            for (std::size_t j = 0; j < output->entry_cols; ++j)
+                for (std::size_t i = 0; i < matrix.rows(); ++i)
+                    matrix(i, j) = levels_.renumbered(matrix(i, j));
+        }
+        return true;
+    }
+
     /// Writes the column of solids over each face, and the face that closes it.
     template <std::size_t Rows>
     void sweep_faces() {
+        constexpr std::size_t ahead = 16; // some 100 ns of work: the latency of memory
         unsigned* solid = solids_.matrix.data() + solids_.entry_cols * solids_.matrix.ld();
         unsigned* cap = cap_.matrix.data() + cap_.entry_cols * cap_.matrix.ld();
         for (std::size_t j = 0; j < surface_.cols(); ++j, cap += cap_.matrix.ld()) {
             const unsigned* const face = surface_.col(j);
-            prefetch_face_ahead(surface_, j, nodes_);
-            const std::size_t corners = Rows == 4 && face[Rows - 1] != no_node ? 4 : 3;
-            std::array<unsigned, Rows> lower{};
-            std::array<unsigned, Rows> upper{};
-            std::copy_n(face, corners, lower.begin());
-            for (std::size_t c = 0; c < corners; ++c)
-                upper[c] = levels_.node(face[c], nodes_.find(face[c]), 1);
-            for (std::uint32_t k = 0; k < layers_; ++k, solid += solids_.matrix.ld()) {
-                write_solid<Rows>(solid, corners, lower, upper);
-                lower = upper;
-                for (unsigned& id : upper)
-                    id += levels_.per_level;
-            }
-            cap[0] = lower[0];
-            for (std::size_t c = 1; c < Rows; ++c)
-                cap[c] = c < corners ? lower[corners - c] : no_node;
+            for (std::size_t c = 0; c < Rows && j + ahead < surface_.cols(); ++c)
+                nodes_.prefetch(face[ahead * surface_.ld() + c]);
+            if (Rows == 4 && face[Rows - 1] != no_node)
+                sweep_face<Rows, Rows>(face, solid, cap);
+            else
+                sweep_face<Rows, 3>(face, solid, cap);
+            solid += layers_ * solids_.matrix.ld();
         }
     }
 
-    /// A wedge or hexahedron: the lower nodes, then the upper ones, then unused slots.
-    template <std::size_t Rows>
-    static void write_solid(unsigned* solid, std::size_t corners, const std::array<unsigned, Rows>& lower,
-                            const std::array<unsigned, Rows>& upper) {
-        if (corners == Rows) {
-            std::copy_n(lower.begin(), Rows, solid);
-            std::copy_n(upper.begin(), Rows, solid + Rows);
-            return;
+    /// Writes the wedges or hexahedra over a face, and that which closes it: its nodes backwards.
+    template <std::size_t Rows, std::size_t Corners>
+    void sweep_face(const unsigned* face, unsigned* solid, unsigned* cap) const {
+        std::array<unsigned, Corners> index, top;
+        bool replaced = false;
+        for (std::size_t c = 0; c < Corners; ++c) {
+            index[c] = nodes_.find(face[c]);
+            replaced = replaced || levels_.replaces(index[c]);
         }
-        std::copy_n(lower.begin(), 3, solid);
-        std::copy_n(upper.begin(), 3, solid + 3);
-        std::fill_n(solid + 6, 2 * Rows - 6, no_node);
+        if (replaced || layers_ == 0) {
+            stack_at_path<Rows>(face, index, solid);
+            for (std::size_t c = 0; c < Corners; ++c)
+                top[c] = levels_.node(face[c], index[c], layers_);
+        } else {
+            for (unsigned& i : index)
+                i = levels_.first_copy(i);
+            stack<Rows>(face, index, solid);
+            for (std::size_t c = 0; c < Corners; ++c)
+                top[c] = index[c] + (layers_ - 1) * levels_.per_level();
+        }
+        cap[0] = top[0];
+        for (std::size_t c = 1; c < Rows; ++c)
+            cap[c] = c < Corners ? top[Corners - c] : no_node;
+    }
+
+    /// Writes the solids over a face whose nodes have copies: the lower nodes, then the upper ones, then unused slots.
+    /// From one solid to the next, all nodes go up by one and the same number.
+    template <std::size_t Rows, std::size_t Corners>
+    void stack(const unsigned* face, const std::array<unsigned, Corners>& first_copy, unsigned* solid) const {
+        std::array<unsigned, 8> next, step{};
+        next.fill(no_node);
+        std::copy_n(face, Corners, next.begin());
+        std::copy_n(first_copy.begin(), Corners, next.begin() + Corners);
+        eight_ids ids = load(next);
+        write<2 * Rows>(ids, solid);
+        for (std::size_t c = 0; c < Corners; ++c) {
+            next[c] = first_copy[c];
+            next[Corners + c] = first_copy[c] + levels_.per_level();
+            step[c] = step[Corners + c] = levels_.per_level();
+        }
+        ids = load(next);
+        const eight_ids up = load(step);
+        for (std::uint32_t k = 1; k < layers_; ++k) {
+            solid += solids_.matrix.ld();
+            write<2 * Rows>(ids, solid);
+            ids.low += up.low;
+            ids.high += up.high;
+        }
+    }
+
+    /// The same for a face some node of which has none, for the path brings nodes of its own.
+    template <std::size_t Rows, std::size_t Corners>
+    void stack_at_path(const unsigned* face, const std::array<unsigned, Corners>& index, unsigned* solid) const {
+        for (std::uint32_t k = 1; k <= layers_; ++k, solid += solids_.matrix.ld()) {
+            for (std::size_t c = 0; c < Corners; ++c) {
+                solid[c] = levels_.node(face[c], index[c], k - 1);
+                solid[Corners + c] = levels_.node(face[c], index[c], k);
+            }
+            std::fill_n(solid + 2 * Corners, 2 * Rows - 2 * Corners, no_node);
+        }
     }
 
     /// Writes the side quadrangles over each edge.
@@ -223,30 +346,53 @@ private:
         }
     }
 
-    bool grow_nodes() { return pos_.__resize_rows(3, entry_nodes_ + std::size_t(layers_) * nodes_.size(), 0.0); }
+    bool grow_nodes() { return pos_.__resize_rows(3, levels_.all_nodes(), 0.0); }
 
-    /// Block by block of nodes, so that the coordinates of scattered nodes are fetched once for all levels.
-    void place_layer_nodes(const layer_sizes& sizes, const sweep_path& path) {
-        constexpr std::size_t block = 2048;
-        const std::size_t ld = pos_.ld();
-        for (std::size_t first = 0; first < nodes_.size(); first += block) {
-            const std::size_t count = std::min(block, nodes_.size() - first);
-            double* image = pos_.data() + (entry_nodes_ + first) * ld;
-            for (std::uint32_t k = 1; k <= layers_; ++k, image += nodes_.size() * ld) {
-                const double t = layer_fraction(double(k) / layers_, sizes.start, sizes.end);
-                path.place({k, t, pos_, nodes_.ids() + first, count, image, ld, nodes_.size()});
-            }
+    /// Block by block of nodes, so that what the levels share stays in cache, and level by level in each.
+    void place_nodes(const layer_sizes& sizes, sweep_path& path) {
+        for (std::uint32_t below = 0; below < layers_; below += std::min(level_group::most, layers_ - below)) {
+            level_group levels{below + 1, std::min(level_group::most, layers_ - below), {}, pos_};
+            for (std::uint32_t k = 0; k < levels.count; ++k)
+                levels.t[k] = layer_fraction(double(levels.first + k) / layers_, sizes.start, sizes.end);
+            path.begin(levels);
+            for (std::size_t node = 0; node < levels_.per_level(); node += block)
+                place_block(levels, node, std::min(block, levels_.per_level() - node), path);
+        }
+        place_unused_copies();
+    }
+
+    /// Places `count` nodes, from that one on, on each level of a group.
+    void place_block(const level_group& levels, std::size_t first, std::size_t count, const sweep_path& path) {
+        std::array<double, 3 * block> originals, vectors, even, odd;
+        const auto source = [&](std::size_t j) { return nodes_.ids()[levels_.source(first + j)]; };
+        gather_points(pos_, count, source, originals.data());
+        if (path.vectors())
+            gather_points(*path.vectors(), count, source, vectors.data());
+        std::size_t image = levels_.entry_nodes() + (levels.first - 1) * std::size_t(levels_.per_level()) + first;
+        const double* below = originals.data();
+        if (levels.first != 1) {
+            const std::size_t column = image - levels_.per_level();
+            gather_points(
+                pos_, count, [column](std::size_t j) { return column + j; }, odd.data());
+            below = odd.data();
+        }
+        for (std::uint32_t k = 0; k < levels.count; ++k, image += levels_.per_level()) {
+            // Columns that lie apart, as those of a window of a matrix do, are written by way of a list.
+            double* const images = pos_.ld() == 3 ? pos_.col(image) : k % 2 == 0 ? even.data() : odd.data();
+            path.place({k, levels.t[k], count, originals.data(), below, vectors.data(), images});
+            for (std::size_t j = 0; j < count && pos_.ld() != 3; ++j)
+                std::copy_n(images + 3 * j, 3, pos_.col(image + j));
+            below = images;
         }
     }
 
-    int finish(const sweep_path& path) {
-        std::array<dense2D<unsigned int>, 3> outputs{std::move(solids_.matrix), std::move(sides_.matrix),
-                                                     std::move(cap_.matrix)};
-        const int status = path.finish({pos_, outputs, nodes_, levels_.entry_nodes, layers_});
-        solids_.matrix = std::move(outputs[0]);
-        sides_.matrix = std::move(outputs[1]);
-        cap_.matrix = std::move(outputs[2]);
-        return status;
+    /// Copies that nothing uses, since the path brings nodes of its own, but that have to stay, lie where those do.
+    void place_unused_copies() {
+        if (levels_.replaced() == no_node || levels_.per_level() != nodes_.size())
+            return;
+        for (std::uint32_t k = 1; k <= layers_; ++k)
+            std::copy_n(pos_.col(levels_.guide()[k]), 3,
+                        pos_.col(levels_.first_copy(levels_.replaced()) + (k - 1) * levels_.per_level()));
     }
 
     void roll_back() {
@@ -288,7 +434,7 @@ int check_sweep_outputs(const sweep_arrays& arrays, const sweep_codes& codes) {
     return 0;
 }
 
-int sweep_layers(const sweep_arrays& arrays, std::uint32_t layers, const layer_sizes& sizes, const sweep_path& path) {
+int sweep_layers(const sweep_arrays& arrays, std::uint32_t layers, const layer_sizes& sizes, sweep_path& path) {
     return sweep_builder(arrays, layers).run(sizes, path);
 }
 

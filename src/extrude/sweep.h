@@ -6,8 +6,6 @@
 
 #include <numcore/numcore.h>
 
-#include "extrude/node_index_map.h"
-
 // The procedure that every sweep shares. An operation gives its path, and this procedure does the rest: checks, number
 // of layers, numbering and building of nodes and elements, and the way back when memory runs out.
 namespace quorl::meldra3d::detail {
@@ -39,39 +37,25 @@ struct layer_sizes {
     bool even_layers;
 };
 
-/// Nodes of one level to be placed: `count` of them, the j-th a copy of node source[j] of `pos`, at image + j * ld.
-struct sweep_level {
-    std::uint32_t number; ///< from 1
-    double t;             ///< fraction of the path, from 0 to 1
+/// Levels that follow one another, worked out together.
+struct level_group {
+    static constexpr std::uint32_t most = 32;
+
+    std::uint32_t first; ///< the number of the first, from 1
+    std::uint32_t count;
+    std::array<double, most> t; ///< the fraction of the path at each, from 0 to 1
     const dense2D<double>& pos;
-    const unsigned* source;
-    std::size_t count;
-    double* image;
-    std::size_t ld;
-    std::size_t per_level; ///< the copy of a node one level below lies so many columns before
-
-    /// The coordinates of the node whose copy is the j-th of the level.
-    const double* original(std::size_t j) const { return column(pos, j); }
-
-    /// The column of that node in a matrix. The nodes of a surface may be scattered: those soon to come are fetched
-    /// into the cache meanwhile.
-    const double* column(const dense2D<double>& matrix, std::size_t j) const {
-        constexpr std::size_t ahead = 16;
-        __builtin_prefetch(matrix.col(source[j + ahead < count ? j + ahead : j]));
-        return matrix.col(source[j]);
-    }
-
-    /// The coordinates of the j-th node of the level below: of its original for level 1.
-    const double* below(std::size_t j) const { return number == 1 ? original(j) : image + j * ld - per_level * ld; }
 };
 
-/// A mesh whose elements are built and whose nodes are placed, before it is given back.
-struct swept_mesh {
-    dense2D<double>& pos;
-    std::array<dense2D<unsigned int>, 3>& outputs; ///< solids, side quadrangles, closing faces
-    const node_index_map& surface_nodes;
-    std::uint32_t entry_nodes; ///< nodes before the sweep
-    std::uint32_t layers;
+/// Nodes of one level to be placed: lists of the three coordinates of each.
+struct sweep_level {
+    std::uint32_t place; ///< in its group
+    double t;
+    std::size_t count;
+    const double* originals; ///< the nodes whose copies they are
+    const double* below;     ///< the copies on the level below
+    const double* vectors;   ///< the vectors of the originals, if the path has any
+    double* images;          ///< to be written; none of the other lists
 };
 
 /// What makes one sweep differ from another.
@@ -88,10 +72,14 @@ public:
     virtual double length() const = 0;
     /// Work that can fail, done before anything of the caller's is changed. 0, or the status.
     virtual int prepare() { return 0; }
-    /// Writes the three coordinates of each node of a level.
+    /// A vector for each node of the mesh; null when the path needs none.
+    virtual const dense2D<double>* vectors() const { return nullptr; }
+    /// Works out what the nodes of a level have in common, for the levels that are placed next.
+    virtual void begin(const level_group& /*levels*/) {}
+    /// Writes the images of nodes on a level.
     virtual void place(const sweep_level& level) const = 0;
-    /// A last change of the swept mesh. 0, or -199: then all is cut back as after a failure to build it.
-    virtual int finish(const swept_mesh& /*mesh*/) const { return 0; }
+    /// Nodes, from the surface on, that take the places of the copies of the first of them; null when there are none.
+    virtual const unsigned* guide() const { return nullptr; }
 };
 
 /// True when a matrix is empty or has one of two numbers of rows.
@@ -105,7 +93,7 @@ int sweep(const sweep_arrays& arrays, const sweep_codes& codes, const layer_size
 
 /// The part behind the checks: `layers` layers, graded by `sizes`. 0, or -199 with the columns of all outputs as
 /// before.
-int sweep_layers(const sweep_arrays& arrays, std::uint32_t layers, const layer_sizes& sizes, const sweep_path& path);
+int sweep_layers(const sweep_arrays& arrays, std::uint32_t layers, const layer_sizes& sizes, sweep_path& path);
 
 /// A sweep of `nlayers` equal layers: the form with sizes, each of them the length over the number of layers.
 int sweep_equal_layers(const sweep_arrays& arrays, const sweep_codes& codes, unsigned nlayers, sweep_path& path);

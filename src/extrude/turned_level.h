@@ -1,19 +1,28 @@
 #pragma once
 
+#include <array>
+
 #include "extrude/rotation_matrix.h"
 #include "extrude/sweep.h"
 
 namespace quorl::meldra3d::detail {
 
-/// Places a level as the surface turned by `r` about the point `from`, which comes to `to`: to + r (x - from).
-inline void place_turned(const sweep_level& level, const matrix3& r, const vector_fixed<double, 3>& from,
-                         const vector_fixed<double, 3>& to) {
-    const matrix3 turn = r; // copies, which the coordinates written below cannot be taken to change
-    const vector_fixed<double, 3> start = from;
-    const vector_fixed<double, 3> end = to;
-    double* image = level.image;
-    for (std::size_t j = 0; j < level.count; ++j, image += level.ld) {
-        const double* const node = level.original(j);
+/// Turns points by `turn` about the point `start`, which comes to `end`.
+struct rigid_motion {
+    vector_fixed<double, 3> start;
+    matrix3 turn;
+    vector_fixed<double, 3> end;
+};
+
+/// The motions of the levels of a group.
+using level_motions = std::array<rigid_motion, level_group::most>;
+
+/// Places a level as the moved surface: end + turn (x - start).
+inline void place_moved(const sweep_level& level, const rigid_motion& motion) {
+    const auto [start, turn, end] = motion; // copies, which the coordinates written below cannot be taken to change
+    const double* node = level.originals;
+    double* image = level.images;
+    for (std::size_t j = 0; j < level.count; ++j, node += 3, image += 3) {
         const double x = node[0] - start[0];
         const double y = node[1] - start[1];
         const double z = node[2] - start[2];

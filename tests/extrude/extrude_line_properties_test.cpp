@@ -169,3 +169,76 @@ TEST(ExtrudeLineProperties, ALineFromTheSurfaceGivesTheSameMeshWithoutItsCopies)
         same_places(apart_cap, joined_cap);
     });
 }
+
+namespace {
+
+/// A few nodes of all kinds: of the mesh, of the levels, beyond them, and none.
+dense2D<unsigned> random_ids(std::size_t rows, unsigned nodes, bool beyond) {
+    dense2D<unsigned> matrix(rows, *rc::gen::inRange(0u, 6u));
+    for (std::size_t k = 0; k < matrix.size(); ++k)
+        matrix.data()[k] = *rc::gen::inRange(0u, 20u) == 0 ? no_node : *rc::gen::inRange(0u, nodes + unsigned(beyond));
+    return matrix;
+}
+
+/// Renames the copies of a surface's node of that index to the nodes of the line, as a step of its own.
+void rename_copies(dense2D<unsigned>& matrix, unsigned entry_nodes, unsigned per_level, unsigned index,
+                   const dense1D<unsigned, 8>& line) {
+    for (std::size_t k = 0; k < matrix.size(); ++k) {
+        unsigned& id = matrix.data()[k];
+        if (id != no_node && id >= entry_nodes && (id - entry_nodes) % per_level == index &&
+            (id - entry_nodes) / per_level + 1 < line.size())
+            id = line[(id - entry_nodes) / per_level + 1];
+    }
+}
+
+} // namespace
+
+TEST(ExtrudeLineProperties, NodesAreLeftOutAsIfTheyWereRemovedInTheEnd) {
+    rc::check([] {
+        patch p = random_patch();
+        const std::size_t any_face = *rc::gen::inRange(std::size_t(0), p.faces.cols());
+        const unsigned first = p.faces(*rc::gen::inRange(0u, 3u), any_face);
+        auto places = random_places();
+        if (*rc::gen::inRange(0, 5) == 0)
+            places.resize(70, places[0]); // more levels than are placed together
+        places[0] = {p.pos(0, first), p.pos(1, first), p.pos(2, first)};
+        const auto apart = append_line(p.pos, places); // from a second node at the same place
+        dense1D<unsigned, 8> joined;
+        joined.copy(apart);
+        joined[0] = first;
+
+        const auto surface_nodes = unsigned(p.pos.cols() - places.size());
+        const auto entry_nodes = unsigned(p.pos.cols());
+        const unsigned all = entry_nodes + unsigned(places.size() - 1) * surface_nodes;
+        const bool beyond = *rc::gen::inRange(0, 5) == 0; // an ID beyond all nodes: then none is removed
+        const auto edges = random_ids(2, all, beyond);
+        std::array<dense2D<unsigned>, 3> out{random_ids(8, all, beyond), random_ids(4, all, beyond),
+                                             random_ids(4, all, beyond)};
+        std::array<dense2D<unsigned>, 3> expected{out};
+        dense2D<double> pos, expected_pos;
+        pos.copy(p.pos);
+        expected_pos.copy(p.pos);
+        const vector_fixed<double, 3> dir0{coordinate(), coordinate(), coordinate()};
+        const dense1D<double, 8> sizes{1, 2, 0.5};
+        RC_ASSERT(extrude_line(pos, p.faces, joined, dir0, sizes, out[0], edges, out[1], out[2]) == 0);
+        RC_ASSERT(
+            extrude_line(expected_pos, p.faces, apart, dir0, sizes, expected[0], edges, expected[1], expected[2]) == 0);
+        RC_ASSERT(expected_pos.cols() == all);
+
+        // The first copy of the node stands above it in the first solid that holds it.
+        unsigned index = no_node;
+        const std::size_t layers = places.size() - 1;
+        const std::size_t above = expected[0].cols() - layers * p.faces.cols() + any_face * layers;
+        const unsigned corners = p.faces(3, any_face) == no_node ? 3 : 4;
+        for (unsigned c = 0; c < corners; ++c)
+            if (p.faces(c, any_face) == first)
+                index = expected[0](corners + c, above) - entry_nodes;
+        for (auto& matrix : expected)
+            rename_copies(matrix, entry_nodes, surface_nodes, index, apart);
+        dense1D<unsigned, 8> new_ids;
+        meldra::simplify(expected_pos, expected.data(), expected.data() + expected.size(), new_ids, entry_nodes);
+        RC_ASSERT(entries(pos) == entries(expected_pos));
+        for (std::size_t k = 0; k < out.size(); ++k)
+            RC_ASSERT(entries(out[k]) == entries(expected[k]));
+    });
+}
