@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cmath>
+#include <cstddef>
 #include <cstring>
 
 #if defined(__SSE2__)
@@ -19,6 +21,18 @@ using four_masks = long long __attribute__((vector_size(4 * sizeof(double)))); /
     return four_doubles{x, x, x, x};
 }
 
+/// How many doubles one holds, and each of them.
+template <class Real>
+inline constexpr std::size_t lane_count = sizeof(Real) / sizeof(double);
+
+[[gnu::always_inline]] inline double lane(double x, std::size_t) {
+    return x;
+}
+
+[[gnu::always_inline]] inline double lane(const four_doubles& x, std::size_t k) {
+    return x[k];
+}
+
 [[gnu::always_inline]] inline double choose(bool first, double a, double b) {
     return first ? a : b;
 }
@@ -26,6 +40,34 @@ using four_masks = long long __attribute__((vector_size(4 * sizeof(double)))); /
 template <class Masks> // compilers differ on the type of a comparison
 [[gnu::always_inline]] inline four_doubles choose(const Masks& first, const four_doubles& a, const four_doubles& b) {
     return first ? a : b;
+}
+
+[[gnu::always_inline]] inline double square_root(double x) {
+    return std::sqrt(x);
+}
+
+[[gnu::always_inline]] inline four_doubles square_root(const four_doubles& x) {
+#if defined(__SSE2__)
+    __m128d halves[2];
+    std::memcpy(halves, &x, sizeof halves);
+    halves[0] = _mm_sqrt_pd(halves[0]);
+    halves[1] = _mm_sqrt_pd(halves[1]);
+    four_doubles root;
+    std::memcpy(&root, halves, sizeof root);
+    return root;
+#else
+    return four_doubles{std::sqrt(x[0]), std::sqrt(x[1]), std::sqrt(x[2]), std::sqrt(x[3])};
+#endif
+}
+
+/// A magnitude with the sign of x, which zeros have, too.
+[[gnu::always_inline]] inline double with_sign_of(double magnitude, double x) {
+    return std::copysign(magnitude, x);
+}
+
+[[gnu::always_inline]] inline four_doubles with_sign_of(const four_doubles& magnitude, const four_doubles& x) {
+    const four_masks sign = four_masks{} + (1LL << 63);
+    return (four_doubles)(((four_masks)magnitude & ~sign) | ((four_masks)x & sign));
 }
 
 /// Bit k for lane k.

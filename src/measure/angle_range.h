@@ -6,7 +6,8 @@ namespace quorl::meldra3d::detail {
 /// therefore stays, and a later one is passed over.
 class angle_range {
 public:
-    explicit angle_range(double first) : least_(first), most_(first) {}
+    angle_range() = default;
+    angle_range(double least, double most) : least_(least), most_(most) {}
 
     void include(double value) {
         if (value < least_)
@@ -15,12 +16,17 @@ public:
             most_ = value;
     }
 
+    void include(const angle_range& others) {
+        include(others.least_);
+        include(others.most_);
+    }
+
     double least() const { return least_; }
     double most() const { return most_; }
 
 private:
-    double least_;
-    double most_;
+    double least_ = 0;
+    double most_ = 0;
 };
 
 } // namespace quorl::meldra3d::detail

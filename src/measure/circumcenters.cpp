@@ -9,6 +9,8 @@
 #include <meldra/meldra.h>
 
 #include "frame/id_count.h"
+#include "frame/lanes.h"
+#include "frame/quickest.h"
 #include "measure/element_columns.h"
 #include "measure/face_normal.h"
 
@@ -21,42 +23,42 @@ using namespace detail;
 constexpr int no_memory = -199;
 constexpr double unbounded = std::numeric_limits<double>::max();
 
+template <class Real>
 struct circle {
-    point<double> centre;
-    double square_radius; ///< `unbounded` where the points lie on a line; the centre is then the last of them
+    point<Real> centre;
+    Real square_radius; ///< `unbounded` where the points lie on a line; the centre is then the last of them
 };
 
-circle circumcircle(const point<double>& a, const point<double>& b, const point<double>& c) {
-    const point<double> ab = b - a, ca = a - c, cb = b - c;
-    const double square_ab = dot(ab, ab), square_ca = dot(ca, ca);
-    const bool from_a = square_ab < square_ca && square_ab < dot(cb, cb);
-    const point<double> base = from_a ? a : c;
-    const point<double> u = from_a ? c - a : ca;
-    const point<double> v = from_a ? ab : cb;
-    const double uu = dot(u, u), vv = dot(v, v), uv = dot(u, v);
-    const double determinant = uu * vv - uv * uv;
-    if (!(determinant > 1e-12 * uu * vv))
-        return {c, unbounded};
-    const double inverse = 1 / determinant;
-    const double along_u = (uu * vv - uv * vv) * inverse, along_v = (uu * vv - uv * uu) * inverse;
-    const point<double> radius = 0.5 * (along_u * u + along_v * v);
-    return {base + radius, dot(radius, radius)};
+template <class Real>
+[[gnu::always_inline]] inline circle<Real> circumcircle(const point<Real>& a, const point<Real>& b,
+                                                        const point<Real>& c) {
+    const point<Real> ab = b - a, ca = a - c, cb = b - c;
+    const Real square_ab = dot(ab, ab), square_ca = dot(ca, ca);
+    const auto from_a = (square_ab < square_ca) & (square_ab < dot(cb, cb));
+    const point<Real> base = choose(from_a, a, c);
+    const point<Real> u = choose(from_a, c - a, ca);
+    const point<Real> v = choose(from_a, ab, cb);
+    const Real uu = dot(u, u), vv = dot(v, v), uv = dot(u, v);
+    const Real determinant = uu * vv - uv * uv;
+    const auto regular = determinant > 1e-12 * uu * vv;
+    const Real inverse = 1 / determinant;
+    const Real along_u = (uu * vv - uv * vv) * inverse, along_v = (uu * vv - uv * uu) * inverse;
+    const point<Real> radius = (Real{} + 0.5) * (along_u * u + along_v * v);
+    return {choose(regular, base + radius, c), choose(regular, dot(radius, radius), Real{} + unbounded)};
 }
 
 /// The centre of the sphere around a tetrahedron of positive volume. A flat or inverted one gets the centre of the
 /// circle around its face 1, 2, 3, and its node 3 where that face is flat, too.
-point<double> circumcenter(const point<double> (&p)[4]) {
-    const circle face = circumcircle(p[1], p[2], p[3]);
-    if (face.square_radius == unbounded)
-        return face.centre;
-    const point<double> normal = face_normal(p[1], p[2], p[3]);
-    const point<double> d = p[0] - face.centre;
-    const double height = dot(d, normal), square = dot(d, d);
-    if (height > 0 && height * height > 1e-24 * square * dot(normal, normal)) {
-        const double s = (square - face.square_radius) * (0.5 / height);
-        return face.centre + s * normal;
-    }
-    return face.centre;
+template <class Real>
+[[gnu::always_inline]] inline point<Real> circumcenter(const point<Real> (&p)[4]) {
+    const circle<Real> face = circumcircle(p[1], p[2], p[3]);
+    const point<Real> normal = face_normal(p[1], p[2], p[3]);
+    const point<Real> d = p[0] - face.centre;
+    const Real height = dot(d, normal), square = dot(d, d);
+    const auto has_sphere = (face.square_radius != Real{} + unbounded) & (height > Real{}) &
+                            (height * height > 1e-24 * square * dot(normal, normal));
+    const Real s = (square - face.square_radius) * (0.5 / height);
+    return choose(has_sphere, face.centre + s * normal, face.centre);
 }
 
 } // namespace
@@ -70,13 +72,15 @@ int circumcenters(const dense2D<double>& pos, const dense2D<unsigned int>& conne
         return -2;
     if (!centers.resize(3, connectM.cols()))
         return no_memory;
-    measure_columns<4>(
-        coordinate_reader(points), connectM, [](const point<double>(&p)[4]) { return circumcenter(p); },
-        [&](std::size_t e, const point<double>& centre) {
-            double* const column = centers.col(e);
-            column[0] = centre.x;
-            column[1] = centre.y;
-            column[2] = centre.z;
+    double* const out = centers.data();
+    visit_columns<4>(
+        points, connectM, [out](const auto& p, std::size_t e) __attribute__((always_inline)) {
+            const auto centre = circumcenter(p);
+            for (std::size_t g = 0; g < lane_count<decltype(centre.x)>; ++g) {
+                out[3 * (e + g)] = lane(centre.x, g);
+                out[3 * (e + g) + 1] = lane(centre.y, g);
+                out[3 * (e + g) + 2] = lane(centre.z, g);
+            }
         });
     return 0;
 }

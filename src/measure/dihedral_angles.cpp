@@ -9,8 +9,10 @@
 
 #include "frame/element_tables.h"
 #include "frame/id_count.h"
+#include "frame/lanes.h"
 #include "measure/angle_range.h"
 #include "measure/element_columns.h"
+#include "measure/extreme_arguments.h"
 #include "measure/face_normal.h"
 
 namespace quorl::meldra3d {
@@ -56,44 +58,65 @@ struct solid<8> {
     static constexpr double factor = 0.6366197723675814; // 2 / pi
 };
 
-/// The cosine of the angle between two faces by their normals; 1, the cosine of 0, where one has none.
-double cosine_between(const point<double>& u, double square_u, const point<double>& w, double square_w) {
-    const double squares = square_u * square_w;
-    if (!(squares > 0))
-        return 1;
-    const double cosine = -dot(u, w) / std::sqrt(squares);
-    return cosine < 1 ? (cosine > -1 ? cosine : -1) : 1;
+/// The angle between two faces: the arc cosine of -key.
+template <class Real>
+struct cosine {
+    Real key;
+
+    [[gnu::always_inline]] cosine<double> of_lane(std::size_t g) const { return {lane(key, g)}; }
+    [[gnu::always_inline]] auto is(const cosine& other) const { return key == other.key; }
+    [[gnu::always_inline]] void replace(const auto& where, const cosine& by) { key = choose(where, by.key, key); }
+};
+
+/// Of two faces by their normals and the squared lengths of these; that of the angle 0 where one has none.
+template <class Real>
+[[gnu::always_inline]] inline cosine<Real> cosine_between(const point<Real>& u, const Real& square_u,
+                                                          const point<Real>& w, const Real& square_w) {
+    const Real squares = square_u * square_w, one = Real{} + 1;
+    const Real key = dot(u, w) / square_root(squares);
+    const Real in_range = choose(key > -one, choose(key < one, key, one), -one);
+    return {choose(squares > Real{}, in_range, -one)};
 }
 
-/// The angles at the edges of an element, in the order of its record.
-template <std::size_t N>
-std::array<double, solid<N>::record.edges> edge_angles(const point<double> (&p)[N]) {
+/// The cosines at the edges of an element, in the order of its record.
+template <std::size_t N, class Real>
+[[gnu::always_inline]] inline std::array<cosine<Real>, solid<N>::record.edges> edge_cosines(const point<Real> (&p)[N]) {
     constexpr const shape_record& record = solid<N>::record;
-    static constexpr auto sides = faces_at_edges<record.edges>(record);
-    std::array<point<double>, record.faces> normal;
-    std::array<double, record.faces> square;
+    constexpr auto sides = faces_at_edges<record.edges>(record);
+    std::array<point<Real>, record.faces> normal;
+    std::array<Real, record.faces> square;
+#pragma GCC unroll 6
     for (std::size_t f = 0; f < record.faces; ++f) {
         const auto& node = record.face[f].node;
         normal[f] = face_normal(p[node[0]], p[node[1]], p[node[2]]);
         square[f] = dot(normal[f], normal[f]);
     }
-    std::array<double, record.edges> angles;
+    std::array<cosine<Real>, record.edges> cosines;
+#pragma GCC unroll 12
     for (std::size_t e = 0; e < record.edges; ++e) {
         const auto [f, g] = sides[e];
-        angles[e] = std::acos(cosine_between(normal[f], square[f], normal[g], square[g]));
+        cosines[e] = cosine_between(normal[f], square[f], normal[g], square[g]);
     }
-    return angles;
+    return cosines;
 }
 
-template <std::size_t N>
-angle_range range_of_edges(const point<double> (&p)[N], bool normalized) {
-    auto angles = edge_angles(p);
-    for (std::size_t e = 0; normalized && e < angles.size(); ++e)
-        angles[e] *= e < solid<N>::change ? solid<N>::first_factor : solid<N>::factor;
-    angle_range range(angles[0]);
-    for (const double angle : angles)
-        range.include(angle);
-    return range;
+/// The ranges of the angles of one element, or of four.
+template <std::size_t N, class Real>
+[[gnu::always_inline]] inline auto ranges_of_edges(const point<Real> (&p)[N], bool normalized) {
+    const auto cosines = edge_cosines(p);
+    const auto angle = [](const cosine<double>& c) { return std::acos(-c.key); };
+    if (!normalized)
+        return ranges_of(cosines, 0, cosines.size(), angle);
+    constexpr std::size_t change = solid<N>::change;
+    auto ranges = ranges_of(cosines, change, cosines.size(),
+                            [&](const cosine<double>& c) { return angle(c) * solid<N>::factor; });
+    if constexpr (change != 0) {
+        const auto others =
+            ranges_of(cosines, 0, change, [&](const cosine<double>& c) { return angle(c) * solid<N>::first_factor; });
+        for (std::size_t g = 0; g < ranges.size(); ++g)
+            ranges[g].include(others[g]);
+    }
+    return ranges;
 }
 
 } // namespace
@@ -104,11 +127,13 @@ int dihedral_angles(const dense2D<double>& pos, const dense2D<unsigned int>& con
         return -2;
     if (connectM.empty())
         return 0;
-    measure_elements(
-        pos, connectM, [&](const auto& p) { return range_of_edges(p, normalized); },
-        [least = min_angles.data(), most = max_angles.data()](std::size_t e, const angle_range& range) {
-            least[e] = range.least();
-            most[e] = range.most();
+    double *const least = min_angles.data(), *const most = max_angles.data();
+    visit_elements(
+        pos, connectM, [&](const auto& p, std::size_t e) __attribute__((always_inline)) {
+            for (const angle_range& range : ranges_of_edges(p, normalized)) {
+                least[e] = range.least();
+                most[e++] = range.most();
+            }
         });
     return 0;
 }

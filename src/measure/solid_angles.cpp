@@ -10,8 +10,10 @@
 
 #include "frame/element_tables.h"
 #include "frame/id_count.h"
+#include "frame/lanes.h"
 #include "measure/angle_range.h"
 #include "measure/element_columns.h"
+#include "measure/extreme_arguments.h"
 
 namespace quorl::meldra3d {
 
@@ -74,72 +76,86 @@ consteval auto edges_at_corners() {
     return edges;
 }
 
-using vector = point<double>;
+/// The angle of a cone: twice that of the point (x, y) in the plane, seen from the origin. The key is its place on the
+/// square through (1, 0) and (0, 1): within (-2, 2], and no number where x and y are 0.
+template <class Real>
+struct plane_angle {
+    Real y, x, key;
 
-vector unit(const vector& a) {
-    const double square = dot(a, a);
-    if (square == 0 || square == 1)
-        return a;
-    const double length = std::sqrt(square);
+    [[gnu::always_inline]] plane_angle<double> of_lane(std::size_t g) const {
+        return {lane(y, g), lane(x, g), lane(key, g)};
+    }
+    [[gnu::always_inline]] auto is(const plane_angle& other) const {
+        return (y == other.y) & (x == other.x) & (key == other.key);
+    }
+    [[gnu::always_inline]] void replace(const auto& where, const plane_angle& by) {
+        *this = {choose(where, by.y, y), choose(where, by.x, x), choose(where, by.key, key)};
+    }
+};
+
+template <class Real>
+[[gnu::always_inline]] inline plane_angle<Real> plane_angle_of(const Real& y, const Real& x) {
+    const Real none{};
+    const Real place = y / (choose(x < none, -x, x) + choose(y < none, -y, y));
+    return {y, x, choose(x < none, with_sign_of(none + 2, y) - place, place)};
+}
+
+double angle_of(const plane_angle<double>& a) {
+    return 2 * std::atan2(a.y, a.x);
+}
+
+template <class Real>
+[[gnu::always_inline]] inline point<Real> unit(const point<Real>& a) {
+    const Real square = dot(a, a), one = Real{} + 1;
+    const Real length = choose((square == Real{}) | (square == one), one, square_root(square));
     return {a.x / length, a.y / length, a.z / length};
 }
 
-// Turns a vector round without making zeros negative, as the difference of its points does: flat corners are told
-// from full ones by the sign of a zero.
-constexpr vector origin{0, 0, 0};
-
 /// The signed solid angle of the cone between three unit vectors.
-double cone(const vector& a, const vector& b, const vector& c) {
-    return 2 * std::atan2(dot(a, cross(b, c)), dot(a + b, b + c));
+template <class Real>
+[[gnu::always_inline]] inline plane_angle<Real> cone(const point<Real>& a, const point<Real>& b, const point<Real>& c) {
+    return plane_angle_of(dot(a, cross(b, c)), dot(a + b, b + c));
 }
 
-/// The solid angles of the corners of an element. A pyramid's last value is the sum of the two cones at its apex.
-template <std::size_t N>
-std::array<double, N> corner_angles(const point<double> (&p)[N]) {
-    static constexpr auto corner_edges = edges_at_corners<N>();
-    std::array<vector, solid<N>::record.edges> edge;
+/// The cones at the corners of an element. A pyramid has two at its apex.
+template <std::size_t N, class Real>
+[[gnu::always_inline]] inline auto corner_cones(const point<Real> (&p)[N]) {
+    constexpr const shape_record& record = solid<N>::record;
+    constexpr auto corner_edges = edges_at_corners<N>();
+    std::array<point<Real>, record.edges> edge;
+#pragma GCC unroll 12
     for (std::size_t e = 0; e < edge.size(); ++e)
-        edge[e] = unit(p[solid<N>::record.edge[e][1]] - p[solid<N>::record.edge[e][0]]);
-    std::array<double, N> angles;
-    for (std::size_t c = 0; c < corner_edges.size(); ++c) {
-        const auto seen = [&](std::size_t k) {
+        edge[e] = unit(p[record.edge[e][1]] - p[record.edge[e][0]]);
+    std::array<plane_angle<Real>, corner_edges.size()> cones;
+#pragma GCC unroll 8
+    for (std::size_t c = 0; c < cones.size(); ++c) {
+        // Turns a vector round without making zeros negative, as the difference of its points does: flat corners are
+        // told from full ones by the sign of a zero.
+        const auto seen = [&](std::size_t k) __attribute__((always_inline)) {
             const seen_edge& s = corner_edges[c][k];
-            return s.reversed ? origin - edge[s.edge] : edge[s.edge];
+            return s.reversed ? point<Real>{} - edge[s.edge] : edge[s.edge];
         };
-        const double angle = cone(seen(0), seen(1), seen(2));
-        if (c < N)
-            angles[c] = angle;
-        else
-            angles[N - 1] += angle;
+        cones[c] = cone(seen(0), seen(1), seen(2));
     }
-    return angles;
+    return cones;
 }
 
-template <std::size_t N>
-void normalize(std::array<double, N>& angles) {
-    for (double& angle : angles)
-        angle *= solid<N>::factor;
-}
-
-template <>
-void normalize(std::array<double, 5>& angles) {
-    for (std::size_t k = 0; k < 4; ++k)
-        angles[k] *= solid<5>::factor;
-    angles[4] *= solid<5>::apex_factor;
-}
-
-/// Smallest and largest corner of an element. `padded`: with the zeros of the unused corners of a mixed column.
-template <std::size_t N>
-angle_range range_of_corners(const point<double> (&p)[N], bool normalized, bool padded) {
-    auto angles = corner_angles(p);
-    if (normalized)
-        normalize(angles);
-    angle_range range(angles[0]);
-    for (const double angle : angles)
-        range.include(angle);
-    if (padded && N < 8)
-        range.include(0);
-    return range;
+/// The ranges of the corners of one element, or of four. `padded`: with the zeros of the unused corners of a mixed
+/// column. The corner at the apex of a pyramid is the sum of its two cones.
+template <std::size_t N, class Real>
+[[gnu::always_inline]] inline auto ranges_of_corners(const point<Real> (&p)[N], bool normalized, bool padded) {
+    const auto cones = corner_cones(p);
+    const double factor = normalized ? solid<N>::factor : 1;
+    auto ranges =
+        ranges_of(cones, 0, N == 5 ? 4 : N, [=](const plane_angle<double>& a) { return angle_of(a) * factor; });
+    for (std::size_t g = 0; g < ranges.size(); ++g) {
+        if constexpr (N == 5)
+            ranges[g].include((angle_of(cones[4].of_lane(g)) + angle_of(cones[5].of_lane(g))) *
+                              (normalized ? solid<N>::apex_factor : 1));
+        if (padded && N < 8)
+            ranges[g].include(0);
+    }
+    return ranges;
 }
 
 } // namespace
@@ -151,11 +167,14 @@ int solid_angles(const dense2D<double>& pos, const dense2D<unsigned int>& connec
         return -2;
     if (connectM.empty())
         return 0;
-    measure_elements(
-        pos, connectM, [&](const auto& p) { return range_of_corners(p, normalized, type == ET_SOLID_MIX); },
-        [&, least = min_angles.data(), most = max_angles.data()](std::size_t e, const angle_range& range) {
-            least[e] = range.least();
-            most[e] = range.most();
+    const bool padded = type == ET_SOLID_MIX;
+    double *const least = min_angles.data(), *const most = max_angles.data();
+    visit_elements(
+        pos, connectM, [&](const auto& p, std::size_t e) __attribute__((always_inline)) {
+            for (const angle_range& range : ranges_of_corners(p, normalized, padded)) {
+                least[e] = range.least();
+                most[e++] = range.most();
+            }
         });
     return 0;
 }
