@@ -6,6 +6,7 @@
 
 #include "extrude/random_patch.h"
 #include "extrude/turned_point.h"
+#include "support/properties.h"
 
 using namespace quorl;
 using namespace test;
@@ -45,7 +46,7 @@ double distance(const dense2D<double>& pos, std::size_t a, std::size_t b) {
 } // namespace
 
 TEST(ExtrudeLineProperties, WithoutSizesEachLevelIsCongruentWithTheSurface) {
-    rc::check([] {
+    expect_property([] {
         patch p = random_patch();
         const auto line = append_line(p.pos, random_places());
         dense2D<unsigned> solids;
@@ -63,7 +64,7 @@ TEST(ExtrudeLineProperties, WithoutSizesEachLevelIsCongruentWithTheSurface) {
 }
 
 TEST(ExtrudeLineProperties, AStraightLineTranslates) {
-    rc::check([] {
+    expect_property([] {
         patch p = random_patch();
         const std::array<double, 3> from{coordinate(), coordinate(), coordinate()};
         const vec3 along{coordinate(), coordinate(), positive(4)};
@@ -88,7 +89,7 @@ TEST(ExtrudeLineProperties, AStraightLineTranslates) {
 
 TEST(ExtrudeLineProperties, ALineAroundACircleTurnsBySegments) {
     // The chords of a circle about the z axis turn by 2 pi / n each, and the first by half of that from the tangent.
-    rc::check([] {
+    expect_property([] {
         const auto n = *rc::gen::inRange(5u, 40u);
         const double radius = positive(10);
         const double step = 2 * std::numbers::pi / n;
@@ -117,7 +118,7 @@ TEST(ExtrudeLineProperties, ALineAroundACircleTurnsBySegments) {
 }
 
 TEST(ExtrudeLineProperties, ASectionScaledAlongAStraightLineIsAFrustum) {
-    rc::check([] {
+    expect_property([] {
         patch p = random_patch();
         const std::vector<double> sizes{positive(3), positive(3), positive(3)};
         const double heights[] = {positive(5), positive(5)};
@@ -138,7 +139,7 @@ TEST(ExtrudeLineProperties, ASectionScaledAlongAStraightLineIsAFrustum) {
 }
 
 TEST(ExtrudeLineProperties, ALineFromTheSurfaceGivesTheSameMeshWithoutItsCopies) {
-    rc::check([] {
+    expect_property([] {
         patch p = random_patch();
         const std::size_t nodes = p.pos.cols();
         const unsigned start = *rc::gen::inRange(0u, unsigned(nodes));

@@ -4,13 +4,14 @@
 #include <cmath>
 
 #include "extrude/random_patch.h"
+#include "support/properties.h"
 
 using namespace quorl;
 using namespace test;
 using meldra3d::extrude_normal;
 
 TEST(ExtrudeNormalProperties, APlanePatchRisesLikeATranslation) {
-    rc::check([] {
+    expect_property([] {
         patch one = random_patch();
         dense2D<double> other_pos;
         RC_ASSERT(other_pos.copy(one.pos));
@@ -32,7 +33,7 @@ TEST(ExtrudeNormalProperties, APlanePatchRisesLikeATranslation) {
 }
 
 TEST(ExtrudeNormalProperties, TheNormalsAreThoseOfTheSurface) {
-    rc::check([] {
+    expect_property([] {
         patch p = random_patch();
         for (std::size_t j = 0; j < p.pos.cols(); ++j)
             for (std::size_t i = 0; i < 3; ++i)
@@ -57,7 +58,7 @@ TEST(ExtrudeNormalProperties, TheNormalsAreThoseOfTheSurface) {
 }
 
 TEST(ExtrudeNormalProperties, EqualVectorsAreATranslation) {
-    rc::check([] {
+    expect_property([] {
         patch one = random_patch();
         dense2D<double> other_pos;
         RC_ASSERT(other_pos.copy(one.pos));

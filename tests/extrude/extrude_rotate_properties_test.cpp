@@ -5,6 +5,7 @@
 #include <numbers>
 
 #include "extrude/random_patch.h"
+#include "support/properties.h"
 
 using namespace quorl;
 using namespace test;
@@ -40,7 +41,7 @@ constexpr double extent = 20;
 TEST(ExtrudeRotateProperties, TheVolumeIsThatOfPappusForChords) {
     // A face in a plane with the axis that turns by a small angle d sweeps, between chords, sin d times its first
     // moment about the axis; the moment is the area times the distance of the centroid.
-    rc::check([] {
+    expect_property([] {
         patch p = random_patch();
         double width = 0;
         for (std::size_t j = 0; j < p.pos.cols(); ++j)
@@ -57,7 +58,7 @@ TEST(ExtrudeRotateProperties, TheVolumeIsThatOfPappusForChords) {
 }
 
 TEST(ExtrudeRotateProperties, OneRotationAfterAnotherIsTheirSum) {
-    rc::check([] {
+    expect_property([] {
         const patch p = random_patch();
         const vec3 axis_point = vector(), rotation = vector();
         RC_PRE(length(rotation) > 0);
@@ -90,7 +91,7 @@ TEST(ExtrudeRotateProperties, OneRotationAfterAnotherIsTheirSum) {
 }
 
 TEST(ExtrudeRotateProperties, EachLevelIsCongruentWithTheSurface) {
-    rc::check([] {
+    expect_property([] {
         patch p = random_patch();
         const unsigned layers = *rc::gen::inRange(1u, 5u);
         const vec3 shift = vector();
@@ -109,7 +110,7 @@ TEST(ExtrudeRotateProperties, EachLevelIsCongruentWithTheSurface) {
 }
 
 TEST(ExtrudeRotateProperties, ASpiralIsItsRotationMoved) {
-    rc::check([] {
+    expect_property([] {
         const patch p = random_patch();
         const vec3 axis_point = vector(), rotation = vector(), shift = vector();
         RC_PRE(length(shift) > 0);

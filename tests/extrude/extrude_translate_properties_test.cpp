@@ -6,13 +6,14 @@
 #include <map>
 
 #include "extrude/random_patch.h"
+#include "support/properties.h"
 
 using namespace quorl;
 using namespace test;
 using meldra3d::extrude_translate;
 
 TEST(ExtrudeTranslateProperties, TheSweptVolumeIsAreaTimesHeight) {
-    rc::check([] {
+    expect_property([] {
         patch p = random_patch();
         const vector_fixed<double, 3> dir{positive(3), -positive(3), positive(10)};
         dense2D<unsigned> solids;
@@ -24,7 +25,7 @@ TEST(ExtrudeTranslateProperties, TheSweptVolumeIsAreaTimesHeight) {
 }
 
 TEST(ExtrudeTranslateProperties, TheOldNodesStayAndEachLevelIsTheSurfaceMoved) {
-    rc::check([] {
+    expect_property([] {
         patch p = random_patch();
         const auto before = entries(p.pos);
         const unsigned layers = *rc::gen::inRange(1u, 9u);
@@ -47,7 +48,7 @@ TEST(ExtrudeTranslateProperties, TheOldNodesStayAndEachLevelIsTheSurfaceMoved) {
 }
 
 TEST(ExtrudeTranslateProperties, SurfaceSidesAndCapBoundTheSolidsExactly) {
-    rc::check([] {
+    expect_property([] {
         patch p = random_patch();
         const auto edges = border(p.faces);
         const unsigned layers = *rc::gen::inRange(1u, 5u);
@@ -80,7 +81,7 @@ TEST(ExtrudeTranslateProperties, SurfaceSidesAndCapBoundTheSolidsExactly) {
 }
 
 TEST(ExtrudeTranslateProperties, TwoRunsGiveTheSameBits) {
-    rc::check([] {
+    expect_property([] {
         const patch p = random_patch();
         const vector_fixed<double, 3> dir{positive(3), positive(3), positive(10)};
         const double start = positive(2), end = positive(2);
