@@ -1,17 +1,21 @@
 // Opens a mesh along a surface: each node of the surface gets a copy, which the elements on one side of the surface
 // around it take. Those are found by a walk around the node that never crosses the surface, from the element that has
-// the face in the direction of that side. All is read from the connectivity as given and written to a copy of it.
+// the face in the direction of that side. All is read from the connectivity as given and written to a copy of it, so
+// that nodes can be handled in any order, and each for both sides together, once the copies are numbered.
 
 #include <meldra3d/duplicate.h>
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <limits>
 #include <utility>
 
 #include <meldra/meldra.h>
 
-#include "duplicate/gather_elements.h"
+#include "duplicate/element_walk.h"
+#include "duplicate/node_balls.h"
+#include "duplicate/solid_elements.h"
 #include "frame/element_tables.h"
 #include "frame/hbuckets.h"
 #include "frame/id_count.h"
@@ -66,14 +70,6 @@ int check(const dense2D<double>& pos, const opening_inputs& in) {
 
 using face = elfes::face_mix;
 
-/// A face of a surface, or of an element by its local nodes.
-face face_of(const unsigned* column, const face_cycle& cycle) {
-    face nodes{{no_node, no_node, no_node, no_node}};
-    for (unsigned k = 0; k < cycle.size; ++k)
-        nodes.id[k] = column[cycle.node[k]];
-    return nodes;
-}
-
 /// True when two faces are the same cycle in the same direction.
 bool runs_like(const face& x, const face& y) {
     const unsigned n = x.is_triangle() ? 3 : 4;
@@ -89,35 +85,86 @@ bool runs_like(const face& x, const face& y) {
     return false;
 }
 
-enum class side : unsigned { plus = 1, minus = 2 };
+/// Tells of most faces outside a set that they are not in it, without a look at the set: a bit for the hash of each
+/// face (Bloom 1970), 16 bits for each face on the average.
+class face_filter {
+public:
+    bool init(std::size_t faces) {
+        std::size_t words = 1;
+        shift_ = 64;
+        for (; words < faces / 4; words *= 2)
+            --shift_;
+        return bits_.resize(words, 0);
+    }
+    void enter(std::uint64_t hash) { bits_[word(hash)] |= bit(hash); }
+    bool may_hold(std::uint64_t hash) const { return (bits_[word(hash)] & bit(hash)) != 0; }
+
+private:
+    static std::uint64_t scattered(std::uint64_t hash) { return hash * 0x9E3779B97F4A7C15; }
+    std::size_t word(std::uint64_t hash) const { return shift_ == 64 ? 0 : std::size_t(scattered(hash) >> shift_); }
+    static std::uint64_t bit(std::uint64_t hash) { return std::uint64_t(1) << (scattered(hash) & 63); }
+
+    dense1D<std::uint64_t, 8> bits_;
+    unsigned shift_ = 64;
+};
+
+enum side : unsigned { plus, minus };
 
 enum class outcome { done, refused, out_of_memory };
+
+/// A node of the surface, and where each side meets it first.
+struct opened_node {
+    unsigned id;
+    std::array<unsigned, 2> copy;   ///< of each side, or `no_node`
+    std::array<unsigned, 2> column; ///< of the surface
+};
 
 class surface_opening {
 public:
     surface_opening(dense2D<double>& pos, const opening_inputs& in)
-        : pos_(pos), connect_(in.connectM), neighbors_(in.neighbors), ancestors_(in.ancestors), surface_(in.connectS),
-          excluded_(in.excluded_nodes), kinds_(*find_mixed_record(ET_SOLID_MIX)) {}
+        : pos_(pos), connect_(in.connectM), ancestors_(in.ancestors), surface_(in.connectS),
+          excluded_(in.excluded_nodes), mesh_(in.connectM, in.neighbors) {}
 
     /// Finds the faces and the nodes to be copied, and makes room for the copies. False without memory.
-    bool prepare(std::size_t sides) {
-        return enter_faces() && enter_nodes() && reserve(nodes_.size() * sides) && working_.copy(connect_);
+    bool prepare(bool plus_side, bool minus_side) {
+        return enter_faces() && enter_nodes() &&
+               reserve(nodes_.size() * (std::size_t(plus_side) + std::size_t(minus_side))) &&
+               (!plus_side || number_copies(plus)) && (!minus_side || number_copies(minus)) && working_.copy(connect_);
     }
 
-    /// Copies the nodes for the elements on one side.
-    outcome open(side which) {
-        for (std::size_t j = 0; j < surface_.cols(); ++j) {
-            const face oriented = surface_face(j, which);
-            for (const unsigned id : oriented.id) {
-                const std::uint64_t place = id == no_node ? nodes_.used_length() : nodes_.find(hash_of(id), id);
-                if (place == nodes_.used_length() || (nodes_[place].value.payload & unsigned(which)) == 0)
-                    continue;
-                nodes_.value(place).payload &= ~unsigned(which);
-                if (const outcome result = copy_node(id, oriented); result != outcome::done)
-                    return result;
+    /// Gives the copies to the elements, some nodes at a time.
+    outcome open() {
+        std::array<node_balls::start, node_balls::most> starts;
+        for (std::size_t first = 0; first < opened_.size(); first += starts.size()) {
+            const std::size_t count = std::min(starts.size(), opened_.size() - first);
+            for (std::size_t k = 0; k < count; ++k) {
+                const unsigned node = opened_[first + k].id;
+                expect_start(first + k);
+                starts[k] = {node, start_of(node)};
+                if (starts[k].element >= mesh_.count() || mesh_.places_of(node, starts[k].element) == 0)
+                    return outcome::refused;
             }
+            if (!balls_.gather(mesh_, starts.data(), count))
+                return outcome::out_of_memory;
+            for (std::size_t k = 0; k < count; ++k)
+                for (const unsigned element : balls_[k])
+                    __builtin_prefetch(working_.col(element), 1);
+            for (std::size_t k = 0; k < count; ++k)
+                for (const side s : {plus, minus})
+                    if (opened_[first + k].copy[s] != no_node && !open_side(opened_[first + k], s, balls_[k]))
+                        return outcome::out_of_memory;
         }
         return outcome::done;
+    }
+
+    /// Appends the copies to the coordinates, for which there is room. Returns their number.
+    int append_copies() {
+        pos_.resize(3, pos_.cols() + copies_);
+        for (const opened_node& node : opened_)
+            for (const unsigned copy : node.copy)
+                if (copy != no_node)
+                    std::copy_n(pos_.col(node.id), 3, pos_.col(copy));
+        return static_cast<int>(copies_);
     }
 
     dense2D<unsigned int>& connectivity() { return working_; }
@@ -127,16 +174,17 @@ private:
     face surface_face(std::size_t j, side which) const {
         const unsigned* const column = surface_.col(j);
         face nodes{{column[0], column[1], column[2], surface_.rows() == 4 ? column[3] : no_node}};
-        if (which == side::minus)
+        if (which == minus)
             std::swap(nodes.id[0], nodes.id[2]);
         return nodes;
     }
 
     bool enter_faces() {
-        if (!faces_.init(surface_.cols(), fewest_buckets, 1.0))
+        if (!faces_.init(surface_.cols(), fewest_buckets, 1.0) || !filter_.init(surface_.cols()))
             return false;
         for (std::size_t j = 0; j < surface_.cols(); ++j) {
-            const face nodes = surface_face(j, side::plus);
+            const face nodes = surface_face(j, plus);
+            filter_.enter(nodes.hash());
             if (!faces_.insert(nodes.hash(), nodes))
                 return false;
         }
@@ -144,12 +192,11 @@ private:
     }
 
     bool enter_nodes() {
-        constexpr unsigned both = unsigned(side::plus) | unsigned(side::minus);
         if (!nodes_.init(surface_.cols(), fewest_buckets, 1.0))
             return false;
         for (std::size_t j = 0; j < surface_.cols(); ++j)
-            for (const unsigned id : surface_face(j, side::plus).id)
-                if (id != no_node && !nodes_.insert(hash_of(id), {id, both}))
+            for (const unsigned id : surface_face(j, plus).id)
+                if (id != no_node && !nodes_.insert(hash_of(id), {id, no_node}))
                     return false;
         for (const unsigned id : excluded_)
             if (const std::uint64_t place = nodes_.find(hash_of(id), id); place != nodes_.used_length())
@@ -163,86 +210,100 @@ private:
                pos_.reserve(3, pos_.cols() + copies, 1);
     }
 
-    const shape_record& shape_of(unsigned element) const {
-        const element_type kind = kind_of_column(kinds_, connect_.col(element), connect_.rows());
-        return *find_record(element_records[std::size_t(kind)].form);
-    }
-
-    bool holds(unsigned element, unsigned node) const {
-        const unsigned* const column = connect_.col(element);
-        return std::find(column, column + connect_.rows(), node) != column + connect_.rows();
-    }
-
-    outcome copy_node(unsigned node, const face& oriented) {
-        const unsigned start = node < ancestors_.size() ? ancestors_[node] : no_node;
-        if (start >= connect_.cols() || !holds(start, node))
-            return outcome::refused;
-        if (!gather_around(node, start) || !gather_side(node, oriented) || !pos_.append(pos_.col(node)))
-            return outcome::out_of_memory;
-        const auto copy = static_cast<unsigned>(pos_.cols() - 1);
-        for (const unsigned element : side_elements_) {
-            unsigned* const column = working_.col(element);
-            unsigned* const end = column + working_.rows();
-            // An element that the other side has reached, too, no longer holds the node.
-            if (unsigned* const place = std::find(column, end, node); place != end)
-                *place = copy;
-        }
-        return outcome::done;
-    }
-
-    bool gather_around(unsigned node, unsigned start) {
-        const auto crossed = [&](unsigned element, crossed_faces& faces) {
-            const unsigned* const column = connect_.col(element);
-            const shape_record& shape = shape_of(element);
-            for (unsigned f = shape.faces; f-- > 0;) {
-                const face nodes = face_of(column, shape.face[f]);
-                if (std::find(nodes.id.begin(), nodes.id.end(), node) != nodes.id.end())
-                    faces.face[faces.count++] = f;
+    /// Numbers the copies for one side, in the order in which its faces meet the nodes.
+    bool number_copies(side which) {
+        for (std::size_t j = 0; j < surface_.cols(); ++j)
+            for (const unsigned id : surface_face(j, which).id) {
+                const std::uint64_t place = id == no_node ? nodes_.used_length() : nodes_.find(hash_of(id), id);
+                if (place == nodes_.used_length())
+                    continue;
+                unsigned& index = nodes_.value(place).payload;
+                if (index == no_node) {
+                    index = static_cast<unsigned>(opened_.size());
+                    if (!opened_.push_back({id, {no_node, no_node}, {}}))
+                        return false;
+                }
+                opened_node& node = opened_[index];
+                if (node.copy[which] == no_node) {
+                    node.copy[which] = static_cast<unsigned>(pos_.cols() + copies_++);
+                    node.column[which] = static_cast<unsigned>(j);
+                }
             }
-            return true;
-        };
-        return gather_elements(start, neighbors_, crossed, walk_, around_) == 0;
+        return true;
+    }
+
+    unsigned start_of(unsigned node) const { return node < ancestors_.size() ? ancestors_[node] : no_node; }
+
+    /// Fetches what the nodes of the next turns begin with.
+    [[gnu::always_inline]] void expect_start(std::size_t k) const {
+        if (k + 2 * node_balls::most < opened_.size())
+            __builtin_prefetch(ancestors_.data() + opened_[k + 2 * node_balls::most].id);
+        if (k + node_balls::most < opened_.size())
+            if (const unsigned start = start_of(opened_[k + node_balls::most].id); start < mesh_.count()) {
+                mesh_.prefetch_nodes(start);
+                mesh_.prefetch_neighbors(start);
+            }
     }
 
     /// True when an element has a face that runs like the given one.
     bool has_face(unsigned element, const face& oriented) const {
-        const shape_record& shape = shape_of(element);
-        for (unsigned f = 0; f < shape.faces; ++f)
-            if (runs_like(oriented, face_of(connect_.col(element), shape.face[f])))
+        unsigned shared = 0;
+        for (const unsigned id : oriented.id)
+            shared |= id == no_node ? 0 : mesh_.places_of(id, element);
+        const solid_kind& kind = mesh_.kind(element);
+        for (unsigned f = 0; f < kind.shape->faces; ++f)
+            if ((kind.corners[f] & ~shared) == 0 && runs_like(oriented, mesh_.face(element, kind.shape->face[f])))
                 return true;
         return false;
     }
 
-    /// Finds the elements around a node that are reached, from the one behind the face, without crossing the surface.
-    /// An element counts as met when it is first looked at, be it across the surface: then it stays out.
-    bool gather_side(unsigned node, const face& oriented) {
-        side_elements_.clear();
-        const auto* const start = std::find_if(around_.elements.begin(), around_.elements.end(),
-                                               [&](unsigned element) { return has_face(element, oriented); });
-        if (start == around_.elements.end())
+    bool on_surface(const face& nodes) const {
+        const std::uint64_t hash = nodes.hash();
+        return filter_.may_hold(hash) && faces_.find(hash, nodes) != faces_.used_length();
+    }
+
+    /// Gives a copy to the elements around its node that are reached, from the one behind the face, without crossing
+    /// the surface. An element counts as met when it is first looked at, be it across the surface: then it stays out.
+    bool open_side(const opened_node& node, side which, const dense1D<unsigned, 8>& around) {
+        const face oriented = surface_face(node.column[which], which);
+        const auto* const start =
+            std::find_if(around.begin(), around.end(), [&](unsigned element) { return has_face(element, oriented); });
+        if (start == around.end())
             return true;
-        bool is_new = false;
-        if (!walk_.restart() || !walk_.meet(no_node, is_new) || !walk_.meet(*start, is_new) || !walk_.push(*start))
+        if (!walk_.begin(*start))
             return false;
         while (!walk_.empty()) {
             const unsigned element = walk_.pop();
-            if (!side_elements_.push_back(element) || !meet_neighbors(element, node))
+            give(element, node.id, node.copy[which]);
+            if (!meet_neighbors(element, node.id))
                 return false;
         }
         return true;
     }
 
+    /// Puts the copy in the first place of the node. An element that the other side has reached, too, may no longer
+    /// hold the node.
+    void give(unsigned element, unsigned node, unsigned copy) {
+        unsigned* const column = working_.col(element);
+        for (unsigned places = mesh_.places_of(node, element); places != 0; places &= places - 1)
+            if (unsigned& id = column[std::countr_zero(places)]; id == node) {
+                id = copy;
+                return;
+            }
+    }
+
     bool meet_neighbors(unsigned element, unsigned node) {
-        const shape_record& shape = shape_of(element);
+        const shape_record& shape = *mesh_.kind(element).shape;
         for (unsigned f = 0; f < shape.faces; ++f) {
-            const unsigned next = neighbors_(f, element);
+            const unsigned next = mesh_.neighbors(element)[f];
             bool is_new = false;
+            if (next == no_node)
+                continue;
             if (!walk_.meet(next, is_new))
                 return false;
-            if (!is_new || !holds(next, node))
+            if (!is_new || mesh_.places_of(node, next) == 0)
                 continue;
-            const face between = face_of(connect_.col(element), shape.face[f]);
-            if (faces_.find(between.hash(), between) == faces_.used_length() && !walk_.push(next))
+            if (!on_surface(mesh_.face(element, shape.face[f])) && !walk_.push(next))
                 return false;
         }
         return true;
@@ -250,17 +311,18 @@ private:
 
     dense2D<double>& pos_;
     const dense2D<unsigned int>& connect_;
-    const dense2D<unsigned int>& neighbors_;
     const dense1D<unsigned int, 8>& ancestors_;
     const dense2D<unsigned int>& surface_;
     const dense1D<unsigned int, 8>& excluded_;
-    const mixed_record& kinds_;
+    const solid_elements mesh_;
     hbuckets<face> faces_;
-    hbuckets<keyed<std::uint32_t, unsigned>> nodes_; ///< with the sides for which they are still to be copied
+    face_filter filter_;
+    hbuckets<keyed<std::uint32_t, unsigned>> nodes_; ///< with their places in `opened_`
+    dense1D<opened_node, 8> opened_;
+    std::size_t copies_ = 0;
     dense2D<unsigned int> working_;
+    node_balls balls_;
     element_walk walk_;
-    gathered_elements around_{};
-    dense1D<unsigned int, 8> side_elements_;
 };
 
 } // namespace
@@ -274,19 +336,13 @@ int duplicate_surface_nodes(dense2D<double>& pos, dense2D<unsigned int>& connect
     const opening_inputs in{connectM, neighbors, ancestors, connectS, excluded_nodes, type};
     if (const int status = check(pos, in); status != 0)
         return status;
-    const std::size_t entry_nodes = pos.cols();
     surface_opening opening(pos, in);
-    if (!opening.prepare(std::size_t(plus_side) + std::size_t(minus_side)))
+    if (!opening.prepare(plus_side, minus_side))
         return no_memory;
-    outcome result = plus_side ? opening.open(side::plus) : outcome::done;
-    if (result == outcome::done && minus_side)
-        result = opening.open(side::minus);
-    if (result != outcome::done) {
-        pos.resize(3, entry_nodes); // shrinks, which needs no memory
+    if (const outcome result = opening.open(); result != outcome::done)
         return result == outcome::refused ? 0 : no_memory;
-    }
     connectM = std::move(opening.connectivity());
-    return static_cast<int>(pos.cols() - entry_nodes);
+    return opening.append_copies();
 }
 
 } // namespace quorl::meldra3d
