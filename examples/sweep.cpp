@@ -19,3 +19,5 @@ int main() {
     std::printf("status %d: %zu hexahedra, volume %g\n", status, solids.cols(), volume);
     return status == 0 ? 0 : 1;
 }
+// prints: status 0: 10 hexahedra, volume 2
+// prints: status 0: 10 hexahedra, volume 2

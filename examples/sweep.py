@@ -10,3 +10,4 @@ points, solids, _, _ = meldra3d.extrude_translate(points, faces, (0, 0, 1), size
 print(f"{len(solids)} hexahedra, volume {meldra3d.volume(points, solids):g}")
 
 meldra3d.write("sweep.vtu", meldra3d.Mesh(points, [(meldra3d.ElementType.SOLID_MIX, solids)]))
+# prints: 10 hexahedra, volume 2

@@ -29,7 +29,7 @@ COORDINATES = {
     "wedge": [(0, 0, 0), (1, 0, 0), (0.45, 1, 0), (0, 0, 1), (1, 0, 1), (0.45, 1, 1)],
     "hexahedron": [(0, 0, 0), (1, 0, 0), (1, 1, 0), (0, 1, 0), (0, 0, 1), (1, 0, 1), (1, 1, 1), (0, 1, 1)],
 }
-# The kinds of each shape: linear, then the one with the most nodes; what a lesser kind drops stands between.
+# The kinds of each shape, by rising number of nodes.
 KINDS = {
     "triangle": ("T3", "T6"),
     "quadrangle": ("Q4", "Q8", "Q9"),
@@ -151,6 +151,14 @@ def badge(at, number, hidden):
             + text(at, number, 12, ink))
 
 
+def turn(ring):
+    """An arrow along the cycle of a face that is seen, from its first node to its last."""
+    middle = centre(ring)
+    inner = [tuple(m + 0.45 * (x - m) for x, m in zip(place, middle)) for place in ring]
+    path = " L".join(f"{x:.1f} {y:.1f}" for x, y in inner)
+    return f'<path d="M{path}" fill="none" stroke="#b8a14e" stroke-width="1.6" marker-end="url(#tip)"/>'
+
+
 def axes(view, flat):
     origin = (34, PANEL - 30)
     parts = []
@@ -180,6 +188,7 @@ def panel(shape, record, kind, rows, left):
         dash = "" if is_seen(edge) else ' stroke-dasharray="5 4"'
         parts.append(line(view(points[edge[0]]), view(points[edge[1]]), f'stroke="#777777" stroke-width="1.5"{dash}'))
     if rows == len(points):
+        parts += [turn([view(p) for p in face]) for face, front in zip(faces, seen) if front and not flat]
         for number, face in enumerate(faces):
             parts.append(badge(view(centre(face)), number, not seen[number]))
     discs = [(is_seen(nodes), disc(view(point), number, COLOURS[place], not is_seen(nodes)))
@@ -189,13 +198,16 @@ def panel(shape, record, kind, rows, left):
 
 
 def drawing(shape, record, rows):
-    linear, full = KINDS[shape][0], KINDS[shape][-1]
+    """All kinds of a shape side by side."""
+    width = PANEL * len(KINDS[shape])
     title = f"Local numbering of the {shape}: {', '.join(KINDS[shape])}"
-    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{2 * PANEL}" height="{PANEL}" '
-             f'viewBox="0 0 {2 * PANEL} {PANEL}" font-family="sans-serif">', f"<title>{title}</title>",
-             f'<rect width="{2 * PANEL}" height="{PANEL}" fill="#ffffff"/>']
-    parts += panel(shape, record, linear, rows[linear], 0)
-    parts += panel(shape, record, full, rows[full], PANEL)
+    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{PANEL}" '
+             f'viewBox="0 0 {width} {PANEL}" font-family="sans-serif">', f"<title>{title}</title>",
+             '<defs><marker id="tip" viewBox="0 0 8 8" refX="5" refY="4" markerWidth="6" markerHeight="6" orient="auto">'
+             '<path d="M0 0 L8 4 L0 8 z" fill="#b8a14e"/></marker></defs>',
+             f'<rect width="{width}" height="{PANEL}" fill="#ffffff"/>']
+    for k, kind in enumerate(KINDS[shape]):
+        parts += panel(shape, record, kind, rows[kind], k * PANEL)
     return "\n".join(parts + ["</svg>", ""])
 
 

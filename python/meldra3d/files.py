@@ -54,7 +54,7 @@ _LINEAR = {**_only(_K.NODE, _K.EDGE2, _K.TH4, _K.PY5, _K.W6, _K.H8), **_FACES}
 # The node orders that meshio's arrays have after reading a format, for the kinds whose order is settled. The manuals of
 # Abaqus and Nastran number mid-edge nodes as VTK does, or differ in the way that meshio evens out. Of other formats
 # the linear kinds are taken as meshio gives them; the quadratic ones, whose orders are not established, are refused.
-_READ_ORDERS: Dict[str, NodeOrder] = {
+READ_ORDERS: Dict[str, NodeOrder] = {
     "gmsh": MESHIO_FROM_GMSH,
     "vtk": MESHIO,
     "vtu": MESHIO,
@@ -139,7 +139,7 @@ def read(path: PathLike) -> Mesh:
         theirs = meshio.read(path, file_format=format_name)
     if len(theirs.points) == 0:
         raise MeshFileError(f"{path}: has no points")
-    orders = _READ_ORDERS.get(format_name, _LINEAR)
+    orders = READ_ORDERS.get(format_name, _LINEAR)
     blocks = [_our_block(path, format_name, orders, block) for block in theirs.cells]
     if sum(len(cells) for _, cells in blocks) == 0:
         raise MeshFileError(f"{path}: has no elements")

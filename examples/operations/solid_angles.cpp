@@ -1,0 +1,22 @@
+// Smallest and largest solid angle at the corners of each element, as parts of the sphere.
+#include <cstdio>
+
+#include <meldra3d/meldra3d.h>
+
+using namespace quorl;
+
+int main() {
+    double xyz[] = {0,   0,   0,   1, 0, 0, 1, 1, 0, 0, 1, 0, 0, 0, 1, 1, 0, 1, 1, 1, 1, 0, 1, 1, // a cube
+                    0.5, 0.5, 1.7, 2, 0, 0, 2, 1, 0};                                             // a roof and a ramp
+    const unsigned n = no_node;
+    unsigned ids[] = {0, 1, 2, 3, 4, 5, 6, 7, 4, 5, 6, 7, 8, n, n, n, 1, 5, 9, 2, 6, 10, n, n};
+    const auto pos = dense2D<double>::view(xyz, 3, 11, 3);
+    const auto solids = dense2D<unsigned>::view(ids, 8, 3, 8); // a hexahedron, a pyramid and a wedge
+    dense1D<double> least(solids.cols()), most(solids.cols()); // the caller provides an entry for each element
+    const int status = meldra3d::solid_angles(pos, solids, false, least, most);
+    for (std::size_t e = 0; e < solids.cols(); ++e)
+        std::printf("%.3f to %.3f, ", least[e] / (4 * 3.141592653589793), most[e] / (4 * 3.141592653589793));
+    std::printf("of the sphere\n");
+    return status;
+}
+// prints: 0.125 to 0.125, 0.000 to 0.110, 0.000 to 0.125, of the sphere
