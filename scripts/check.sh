@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks what no compiler and no test sees: format, lint, shell scripts, drawings and tables of the docs. Changes nothing.
+# Checks what no compiler and no test sees: format, lint, shell scripts, drawings and tables of the pages, the reference.
+# Changes nothing but build.
 #   scripts/check.sh             all of it
 #   scripts/check.sh --format    the format only; to mend it: clang-format -i FILE
 set -euo pipefail
@@ -16,6 +17,7 @@ done
 sh -n examples/data/make.sh
 
 docs/figures/numbering.py --check
+scripts/docs.sh
 
 [ -f build/release/compile_commands.json ] || cmake --preset release >/dev/null
 find src companions -name '*.cpp' -print0 | xargs -0 -P 2 -n 2 clang-tidy -p build/release --quiet \

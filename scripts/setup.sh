@@ -4,6 +4,7 @@
 #   scripts/setup.sh         all of it: build, tests, benchmarks, fuzzing, format and lint checks
 #   scripts/setup.sh demo    what the demonstration needs, for a short first run
 #   scripts/setup.sh peers   all of it, and the tools by others that benchmarks/peers measures against (300 MB)
+#   scripts/setup.sh docs    what the pages and the reference need
 set -euo pipefail
 
 # Build, Python module and command.
@@ -13,6 +14,7 @@ everything=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-ho
     libtet1.5-dev python3-pytest clang clang-format clang-tidy libclang-rt-14-dev libfuzzer-14-dev)
 case "${1:-all}" in
 demo) ;;
+docs) packages+=(doxygen graphviz python3-pil) ;;
 all)
     packages+=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-hopscotch-map-dev libnanoflann-dev
         libtet1.5-dev python3-pytest clang clang-format clang-tidy cppcheck llvm-14 libclang-rt-14-dev libfuzzer-14-dev)
@@ -21,6 +23,7 @@ all) packages+=("${everything[@]}") ;;
 peers) packages+=("${everything[@]}" libgmsh-dev libvtk9-dev libcgal-dev libeigen3-dev libabsl-dev) ;;
 *)
     echo "usage: scripts/setup.sh [demo | peers]" >&2
+    echo "usage: scripts/setup.sh [demo | docs]" >&2
     exit 2
     ;;
 esac

@@ -12,7 +12,7 @@ shifts = 0.3 * m.normals(points, faces)  # of the whole surface: at the border o
 whole = m.extrude_normal(points, faces, node_shifts=shifts, layers=4)
 
 for part in (faces[:13], faces[13:]):
-    nodes, numbered = np.unique(part, return_inverse=True)  # the number here is the place in `nodes`
+    nodes, numbered = np.unique(part, return_inverse=True)  # the number here is the place among its nodes
     swept = m.extrude_normal(points[nodes], numbered.reshape(-1, 4), node_shifts=shifts[nodes], layers=4)
 
     # On each level the copies come in the order in which the faces first name their nodes.

@@ -34,14 +34,12 @@ MELDRA3D_API int convert_into_linear(dense2D<unsigned int>& connect);
 ///   nTH           in       nodes inside each tetrahedron, 0 or 1
 ///   nX            in       nodes inside each wedge, any number
 ///   nY            in       nodes inside each pyramid, 0 or 1
-///   connect_out   out      cleared first; then one column an element, in the rows of its kind, or of the largest of
-///   all
-///                          four kinds for 8 rows of `connect_in`, with `no_node` in the unused tail
-///   faces         in       faces that have their nodes already, to be used again; may be empty. A triangle: 3
-///   vertices,
-///                          nE nodes of each edge, nT nodes inside; a quadrangle: 4, nE each, nQ; the edges numbered
-///                          and the inside listed as for a face of that cycle. 4 rows of `connect_in` take the rows of
-///                          triangles, 5 and 6 either, 8 those of quadrangles. Where the rows are not those of
+///   connect_out   out      cleared first; then one column an element, in the rows of its kind; for 8 rows of
+///                          `connect_in` in those of the largest of the four kinds, `no_node` in the unused tail
+///   faces         in       faces that have their nodes already, to be used again; may be empty. A triangle has 3
+///                          vertices, nE nodes of each edge, nT nodes inside; a quadrangle 4, nE each, nQ; the edges
+///                          numbered and the inside listed as for a face of that cycle. 4 rows of `connect_in` take the
+///                          rows of triangles, 5 and 6 either, 8 those of quadrangles. Where the rows are not those of
 ///                          triangles alone, a column is a triangle when its last row is `no_node`
 ///   edges         in       likewise edges: 2 end nodes, nE nodes from the first to the second; may be empty
 /// Of equal edges or faces the last counts, `edges` after `faces`. Those with `no_node` among their vertices are passed

@@ -28,8 +28,8 @@ MELDRA3D_API int volume(const dense2D<double>& pos, const dense2D<unsigned int>&
 ///                         `no_node`
 ///   normalized   in       true: scaled so that each corner of the regular element of its kind gives 1 (of the pyramid:
 ///                         the one whose edges are all equal); false: steradians
-///   min_angles   written  entry e belongs to element e. The caller provides at least one entry for each element:
-///   max_angles   written  neither list is resized, and entries behind the elements are left alone
+///   min_angles   written  entry e belongs to element e; the caller provides at least one entry for each element
+///   max_angles   written  likewise; neither list is resized, and entries behind the elements are left alone
 /// In a mixed mesh the slots that a tetrahedron, pyramid or wedge leaves unused take part as zeros: such an element
 /// with positive corners has the smallest value 0.
 /// Returns -2 when `connectM` has another row count, a malformed column or an ID beyond the nodes (nothing is then
@@ -48,8 +48,8 @@ MELDRA3D_API int solid_angles(const dense2D<double>& pos, const dense2D<unsigned
 ///                         `no_node`
 ///   normalized   in       true: scaled so that each edge of the regular element of its kind gives 1 (of the pyramid
 ///                         and wedge: the one whose edges are all equal); false: radians
-///   min_angles   written  entry e belongs to element e. The caller provides at least one entry for each element:
-///   max_angles   written  neither list is resized, and entries behind the elements are left alone
+///   min_angles   written  entry e belongs to element e; the caller provides at least one entry for each element
+///   max_angles   written  likewise; neither list is resized, and entries behind the elements are left alone
 /// Returns -2 when `connectM` has another row count, a malformed column or an ID beyond the nodes (nothing is then
 /// written), otherwise 0, also for no element.
 /// Linear in the elements; allocates nothing.
