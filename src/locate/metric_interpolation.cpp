@@ -93,7 +93,9 @@ vec3 cross(const vec3& a, const vec3& b) {
     return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
 
-void invert(common_axes& axes) {
+/// Sets the rows of the inverse of the matrix of axes and returns its determinant; where that is 0 they are the
+/// cofactors.
+double divide_cofactors(common_axes& axes) {
     const auto& e = axes.axis;
     axes.dual = {cross(e[1], e[2]), cross(e[2], e[0]), cross(e[0], e[1])};
     const double determinant = e[0][0] * axes.dual[0][0] + e[0][1] * axes.dual[0][1] + e[0][2] * axes.dual[0][2];
@@ -101,6 +103,33 @@ void invert(common_axes& axes) {
         for (vec3& row : axes.dual)
             for (double& x : row)
                 x /= determinant;
+    return determinant;
+}
+
+void multiply(std::array<vec3, 3>& rows, int exponent) {
+    for (vec3& row : rows)
+        for (double& x : row)
+            x = std::ldexp(x, exponent);
+}
+
+/// Axes are as long as the sizes: the determinant of very long or short ones is no double, but that of the axes
+/// brought to a length of about 1 is.
+void invert(common_axes& axes) {
+    if (std::isnormal(divide_cofactors(axes)))
+        return;
+    double longest = 0;
+    for (const vec3& axis : axes.axis)
+        for (const double x : axis)
+            longest = std::max(longest, std::fabs(x));
+    if (!std::isnormal(longest))
+        return;
+    common_axes scaled = axes;
+    const int exponent = std::ilogb(longest);
+    multiply(scaled.axis, -exponent);
+    if (divide_cofactors(scaled) == 0)
+        return;
+    multiply(scaled.dual, -exponent);
+    axes.dual = scaled.dual;
 }
 
 std::optional<common_axes> reduce(const metric& first, const metric& second) {
