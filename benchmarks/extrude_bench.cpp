@@ -1,161 +1,171 @@
-// Sweeps, beside just setting the bytes of what they write.
+// Sweeps, beside a bare loop that writes the same arrays. Items are solids.
 
-#include <benchmark/benchmark.h>
+#include "harness.h"
 
-#include <cstring>
-#include <memory>
-
-#include "bench_meshes.h"
+#define BASELINES plain
+#include "baselines/extrude.h"
+#undef BASELINES
+#define BASELINES native
+#include "baselines/extrude.h"
 
 namespace {
 
 using namespace quorl;
+using bench::bytes_of;
+using bench::fresh_memory;
 using bench::mesh;
-using bench::order;
+using bench::sample;
 
 constexpr unsigned layers = 10;
 
-/// Runs a sweep of a square into `layers` layers: sweep(pos, surface, solids).
-template <class Sweep>
-void measure(benchmark::State& state, bool mixed, order o, Sweep sweep) {
-    const mesh m = bench::square(unsigned(state.range(0)), mixed, o);
-    std::size_t bytes = 0;
-    for (auto _ : state) {
-        dense2D<double> pos = m.pos;
-        dense2D<unsigned> solids;
-        if (sweep(pos, m.connect, solids) != 0 || pos.cols() != (layers + 1) * m.pos.cols() ||
-            solids.cols() != layers * m.connect.cols()) {
-            state.SkipWithError("no sweep");
-            return;
-        }
-        bytes = pos.size() * sizeof(double) + solids.size() * sizeof(unsigned);
-    }
-    state.SetItemsProcessed(state.iterations() * std::int64_t(layers * m.connect.cols()));
-    state.SetBytesProcessed(state.iterations() * std::int64_t(bytes));
+void count(benchmark::State& state, const mesh& m, const dense2D<double>& pos, const dense2D<unsigned>& solids) {
+    bench::count(state, layers * m.connect.cols(),
+                 bytes_of(m.pos) + bytes_of(m.connect) + bytes_of(pos) + bytes_of(solids));
 }
 
-void BM_extrude_translate(benchmark::State& state, bool mixed, order o) {
-    measure(state, mixed, o, [](auto& pos, auto& surface, auto& solids) {
-        return meldra3d::extrude_translate(pos, surface, {0, 0, 1}, layers, solids);
+/// Runs a sweep into `layers` layers: sweep(pos, surface, solids).
+template <class Sweep>
+void measure(benchmark::State& state, const mesh& m, Sweep sweep) {
+    dense2D<double> pos;
+    dense2D<unsigned> solids;
+    int status = 0;
+    for (auto _ : state) {
+        pos = m.pos;
+        solids = {};
+        status |= sweep(pos, m.connect, solids);
+    }
+    bench::check(state,
+                 status == 0 && pos.cols() >= (layers + 1) * m.connect.cols() / 2 &&
+                     solids.cols() == layers * m.connect.cols() && std::isfinite(pos(2, pos.cols() - 1)),
+                 "no sweep");
+    count(state, m, pos, solids);
+}
+
+/// The same arrays into fresh memory in huge pages, along the vector of BM_extrude_translate; all sweeps are measured
+/// against it.
+void BM_bare_loop(benchmark::State& state, const sample& s, decltype(plain::sweep)* sweep) {
+    const mesh& m = s.mesh();
+    const double step[3] = {0, 0, 1};
+    const std::size_t nodes = m.pos.cols(), faces = m.connect.cols();
+    dense2D<double> pos = m.pos;
+    dense2D<unsigned> solids;
+    const int status = meldra3d::extrude_translate(pos, m.connect, {0, 0, layers}, layers, solids);
+    bool right = status == 0 && pos.cols() == (layers + 1) * nodes && solids.rows() == 8;
+    for (auto _ : state) {
+        const fresh_memory new_pos(bytes_of(pos), fresh_memory::pages::huge),
+            new_solids(bytes_of(solids), fresh_memory::pages::huge);
+        sweep(m.pos.data(), nodes, m.connect.data(), faces, step, layers, new_pos.as<double>(),
+              new_solids.as<unsigned>());
+        benchmark::ClobberMemory();
+        state.PauseTiming();
+        right = right && std::equal(solids.data(), solids.data() + solids.size(), new_solids.as<unsigned>()) &&
+                std::fabs(pos(2, pos.cols() - 1) - new_pos.as<double>()[pos.size() - 1]) < 1e-9;
+        state.ResumeTiming();
+    }
+    bench::check(state, right, "another sweep");
+    count(state, m, pos, solids);
+}
+
+void BM_extrude_translate(benchmark::State& state, const sample& s) {
+    measure(state, s.mesh(), [](auto& pos, auto& surface, auto& solids) {
+        return meldra3d::extrude_translate(pos, surface, {0, 0, layers}, layers, solids);
     });
 }
 
-void BM_extrude_rotate(benchmark::State& state, bool mixed, order o) {
-    measure(state, mixed, o, [](auto& pos, auto& surface, auto& solids) {
+void BM_extrude_rotate(benchmark::State& state, const sample& s) {
+    measure(state, s.mesh(), [](auto& pos, auto& surface, auto& solids) {
         return meldra3d::extrude_rotate(pos, surface, {-1, 0, 0}, {0, 1.5, 0}, layers, solids);
     });
 }
 
-void BM_extrude_spiral(benchmark::State& state, bool mixed, order o) {
-    measure(state, mixed, o, [](auto& pos, auto& surface, auto& solids) {
+void BM_extrude_spiral(benchmark::State& state, const sample& s) {
+    measure(state, s.mesh(), [](auto& pos, auto& surface, auto& solids) {
         return meldra3d::extrude_spiral(pos, surface, {-1, 0, 0}, {0, 15, 0}, {0, 2000, 0}, layers, solids);
     });
 }
 
-/// Along a straight line, the whole of it apart from the surface or from one of its nodes on.
-void sweep_line(benchmark::State& state, bool mixed, order o, bool joined, const dense2D<double>& metrics) {
-    mesh m = bench::square(unsigned(state.range(0)), mixed, o);
+/// Along a straight line, the whole of it apart from the surface or, `joined`, from one of its nodes on.
+void sweep_line(benchmark::State& state, const sample& s, bool joined, const dense2D<double>& metrics) {
+    const mesh& surface = s.mesh();
+    mesh m;
+    m.pos.copy(surface.pos);
+    m.connect = surface.connect;
     dense1D<unsigned> line;
     const unsigned first = m.connect(0, 0);
-    for (unsigned k = joined ? 1 : 0; k <= layers; ++k) {
-        const double node[] = {m.pos(0, first), m.pos(1, first), double(k)};
-        m.pos.append(node);
-    }
     if (joined)
         line.push_back(first);
-    for (auto id = unsigned(m.pos.cols()) - layers - (joined ? 0 : 1); id < m.pos.cols(); ++id)
-        line.push_back(id);
-    std::size_t bytes = 0;
-    for (auto _ : state) {
-        dense2D<double> pos = m.pos;
-        dense2D<unsigned> solids;
-        if (meldra3d::extrude_line(pos, m.connect, line, {0, 0, 1}, metrics, solids) != 0 ||
-            solids.cols() != layers * m.connect.cols()) {
-            state.SkipWithError("no sweep");
-            return;
-        }
-        bytes = pos.size() * sizeof(double) + solids.size() * sizeof(unsigned);
+    for (unsigned k = joined ? 1 : 0; k <= layers; ++k) {
+        const double node[] = {m.pos(0, first), m.pos(1, first), double(k)};
+        line.push_back(unsigned(m.pos.cols()));
+        m.pos.append(node);
     }
-    state.SetItemsProcessed(state.iterations() * std::int64_t(layers * m.connect.cols()));
-    state.SetBytesProcessed(state.iterations() * std::int64_t(bytes));
+    measure(state, m, [&](auto& pos, auto& faces, auto& solids) {
+        return meldra3d::extrude_line(pos, faces, line, {0, 0, 1}, metrics, solids);
+    });
 }
 
-void BM_extrude_line(benchmark::State& state, bool mixed, order o) {
-    sweep_line(state, mixed, o, false, {});
+void BM_extrude_line(benchmark::State& state, const sample& s) {
+    sweep_line(state, s, false, {});
 }
 
-void BM_extrude_line_from_the_surface(benchmark::State& state, bool mixed, order o) {
-    sweep_line(state, mixed, o, true, {});
+void BM_extrude_line_from_the_surface(benchmark::State& state, const sample& s) {
+    sweep_line(state, s, true, {});
 }
 
-void BM_extrude_line_by_metrics(benchmark::State& state, bool mixed, order o) {
+void BM_extrude_line_by_metrics(benchmark::State& state, const sample& s) {
     dense2D<double> metrics(6, layers + 1, 0.0);
     for (unsigned k = 0; k <= layers; ++k)
         metrics(0, k) = metrics(2, k) = metrics(5, k) = 1 + k;
-    sweep_line(state, mixed, o, false, metrics);
+    sweep_line(state, s, false, metrics);
 }
 
 /// The thickness is that of a cell.
-void BM_extrude_normal(benchmark::State& state, bool mixed, order o) {
-    measure(state, mixed, o, [](auto& pos, auto& surface, auto& solids) {
+void BM_extrude_normal(benchmark::State& state, const sample& s) {
+    measure(state, s.mesh(), [](auto& pos, auto& surface, auto& solids) {
         return meldra3d::extrude_normal(pos, surface, 1.0, layers, solids);
     });
 }
 
-void BM_extrude_normal_vectors(benchmark::State& state, bool mixed, order o) {
-    dense2D<double> shifts(3, bench::square(unsigned(state.range(0)), mixed, o).pos.cols());
+void BM_extrude_normal_vectors(benchmark::State& state, const sample& s) {
+    dense2D<double> shifts(3, s.mesh().pos.cols());
     for (std::size_t k = 0; k < shifts.size(); ++k)
         shifts.data()[k] = double(k % 7);
-    measure(state, mixed, o, [&](auto& pos, auto& surface, auto& solids) {
+    measure(state, s.mesh(), [&](auto& pos, auto& surface, auto& solids) {
         return meldra3d::extrude_normal(pos, surface, shifts, layers, solids);
     });
 }
 
-/// The normals alone.
-void BM_normals(benchmark::State& state, bool mixed, order o) {
-    const mesh m = bench::square(unsigned(state.range(0)), mixed, o);
+/// The normals alone; items are faces.
+void BM_normals(benchmark::State& state, const sample& s) {
+    const mesh& m = s.mesh();
+    dense2D<double> normals;
     int status = 0;
-    for (auto _ : state) {
-        dense2D<double> normals;
+    for (auto _ : state)
         status |= meldra2d::normals(m.pos, m.connect, 0, true, normals);
-        benchmark::DoNotOptimize(normals.data());
-    }
-    if (status != 0)
-        state.SkipWithError("no normals");
-    state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
+    bench::check(state, status == 0 && normals.cols() == m.pos.cols() && normals(2, 0) > 0.9, "wrong normals");
+    bench::count(state, m.connect.cols(), bytes_of(m.pos) + bytes_of(m.connect) + bytes_of(normals));
 }
 
-/// Fresh memory of the size of the outputs, set to one value.
-void BM_memset(benchmark::State& state, bool mixed) {
-    const mesh m = bench::square(unsigned(state.range(0)), mixed, order::grid);
-    const std::size_t nodes = (layers + 1) * m.pos.cols() * 3 * sizeof(double);
-    const std::size_t solids = layers * m.connect.cols() * 8 * sizeof(unsigned);
-    for (auto _ : state)
-        for (const std::size_t bytes : {nodes, solids}) {
-            const std::unique_ptr<char, decltype(&std::free)> block(static_cast<char*>(std::malloc(bytes)), &std::free);
-            std::memset(block.get(), 1, bytes);
-            benchmark::DoNotOptimize(block.get());
-        }
-    state.SetItemsProcessed(state.iterations() * std::int64_t(layers * m.connect.cols()));
-    state.SetBytesProcessed(state.iterations() * std::int64_t(nodes + solids));
+void add_sweep(const char* name, const sample& s, const char* variant,
+               void (*sweep)(benchmark::State&, const sample&)) {
+    const sample shown = variant ? s.with(variant) : s;
+    bench::add(name, shown, sweep);
+    bench::add_baseline(std::string(name) + ":bare_loop", shown, BM_bare_loop, plain::sweep, native::sweep);
 }
+
+const bench::suite all([] {
+    for (const sample& s :
+         bench::samples({"Q4", "FACE_MIX"}, bench::million, {bench::order::grid, bench::order::shuffled})) {
+        add_sweep("extrude_translate", s, nullptr, BM_extrude_translate);
+        add_sweep("extrude_rotate", s, nullptr, BM_extrude_rotate);
+        add_sweep("extrude_spiral", s, nullptr, BM_extrude_spiral);
+        add_sweep("extrude_normal", s, nullptr, BM_extrude_normal);
+        add_sweep("extrude_normal", s, "vectors", BM_extrude_normal_vectors);
+        add_sweep("extrude_line", s, nullptr, BM_extrude_line);
+        add_sweep("extrude_line", s, "from-the-surface", BM_extrude_line_from_the_surface);
+        add_sweep("extrude_line", s, "metrics", BM_extrude_line_by_metrics);
+        bench::add("normals", s, BM_normals);
+    }
+});
 
 } // namespace
-
-#define MELDRA3D_MEASURE(sweep)                                                                                        \
-    BENCHMARK_CAPTURE(sweep, Q4 / grid, false, order::grid)->Arg(1000)->Unit(benchmark::kMillisecond);                 \
-    BENCHMARK_CAPTURE(sweep, Q4 / shuffled, false, order::shuffled)->Arg(1000)->Unit(benchmark::kMillisecond);         \
-    BENCHMARK_CAPTURE(sweep, FACE_MIX / grid, true, order::grid)->Arg(816)->Unit(benchmark::kMillisecond);             \
-    BENCHMARK_CAPTURE(sweep, FACE_MIX / shuffled, true, order::shuffled)->Arg(816)->Unit(benchmark::kMillisecond)
-
-BENCHMARK_CAPTURE(BM_memset, Q4, false)->Arg(1000)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_memset, FACE_MIX, true)->Arg(816)->Unit(benchmark::kMillisecond);
-MELDRA3D_MEASURE(BM_extrude_translate);
-MELDRA3D_MEASURE(BM_extrude_rotate);
-MELDRA3D_MEASURE(BM_extrude_spiral);
-MELDRA3D_MEASURE(BM_extrude_line);
-MELDRA3D_MEASURE(BM_extrude_line_from_the_surface);
-MELDRA3D_MEASURE(BM_extrude_line_by_metrics);
-MELDRA3D_MEASURE(BM_extrude_normal);
-MELDRA3D_MEASURE(BM_extrude_normal_vectors);
-MELDRA3D_MEASURE(BM_normals);
