@@ -20,4 +20,3 @@ int main() {
     return status == 0 ? 0 : 1;
 }
 // prints: status 0: 10 hexahedra, volume 2
-// prints: status 0: 10 hexahedra, volume 2
