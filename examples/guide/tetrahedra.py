@@ -3,21 +3,23 @@
 import numpy as np
 
 import meldra3d as m
-from meldra3d.elements import SHAPES
+from meldra3d.elements import SHAPES, split_mixed
 
 
 def into_tetrahedra(points, solids):
     """The points, with a new one amid each element, and tetrahedra in place of wedges and hexahedra."""
-    wedges = solids[solids[:, 6] == m.NO_NODE]
-    hexahedra = solids[solids[:, 6] != m.NO_NODE]
-    faces_of_wedges = [face for face in SHAPES[m.ElementType.W6].faces if len(face) == 4]
-    faces_of_hexahedra = SHAPES[m.ElementType.H8].faces
     quadrangles = np.concatenate(
-        [wedges[:, face] for face in faces_of_wedges] + [hexahedra[:, face] for face in faces_of_hexahedra]
+        [
+            solids[rows][:, face]
+            for kind, rows in split_mixed(m.ElementType.SOLID_MIX, solids)
+            for face in SHAPES[kind].faces
+            if len(face) == 4
+        ]
     )
     diagonals = quadrangles.argmin(axis=1) % 2  # 0: from the first node to the third
     points, pieces, failed = m.split_solid_Q4(points, solids, quadrangles, diagonals)
-    assert len(failed) == 0 and (pieces[:, 4:] == m.NO_NODE).all()
+    if len(failed):
+        raise ValueError(f"{len(failed)} solids cannot be cut: inverted, or without volume")
     return points, pieces[:, :4]
 
 
