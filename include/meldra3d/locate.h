@@ -77,6 +77,7 @@ MELDRA3D_API int get_elements_containing_points(const dense2D<double>& pos, cons
 /// -1 when a type that is not linear cannot be made so; the negative status of `get_neighbors`, `get_ancestors` or
 /// `node_detector::reinit` (-2 for a type without faces); -199 when memory ran out; -3 when the linear form of the type
 /// is not ET_TH4, and then the outputs have their sizes. Otherwise as the form above.
+/// Cost: that of these three, which is linear in the mesh, and that of the search above.
 MELDRA3D_API int get_elements_containing_nodes(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
                                                element_type type, const dense1D<unsigned int, 8>& nodes,
                                                dense1D<unsigned int, 8>& elements, dense2D<double>& local,

@@ -19,7 +19,8 @@ namespace quorl::lapack {
 ///                   stands for a null pointer where values are needed and for a number beyond the integers of LAPACK;
 ///                   k > 0 when the iteration failed to converge, with k elements of a tridiagonal form left
 /// Returns the value of `info`. Invalid arguments are found here, so that the error routine of LAPACK, which prints and
-/// may end the program, is never called. Nothing is copied and nothing allocated.
+/// may end the program, is never called.
+/// Time is cubic in `n`; nothing is copied and nothing allocated.
 MELDRA3D_API int dspev(char jobz, char uplo, long n, double* ap, double* w, double* z, long ldz, double* work,
                        long& info);
 
