@@ -160,7 +160,7 @@ def turn(ring):
 
 
 def axes(view, flat):
-    origin = (34, PANEL - 30)
+    origin = (16, PANEL - 14) if flat else (34, PANEL - 30)
     parts = []
     for name, axis in zip("xy" if flat else "xyz", ((1, 0, 0), (0, 1, 0), (0, 0, 1))):
         step = (dot(axis, view.right), -dot(axis, view.up))
