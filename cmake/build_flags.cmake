@@ -32,7 +32,7 @@ function(meldra3d_link target internals)
   target_sources(${target} PRIVATE
     $<TARGET_OBJECTS:meldra3d_core> $<TARGET_OBJECTS:meldra3d_lapack> $<TARGET_OBJECTS:meldra3d_meldra>
     $<TARGET_OBJECTS:meldra3d_meldra2d> $<TARGET_OBJECTS:meldra3d_numcore>)
-  target_link_libraries(${target} PRIVATE -llapack)
+  target_link_libraries(${target} PRIVATE LAPACK::LAPACK)
   target_include_directories(${target} PRIVATE
     $<TARGET_PROPERTY:meldra3d,INCLUDE_DIRECTORIES> ${PROJECT_SOURCE_DIR}/src)
 endfunction()

@@ -1,18 +1,22 @@
 include(CMakePackageConfigHelpers)
 
+# Three components, of which packages are made: runtime (the shared library), dev (what programs are compiled with) and
+# python (python/CMakeLists.txt).
 install(TARGETS meldra3d EXPORT meldra3d-targets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
 install(DIRECTORY include/meldra3d companions/numcore/include/numcore companions/meldra/include/meldra
     companions/lapack/include/lapack companions/meldra2d/include/meldra2d
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev FILES_MATCHING PATTERN "*.h")
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/meldra3d)
-install(EXPORT meldra3d-targets NAMESPACE quorl:: FILE meldra3d-targets.cmake DESTINATION ${package_dir})
+install(EXPORT meldra3d-targets NAMESPACE quorl:: FILE meldra3d-targets.cmake
+  DESTINATION ${package_dir} COMPONENT dev)
 configure_package_config_file(cmake/meldra3d-config.cmake.in ${PROJECT_BINARY_DIR}/meldra3d-config.cmake
   INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/meldra3d-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/meldra3d-config.cmake ${PROJECT_BINARY_DIR}/meldra3d-config-version.cmake
-  DESTINATION ${package_dir})
+  DESTINATION ${package_dir} COMPONENT dev)
 
 # find_package works on the build tree, too.
 export(EXPORT meldra3d-targets NAMESPACE quorl:: FILE ${PROJECT_BINARY_DIR}/meldra3d-targets.cmake)
@@ -36,4 +40,4 @@ if(NOT BUILD_SHARED_LIBS)
   set(pc_libs " -llapack")
 endif()
 configure_file(cmake/meldra3d.pc.in ${PROJECT_BINARY_DIR}/meldra3d.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/meldra3d.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/meldra3d.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)

@@ -17,7 +17,7 @@ demo) ;;
 docs) packages+=(doxygen graphviz python3-pil) ;;
 all)
     packages+=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-hopscotch-map-dev libnanoflann-dev
-        libtet1.5-dev python3-pytest clang clang-format clang-tidy cppcheck llvm-14 libclang-rt-14-dev libfuzzer-14-dev)
+        libtet1.5-dev python3-pytest python3-pip python3-skbuild dpkg-dev fakeroot clang clang-format clang-tidy cppcheck llvm-14 libclang-rt-14-dev libfuzzer-14-dev)
     ;;
 all) packages+=("${everything[@]}") ;;
 peers) packages+=("${everything[@]}" libgmsh-dev libvtk9-dev libcgal-dev libeigen3-dev libabsl-dev) ;;
