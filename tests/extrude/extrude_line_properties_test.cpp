@@ -195,7 +195,7 @@ void rename_copies(dense2D<unsigned>& matrix, unsigned entry_nodes, unsigned per
 } // namespace
 
 TEST(ExtrudeLineProperties, NodesAreLeftOutAsIfTheyWereRemovedInTheEnd) {
-    test::expect_property([] {
+    expect_property([] {
         patch p = random_patch();
         const std::size_t any_face = *rc::gen::inRange(std::size_t(0), p.faces.cols());
         const unsigned first = p.faces(*rc::gen::inRange(0u, 3u), any_face);
