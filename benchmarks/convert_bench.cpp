@@ -1,171 +1,143 @@
-// Quadratic conversion, beside one that finds shared edges and faces by sorting. Both give a full connectivity and all
-// coordinates; the sorting one numbers the nodes in the order of their edges. Items are new nodes; bytes_per_node is
-// the most memory that the library held at a time beyond its inputs, results included, for each new node.
+// Conversions of the order of elements, and the cut into hexahedra, beside hand-written ones that give the same
+// numbers. Items are elements.
 
-#include <benchmark/benchmark.h>
+#include "harness.h"
 
-#include <algorithm>
-#include <cstdlib>
-#include <malloc.h>
-#include <utility>
-#include <vector>
-
-#include "bench_meshes.h"
-
-namespace {
-
-std::size_t held = 0;
-std::size_t most_held = 0;
-
-} // namespace
-
-// In the place of the library's own, to see how much it holds.
-namespace quorl::numcore {
-
-void* __vector_num_alloc(std::size_t bytes) noexcept {
-    void* const block = std::malloc(bytes);
-    held += block ? malloc_usable_size(block) : 0;
-    most_held = std::max(most_held, held);
-    return block;
-}
-
-void __vector_num_free(void* block) noexcept {
-    held -= block ? malloc_usable_size(block) : 0;
-    std::free(block);
-}
-
-} // namespace quorl::numcore
+#define BASELINES plain
+#include "baselines/convert.h"
+#undef BASELINES
+#define BASELINES native
+#include "baselines/convert.h"
 
 namespace {
 
 using namespace quorl;
+using bench::bytes_of;
 using bench::mesh;
-using bench::order;
+using bench::refined_mesh;
+using bench::refinement;
+using bench::sample;
 
-using local = std::vector<std::vector<unsigned>>;
-
-const local tetrahedron_edges{{1, 2}, {2, 0}, {0, 1}, {0, 3}, {1, 3}, {2, 3}};
-const local hexahedron_edges{{0, 1}, {1, 2}, {2, 3}, {3, 0}, {4, 5}, {5, 6},
-                             {6, 7}, {7, 4}, {0, 4}, {1, 5}, {2, 6}, {3, 7}};
-const local hexahedron_faces{{0, 3, 7, 4}, {1, 2, 6, 5}, {0, 1, 5, 4}, {2, 3, 7, 6}, {0, 1, 2, 3}, {4, 5, 6, 7}};
-
-struct group_entry {
-    std::uint64_t key;
-    std::uint64_t slot; ///< element and row
-};
-
-/// An edge is told by its nodes; a quadrangle by its smallest node and the one across, as long as no two share these.
-std::uint64_t key_of(const unsigned* column, const std::vector<unsigned>& nodes) {
-    std::size_t least = 0;
-    for (std::size_t k = 1; k < nodes.size(); ++k)
-        if (column[nodes[k]] < column[nodes[least]])
-            least = k;
-    const unsigned across = column[nodes[(least + nodes.size() / 2) % nodes.size()]];
-    return std::uint64_t(column[nodes[least]]) << 32 | across;
+std::size_t bytes_moved(const mesh& from, const mesh& to) {
+    return bytes_of(from.pos) + bytes_of(from.connect) + bytes_of(to.pos) + bytes_of(to.connect);
 }
 
-/// Numbers one node for each distinct group and places it at the mean of the group's vertices.
-void add_by_sorting(const dense2D<unsigned>& connect, const local& groups, std::size_t first_row,
-                    std::vector<double>& pos, dense2D<unsigned>& out) {
-    std::vector<group_entry> all;
-    all.reserve(groups.size() * connect.cols());
-    for (std::size_t j = 0; j < connect.cols(); ++j)
-        for (std::size_t g = 0; g < groups.size(); ++g)
-            all.push_back({key_of(connect.col(j), groups[g]), j * groups.size() + g});
-    std::sort(all.begin(), all.end(), [](const group_entry& a, const group_entry& b) { return a.key < b.key; });
-    for (std::size_t k = 0; k < all.size(); ++k) {
-        const std::size_t j = all[k].slot / groups.size(), g = all[k].slot % groups.size();
-        if (k == 0 || all[k].key != all[k - 1].key)
-            for (std::size_t i = 0; i < 3; ++i) {
-                double sum = 0;
-                for (const unsigned v : groups[g])
-                    sum += pos[3 * connect(v, j) + i];
-                pos.push_back(sum / double(groups[g].size()));
-            }
-        out(first_row + g, j) = unsigned(pos.size() / 3 - 1);
+/// Replaces the arrays of the mesh.
+int refine(mesh& m, refinement into) {
+    if (into == refinement::quadratic)
+        return meldra3d::convert_into_quadratic(m.pos, m.connect);
+    dense2D<unsigned> hexahedra, none;
+    const int status = meldra3d::split_into_H8(m.pos, m.connect, hexahedra, none, none);
+    m.connect = hexahedra;
+    return status;
+}
+
+/// The Euler characteristic of a solid without holes: of its vertices, edges, faces and cells.
+bool right_number(const sample& s, const mesh& refined, refinement into) {
+    const mesh& m = s.mesh();
+    if (s.kind != "H8" || into != refinement::quadratic)
+        return refined.pos.cols() > m.pos.cols() + m.connect.cols();
+    const std::size_t n = std::size_t(std::lround(std::cbrt(double(m.connect.cols()))));
+    return refined.pos.cols() == (2 * n + 1) * (2 * n + 1) * (2 * n + 1);
+}
+
+void BM_refine(benchmark::State& state, const sample& s, refinement into) {
+    const mesh& m = s.mesh();
+    mesh made;
+    int status = 0;
+    for (auto _ : state) {
+        made = {};
+        made = m;
+        status |= refine(made, into);
     }
+    bench::check(state, status == 0 && right_number(s, made, into), "wrong number of nodes");
+    bench::count(state, m.connect.cols(), bytes_moved(m, made));
 }
 
-std::size_t by_sorting(const mesh& m) {
-    const bool hexahedra = m.connect.rows() == 8;
-    std::vector<double> pos(m.pos.data(), m.pos.data() + m.pos.size());
-    dense2D<unsigned> out(hexahedra ? 27 : 10, m.connect.cols());
-    for (std::size_t j = 0; j < m.connect.cols(); ++j)
-        std::copy_n(m.connect.col(j), m.connect.rows(), out.col(j));
-    add_by_sorting(m.connect, hexahedra ? hexahedron_edges : tetrahedron_edges, m.connect.rows(), pos, out);
-    if (hexahedra) {
-        add_by_sorting(m.connect, hexahedron_faces, 20, pos, out);
-        for (std::size_t j = 0; j < m.connect.cols(); ++j) {
-            for (std::size_t i = 0; i < 3; ++i) {
-                double sum = 0;
-                for (std::size_t v = 0; v < 8; ++v)
-                    sum += pos[3 * m.connect(v, j) + i];
-                pos.push_back(sum / 8);
-            }
-            out(26, j) = unsigned(pos.size() / 3 - 1);
-        }
+bool equal(const mesh& ours, const refined_mesh& theirs) {
+    if (ours.pos.cols() != theirs.nodes ||
+        !std::equal(ours.connect.data(), ours.connect.data() + ours.connect.size(), theirs.connect->as<unsigned>()))
+        return false;
+    for (std::size_t k = 0; k < ours.pos.size(); ++k)
+        if (!(std::fabs(ours.pos.data()[k] - theirs.pos->as<double>()[k]) < 1e-9))
+            return false;
+    return true;
+}
+
+void BM_by_hand(benchmark::State& state, const sample& s, refinement into, decltype(plain::refine_by_sorting)* by) {
+    const mesh& m = s.mesh();
+    refined_mesh made;
+    for (auto _ : state) {
+        made = {};
+        made = by(m.pos.data(), m.pos.cols(), m.connect.data(), m.connect.rows(), m.connect.cols(), into);
     }
-    benchmark::DoNotOptimize(out.data());
-    return pos.size() / 3 - m.pos.cols();
+    mesh expected = m;
+    const int status = refine(expected, into);
+    bench::check(state, status == 0 && equal(expected, made), "another mesh");
+    bench::count(state, m.connect.cols(), bytes_moved(m, expected));
 }
 
-std::size_t by_meldra(const mesh& m) {
-    dense2D<double> pos = m.pos;
-    dense2D<unsigned> connect = m.connect;
-    if (meldra3d::convert_into_quadratic(pos, connect) != 0)
-        return 0;
-    return pos.cols() - m.pos.cols();
+void BM_high_order(benchmark::State& state, const sample& s, unsigned n) {
+    const mesh& m = s.mesh();
+    dense2D<unsigned> none;
+    mesh made;
+    int status = 0;
+    for (auto _ : state) {
+        made = {};
+        made.pos = m.pos;
+        status |= meldra3d::convert_into_high_order(made.pos, m.connect, n, n * n, n == 2 ? 1 : 3, n * n * n, 1, n, 1,
+                                                    made.connect, none, none);
+    }
+    bench::check(state, status == 0 && made.connect.cols() == m.connect.cols(), "no conversion");
+    bench::count(state, m.connect.cols(), bytes_moved(m, made));
 }
 
-void BM_quadratic(benchmark::State& state, mesh (*make)(unsigned, order), order o,
-                  std::size_t (*convert)(const mesh&)) {
-    const mesh m = make(unsigned(state.range(0)), o);
-    const std::size_t before = held;
-    most_held = held;
-    std::size_t nodes = 0;
-    for (auto _ : state)
-        nodes = convert(m);
-    const auto n = std::size_t(state.range(0));
-    const std::size_t edges = 3 * n * (n + 1) * (n + 1);
-    const std::size_t quadrangles = 3 * n * n * (n + 1);
-    // The grid's edges and cells; the diagonals of its faces and cells, or their centres.
-    if (nodes != edges + quadrangles + n * n * n)
-        state.SkipWithError("wrong number of nodes");
-    state.SetItemsProcessed(state.iterations() * std::int64_t(nodes));
-    if (convert == by_meldra)
-        state.counters["bytes_per_node"] = double(most_held - before) / double(nodes);
-}
-
-/// Back to the linear mesh.
-void BM_linear(benchmark::State& state, mesh (*make)(unsigned, order)) {
-    mesh m = make(unsigned(state.range(0)), order::grid);
-    if (meldra3d::convert_into_quadratic(m.pos, m.connect) != 0)
-        state.SkipWithError("no conversion");
+/// Back from the quadratic mesh, in place: the coordinates stay.
+void BM_linear(benchmark::State& state, const sample& s) {
+    const mesh& m = s.mesh();
+    dense2D<unsigned> connect;
+    int status = 0;
     for (auto _ : state) {
         state.PauseTiming();
-        dense2D<unsigned> connect;
         connect.copy(m.connect);
         state.ResumeTiming();
-        if (meldra3d::convert_into_linear(connect) != 0)
-            state.SkipWithError("no conversion");
+        status |= meldra3d::convert_into_linear(connect);
     }
-    state.SetBytesProcessed(state.iterations() * std::int64_t(m.connect.size() * sizeof(unsigned)));
+    bench::check(state, status == 0 && connect.rows() < m.connect.rows() && connect(3, 0) == m.connect(3, 0),
+                 "no conversion");
+    bench::count(state, m.connect.cols(), bytes_of(m.connect) + bytes_of(connect));
 }
 
+void add_refinement(const std::string& name, const sample& s, refinement into) {
+    bench::add(name, s, BM_refine, into);
+    if (s.kind != "TH4" && s.kind != "H8")
+        return;
+    const auto add_way = [&](const char* way, auto by, auto native_by) {
+        bench::add(name + ":" + way, s, BM_by_hand, into, by);
+        bench::add(name + ":" + way + "@native", s, BM_by_hand, into, native_by);
+    };
+    add_way("partitions", plain::refine_by_partitions, native::refine_by_partitions);
+    add_way("open_addressing", plain::refine_by_open_addressing, native::refine_by_open_addressing);
+    if (into == refinement::quadratic)
+        add_way("sorting", plain::refine_by_sorting, native::refine_by_sorting);
+}
+
+const bench::suite all([] {
+    for (const sample& s : bench::samples({"TH4", "H8"}, bench::million)) {
+        add_refinement("convert_into_quadratic", s, refinement::quadratic);
+        add_refinement("split_into_H8", s, refinement::hexahedra);
+    }
+    for (const sample& s : bench::samples({"PY5", "W6", "SOLID_MIX"}, bench::million, {bench::order::shuffled})) {
+        add_refinement("convert_into_quadratic", s, refinement::quadratic);
+        if (s.kind == "W6")
+            add_refinement("split_into_H8", s, refinement::hexahedra);
+    }
+    for (const sample& s : bench::samples({"TH4", "H8"}, bench::smallest * 8, {bench::order::shuffled})) {
+        bench::add("convert_into_high_order", s.with("cubic"), BM_high_order, 2u);
+        bench::add("convert_into_high_order", s.with("quartic"), BM_high_order, 3u);
+    }
+    for (const sample& s : bench::samples({"TH10", "H27"}, bench::million, {bench::order::grid}))
+        bench::add("convert_into_linear", s, BM_linear);
+});
+
 } // namespace
-
-// n = 55 is 998,250 tetrahedra, 100 is 1,000,000 hexahedra.
-#define QUADRATIC(kind, make, n, o)                                                                                    \
-    BENCHMARK_CAPTURE(BM_quadratic, kind / o / meldra, make, order::o, by_meldra)                                      \
-        ->Arg(n)                                                                                                       \
-        ->Unit(benchmark::kMillisecond);                                                                               \
-    BENCHMARK_CAPTURE(BM_quadratic, kind / o / sorting, make, order::o, by_sorting)                                    \
-        ->Arg(n)                                                                                                       \
-        ->Unit(benchmark::kMillisecond)
-
-QUADRATIC(TH4, bench::tetrahedra, 55, grid);
-QUADRATIC(TH4, bench::tetrahedra, 55, shuffled);
-QUADRATIC(H8, bench::hexahedra, 100, grid);
-QUADRATIC(H8, bench::hexahedra, 100, shuffled);
-BENCHMARK_CAPTURE(BM_linear, TH10, bench::tetrahedra)->Arg(55)->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(BM_linear, H27, bench::hexahedra)->Arg(100)->Unit(benchmark::kMillisecond);
