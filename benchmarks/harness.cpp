@@ -21,7 +21,7 @@ std::vector<sample> samples(const std::vector<std::string>& kinds, std::size_t l
 
 void count(benchmark::State& state, std::size_t items, std::size_t bytes) {
     state.SetItemsProcessed(state.iterations() * std::int64_t(items));
-    state.counters["elements"] = double(items);
+    state.counters["items"] = double(items);
     state.counters["bytes_per_item"] = double(bytes) / double(items);
     state.counters["of_memory_speed"] =
         benchmark::Counter(double(bytes) / copy_speed(), benchmark::Counter::kIsIterationInvariantRate);

@@ -35,7 +35,7 @@
 // Names. BM_<export>/<kind>/<order>/<elements>; what is measured against it is BM_<export>:<baseline>/ and the same
 // rest, so that benchmarks/report finds the pairs. <kind> is the element type, with the variant of the call behind it
 // where there are several ("TH4-both-sides"). <elements> is the nominal size: a mesh has at least as many (Delaunay:
-// about), and the counter `elements` tells how many.
+// about), and the counter `items` tells how many.
 //
 // Baselines compiled twice. A baseline is compiled with the library's own flags and again with -march=native. Write
 // them in baselines/<family>.cpp, all in `namespace BASELINES { ... }`, declare them in baselines/<family>.h, likewise

@@ -1,15 +1,14 @@
-// Flips in place as one would write them. Included once for each compilation, see harness.h.
+// Flips in place as one would write them, the pairs of rows known to the compiler. Included once for each compilation,
+// see harness.h.
 
 #include <cstddef>
 
 namespace BASELINES {
 
-/// Swaps pairs of rows of each column.
-void swap_rows(unsigned* connect, std::size_t rows, std::size_t cols, const unsigned (*pairs)[2], std::size_t n);
+/// The exchanges of meldra3d::flip for elements of 4, 5, 6, 8, 10, 14, 18 or 27 rows.
+void flip(unsigned* connect, std::size_t rows, std::size_t cols);
 
-/// The same for tetrahedra (rows 0 and 1), wedges and hexahedra (bottom and top), with the pairs known to the compiler.
-void flip_tetrahedra(unsigned* connect, std::size_t cols);
-void flip_wedges(unsigned* connect, std::size_t cols);
-void flip_hexahedra(unsigned* connect, std::size_t cols);
+/// Those of flip_TH4, flip_W6 and flip_H8 for elements of 4, 6 or 8 rows.
+void flip_of_one_kind(unsigned* connect, std::size_t rows, std::size_t cols);
 
 } // namespace BASELINES
