@@ -1,7 +1,6 @@
 // The distinct edges of a mesh of tetrahedra, numbered in order of first appearance: with the library's hashed table,
-// with two others, and (only listed, in the order of their nodes) by sorting. All start without knowing the number.
-
-#include <benchmark/benchmark.h>
+// with others, and (only listed, in the order of their nodes) by sorting. All start without knowing the number. Items
+// are elements.
 
 #include <algorithm>
 #include <array>
@@ -13,17 +12,22 @@
 #include <tsl/hopscotch_map.h>
 #endif
 
-#include "bench_meshes.h"
+#ifdef MELDRA3D_HAS_ABSEIL
+#include <absl/container/flat_hash_map.h>
+#endif
+
 #include "frame/element_tables.h"
 #include "frame/elfes.h"
 #include "frame/hbuckets.h"
+#include "harness.h"
 
 namespace {
 
 using namespace quorl;
 using namespace quorl::meldra3d::detail;
+using bench::bytes_of;
 using bench::mesh;
-using bench::order;
+using bench::sample;
 
 constexpr auto& edges_of_element = tetrahedron_record.edge;
 constexpr std::size_t edges_each = tetrahedron_record.edges;
@@ -89,31 +93,29 @@ std::size_t by_sorting(const dense2D<unsigned>& connect) {
     return std::size_t(std::unique(edges.begin(), edges.end()) - edges.begin());
 }
 
-void BM_edges_TH4(benchmark::State& state, order o, std::size_t (*build)(const dense2D<unsigned>&)) {
-    const auto n = std::size_t(state.range(0));
-    const mesh m = bench::tetrahedra(unsigned(n), o);
+void BM_edges(benchmark::State& state, const sample& s, std::size_t (*build)(const dense2D<unsigned>&)) {
+    const mesh& m = s.mesh();
     std::size_t edges = 0;
     for (auto _ : state)
         edges = build(m.connect);
-    // Along the axes, over the diagonals of the cells' faces and through the cells.
-    if (edges != 3 * n * (n + 1) * (n + 1) + 3 * n * n * (n + 1) + n * n * n)
-        state.SkipWithError("wrong number of edges");
-    state.SetItemsProcessed(state.iterations() * std::int64_t(m.connect.cols()));
+    bench::check(state, edges > 0 && edges == by_sorting(m.connect), "wrong number of edges");
+    bench::count(state, m.connect.cols(), bytes_of(m.connect) + edges * sizeof(std::uint64_t));
 }
 
-} // namespace
-
-// n = 55 is 998,250 tetrahedra with 1,206,535 edges.
-#define EDGES_OF(o, name, build)                                                                                       \
-    BENCHMARK_CAPTURE(BM_edges_TH4, name / o, order::o, build)->Arg(27)->Arg(55)->Unit(benchmark::kMillisecond)
-
-EDGES_OF(grid, hbuckets, with_hbuckets);
-EDGES_OF(grid, unordered_map, (with_map<std::unordered_map<std::uint64_t, unsigned, packed_hash>>));
-EDGES_OF(grid, sorting, by_sorting);
-EDGES_OF(shuffled, hbuckets, with_hbuckets);
-EDGES_OF(shuffled, unordered_map, (with_map<std::unordered_map<std::uint64_t, unsigned, packed_hash>>));
-EDGES_OF(shuffled, sorting, by_sorting);
+const bench::suite all([] {
+    for (const sample& s : bench::samples({"TH4"}, bench::million)) {
+        bench::add("hbuckets", s, BM_edges, with_hbuckets);
+        bench::add("hbuckets:sorting", s, BM_edges, by_sorting);
+        bench::add("hbuckets:unordered_map", s, BM_edges,
+                   with_map<std::unordered_map<std::uint64_t, unsigned, packed_hash>>);
 #ifdef MELDRA3D_HAS_HOPSCOTCH
-EDGES_OF(grid, hopscotch_map, (with_map<tsl::hopscotch_map<std::uint64_t, unsigned, packed_hash>>));
-EDGES_OF(shuffled, hopscotch_map, (with_map<tsl::hopscotch_map<std::uint64_t, unsigned, packed_hash>>));
+        bench::add("hbuckets:hopscotch_map", s, BM_edges,
+                   with_map<tsl::hopscotch_map<std::uint64_t, unsigned, packed_hash>>);
 #endif
+#ifdef MELDRA3D_HAS_ABSEIL
+        bench::add("hbuckets:flat_hash_map", s, BM_edges, with_map<absl::flat_hash_map<std::uint64_t, unsigned>>);
+#endif
+    }
+});
+
+} // namespace
