@@ -254,16 +254,16 @@ def flipped():
 def located(name, places):
     made = results(name)
     cells = np.asarray(made["cells"])
-    sketch = Sketch(azimuth=-70, elevation=18).panel(0).edges(made["points"], cells, "#bbbbbb", 0.8)
+    sketch = Sketch(azimuth=-76, elevation=30).panel(0).edges(made["points"], cells, "#bbbbbb", 0.8)
     for element in np.asarray(made["elements"]).tolist():
         if element != NO_NODE:
             sketch.edges(made["points"], cells[[element]], VERTEX, 1.6, "#5b9bd0")
-    sketch.nodes(made["points"]).nodes(places, [""] * len(places), MIDDLE).save(name)
+    sketch.nodes(made["points"][:8]).nodes(places, [""] * len(places), MIDDLE).save(name)
 
 
 def field():
     made = results("interpolate")
-    sketch = Sketch(azimuth=-70, elevation=18).panel(0).edges(made["points"], made["cells"])
+    sketch = Sketch(azimuth=-76, elevation=30).panel(0).edges(made["points"], made["cells"])
     sketch.nodes(made["points"], made["field"])
     values = [f"{value:g}" for value in made["values"]]
     sketch.nodes([[0.75, 0.5, 0.25], [1.5, 1.5, 1.5]], values, MIDDLE).save("interpolate")
@@ -271,7 +271,7 @@ def field():
 
 def sizes():
     made = results("interpolate_metrics")
-    sketch = Sketch(azimuth=-70, elevation=18).panel(0).edges(made["points"], made["cells"])
+    sketch = Sketch(azimuth=-76, elevation=30).panel(0).edges(made["points"], made["cells"])
     found = made["found"][0, 0] ** -0.5
     sketch.nodes(made["points"], made["sizes"]).nodes([[0.6, 0.5, 0.25]], [f"{found:.1f}"], MIDDLE)
     sketch.save("interpolate_metrics")
@@ -294,7 +294,7 @@ def angles(name, scale, unit):
 
 def spheres():
     made = results("circumcenters")
-    sketch = Sketch(azimuth=-70, elevation=18).panel(0).edges(made["points"], made["cells"])
+    sketch = Sketch(azimuth=-76, elevation=30).panel(0).edges(made["points"], made["cells"])
     turn = np.linspace(0, 2 * np.pi, 100)
     ring = np.outer(np.cos(turn), sketch.right) + np.outer(np.sin(turn), sketch.up)
     sketch.axes.plot(*sketch.flat(made["centers"][0] + 0.75**0.5 * ring).T, color=MIDDLE, linewidth=1.2)
@@ -336,7 +336,7 @@ def nearest():
     made = results("node_detector")
     near, far = [0.9, 0.2, 0.7], [1.8, 1.3, -0.3]
     points = np.asarray(made["points"], dtype=float)
-    sketch = Sketch(azimuth=-70, elevation=18).panel(0).edges(points, made["cells"])
+    sketch = Sketch(azimuth=-76, elevation=30).panel(0).edges(points, made["cells"])
     chosen = points[made["nearest"]]
     sketch.arrows([near, far], chosen - [near, far]).nodes(points).nodes([near, far], ["", ""], MIDDLE)
     sketch.save("node_detector")
@@ -399,6 +399,9 @@ PICTURES = {
     "get_element_containing_point": lambda: located("get_element_containing_point", [[0.75, 0.5, 0.25]]),
     "get_elements_containing_points": lambda: located(
         "get_elements_containing_points", [[0.75, 0.5, 0.25], [0.25, 0.5, 0.75], [1.5, 1.5, 1.5]]
+    ),
+    "get_elements_containing_nodes": lambda: located(
+        "get_elements_containing_nodes", [[0.75, 0.5, 0.25], [0.25, 0.5, 0.75]]
     ),
     "interpolate": field,
     "interpolate_metrics": sizes,
