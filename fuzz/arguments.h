@@ -81,7 +81,8 @@ public:
 
     long extreme_long() {
         return bytes_.PickValueInArray({0L, -1L, std::numeric_limits<long>::min(), std::numeric_limits<long>::max(),
-                                        0x7FFFFFFFL, 0x80000000L, 0xFFFFFFFFL, 0x100000000L, 0x100000003L});
+                                        46340L, 46341L, 0x7FFFFFFFL, 0x80000000L, 0xFFFFFFFFL, 0x100000000L,
+                                        0x100000003L});
     }
 
     /// Mostly an ID below `nodes`.

@@ -42,7 +42,7 @@ struct solve_arguments {
             return -1;
         if (std::string_view("UuLl").find(uplo) == std::string_view::npos)
             return -2;
-        if (n < 0 || n > 0x7FFFFFFF)
+        if (n < 0 || n > 46340)
             return -3;
         if (n > 0 && no_ap)
             return -4;
