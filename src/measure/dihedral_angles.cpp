@@ -22,7 +22,7 @@ namespace {
 using namespace detail;
 
 /// A solid by its number of vertices, with what makes the angles of the regular element 1: one factor for the edges
-/// from `change` on, another for those before.
+/// from `change` on, another for those before, where there are any.
 template <std::size_t N>
 struct solid;
 
@@ -30,7 +30,6 @@ template <>
 struct solid<4> {
     static constexpr const auto& record = tetrahedron_record;
     static constexpr std::size_t change = 0;
-    static constexpr double first_factor = 0;
     static constexpr double factor = 0.8123744665444353; // 1 / arccos(1/3), to 13 digits
 };
 
@@ -54,7 +53,6 @@ template <>
 struct solid<8> {
     static constexpr const auto& record = hexahedron_record;
     static constexpr std::size_t change = 0;
-    static constexpr double first_factor = 0;
     static constexpr double factor = 0.6366197723675814; // 2 / pi
 };
 
