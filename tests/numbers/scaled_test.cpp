@@ -251,3 +251,36 @@ TEST(NumbersScaled, InterpolatedSizesScaleExactlyAndMetricsWithinRounding) {
         }
     });
 }
+
+TEST(NumbersScaled, CutsAlongQuadranglesAreTheSameWhileVolumesAreDoubles) {
+    const dense2D<double> cube =
+        points({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}});
+    const auto cut = [&](int k, std::vector<double>& places) {
+        dense2D<double> pos = scaled(cube, k);
+        dense1D<unsigned, 8> failed;
+        dense2D<unsigned> pieces;
+        EXPECT_EQ(split_solid_Q4(pos, ids({{0, 1, 2, 3, 4, 5, 6, 7}}), ids({{0, 1, 2, 3}}), {0}, scaled(0.01, 3 * k),
+                                 failed, pieces),
+                  0);
+        places = entries(scaled(pos, -k));
+        return pieces.cols();
+    };
+    std::vector<double> places, others;
+    ASSERT_EQ(cut(0, places), 7u);
+    for (const int k : {-300, 300}) {
+        EXPECT_EQ(cut(k, others), 7u);
+        EXPECT_EQ(places, others);
+    }
+    for (const int k : {-500, 500}) // volumes of 0, or a limit that is infinite
+        EXPECT_EQ(cut(k, others), 0u);
+}
+
+TEST(NumbersScaled, EdgesWhoseSquareIsNoDoubleHaveNoSolidAngle) {
+    const solid_mesh m{points({{0, 0, 0}, {0, 1, 0}, {1, 0, 0}, {0, 0, 1}}), ids({{0, 1, 2, 3}})};
+    for (const int k : {-600, 600}) {
+        dense1D<double> least(1, 7.0), most(1, 7.0);
+        ASSERT_EQ(solid_angles(scaled(m.pos, k), m.connect, false, least, most), 0);
+        EXPECT_EQ(least[0], 0);
+        EXPECT_EQ(most[0], 0);
+    }
+}
