@@ -67,7 +67,7 @@ GOALS = [
          "10 passes of vtkLinearExtrusionFilter", ["vtkLinearExtrusionFilter"], least=15, peer="vtk_peer"),
     Goal("locate", "location of 1M points in 1M tetrahedra", "get_elements_containing_points/TH4/delaunay/1000000",
          "a bare walk from a uniform grid, the points in Morton order", ["grid_walk"], least=1),
-    Goal("locate", "the same by nodes, search aids included", "get_elements_containing_nodes/TH4/delaunay/1000000",
+    Goal("locate", "the same by nodes, search aids included", "get_elements_containing_points/TH4-nodes/delaunay/1000000",
          "the same walk, aids included", ["grid_walk"], least=1),
     Goal("cgal", "location of 1M points in 1M tetrahedra", "get_elements_containing_points/TH4/delaunay/1000000",
          "CGAL's locate, the points sorted in space", ["cgal"], least=1.5, peer="cgal_peer"),

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <map>
 #include <unordered_map>
 #include <vector>
 
@@ -93,12 +94,21 @@ std::size_t by_sorting(const dense2D<unsigned>& connect) {
     return std::size_t(std::unique(edges.begin(), edges.end()) - edges.begin());
 }
 
+/// Counted once for a mesh.
+std::size_t edges_of(const mesh& m) {
+    static std::map<const mesh*, std::size_t> known;
+    const auto [found, is_new] = known.try_emplace(&m, 0);
+    if (is_new)
+        found->second = by_sorting(m.connect);
+    return found->second;
+}
+
 void BM_edges(benchmark::State& state, const sample& s, std::size_t (*build)(const dense2D<unsigned>&)) {
     const mesh& m = s.mesh();
     std::size_t edges = 0;
     for (auto _ : state)
         edges = build(m.connect);
-    bench::check(state, edges > 0 && edges == by_sorting(m.connect), "wrong number of edges");
+    bench::check(state, edges == edges_of(m), "wrong number of edges");
     bench::count(state, m.connect.cols(), bytes_of(m.connect) + edges * sizeof(std::uint64_t));
 }
 
