@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
-#include <limits>
-#include <type_traits>
 
 namespace BASELINES {
 
@@ -36,17 +33,17 @@ vec cross(const vec& a, const vec& b) {
 
 /// Corners as a vertex and its three neighbours; edges as two triples of their faces.
 template <std::size_t N>
-struct shape;
+struct solid;
 
 template <>
-struct shape<4> {
+struct solid<4> {
     static constexpr int corners[4][4] = {{0, 2, 1, 3}, {1, 0, 2, 3}, {2, 1, 0, 3}, {3, 1, 2, 0}};
     static constexpr int faces[6][2][3] = {{{1, 2, 3}, {2, 1, 0}}, {{2, 0, 3}, {2, 1, 0}}, {{0, 1, 3}, {2, 1, 0}},
                                            {{0, 1, 3}, {2, 0, 3}}, {{1, 2, 3}, {0, 1, 3}}, {{2, 0, 3}, {1, 2, 3}}};
 };
 
 template <>
-struct shape<5> { // the last two corners are one
+struct solid<5> { // the last two corners are one
     static constexpr int corners[6][4] = {{0, 1, 3, 4}, {1, 2, 0, 4}, {2, 3, 1, 4},
                                           {3, 0, 2, 4}, {4, 0, 3, 2}, {4, 2, 1, 0}};
     static constexpr int faces[8][2][3] = {{{0, 4, 1}, {3, 4, 0}}, {{0, 4, 1}, {1, 4, 2}}, {{1, 4, 2}, {2, 4, 3}},
@@ -55,7 +52,7 @@ struct shape<5> { // the last two corners are one
 };
 
 template <>
-struct shape<6> {
+struct solid<6> {
     static constexpr int corners[6][4] = {{0, 1, 2, 3}, {1, 2, 0, 4}, {2, 0, 1, 5},
                                           {3, 5, 4, 0}, {4, 3, 5, 1}, {5, 4, 3, 2}};
     static constexpr int faces[9][2][3] = {{{0, 2, 5}, {1, 0, 3}}, {{2, 1, 4}, {1, 0, 3}}, {{2, 1, 4}, {0, 2, 5}},
@@ -64,7 +61,7 @@ struct shape<6> {
 };
 
 template <>
-struct shape<8> {
+struct solid<8> {
     static constexpr int corners[8][4] = {{0, 4, 1, 3}, {1, 5, 2, 0}, {2, 6, 3, 1}, {3, 7, 0, 2},
                                           {4, 0, 7, 5}, {5, 1, 4, 6}, {6, 2, 5, 7}, {7, 3, 6, 4}};
     static constexpr int faces[12][2][3] = {{{0, 1, 2}, {0, 4, 5}}, {{0, 1, 2}, {1, 5, 6}}, {{0, 1, 2}, {3, 2, 6}},
@@ -83,75 +80,83 @@ vec normal(const vec& a, const vec& b, const vec& c) {
     return dot(ab, ab) > std::min(dot(ca, ca), dot(cb, cb)) ? cross(ca, cb) : cross(ca, ab);
 }
 
-struct extremes {
-    double least, most;
+/// Calls store(j, points) for each column.
+template <std::size_t N, class Store>
+bool each_element(const measured_mesh& m, const Store& store) {
+    constexpr std::size_t ahead = 16;
+    const unsigned* column = m.connect;
+    for (std::size_t j = 0; j < m.cols; ++j, column += N) {
+        if (j + ahead < m.cols)
+            for (std::size_t k = 0; k < N; ++k)
+                __builtin_prefetch(m.pos + 3 * std::size_t(column[ahead * N + k]));
+        vec p[N];
+        for (std::size_t k = 0; k < N; ++k) {
+            if (column[k] >= m.nodes)
+                return false;
+            const double* const at = m.pos + 3 * std::size_t(column[k]);
+            p[k] = {at[0], at[1], at[2]};
+        }
+        store(j, p);
+    }
+    return true;
+}
+
+struct cone {
+    double y, x;
+    double place; ///< rises with the angle of (x, y)
 };
 
-/// Half a solid angle as the two arguments of atan2.
-struct half_angle {
-    double sine, cosine;
-
-    double angle() const { return 2 * std::atan2(sine, cosine); }
-    double cotangent() const { return cosine / sine; }
-};
-
-template <std::size_t N>
-half_angle half_at(const vec (&p)[N], const int (&corner)[4]) {
-    const vec at = p[corner[0]];
-    const vec a = unit(p[corner[1]] - at), b = unit(p[corner[2]] - at), c = unit(p[corner[3]] - at);
-    return {dot(a, cross(b, c)), dot(a + b, b + c)};
+cone cone_at(const vec& at, const vec& b, const vec& c, const vec& d) {
+    const vec u = unit(b - at), v = unit(c - at), w = unit(d - at);
+    const double y = dot(u, cross(v, w)), x = dot(u + v, v + w), place = y / (std::fabs(x) + std::fabs(y));
+    return {y, x, x < 0 ? std::copysign(2, y) - place : place};
 }
 
-/// Each angle by itself, where a corner is turned inside out or, as the apex of a pyramid, made of two.
-template <std::size_t N>
-extremes angles_one_by_one(const vec (&p)[N]) {
-    double angles[N] = {};
-    for (std::size_t k = 0; k < std::size(shape<N>::corners); ++k)
-        angles[std::min(k, N - 1)] += half_at(p, shape<N>::corners[k]).angle();
-    return {*std::min_element(angles, angles + N), *std::max_element(angles, angles + N)};
+double angle_of(const cone& c) {
+    return 2 * std::atan2(c.y, c.x);
 }
 
 template <std::size_t N>
-extremes solid_angles_of(const vec (&p)[N]) {
-    constexpr std::size_t single = N == 5 ? 4 : N; // corners that are one triple of edges
-    half_angle least{0, 1}, most{0, -1};
-    double greatest_cotangent = -std::numeric_limits<double>::infinity(), least_cotangent = -greatest_cotangent;
-    for (std::size_t k = 0; k < single; ++k) {
-        const half_angle half = half_at(p, shape<N>::corners[k]);
-        if (!(half.sine > 0))
-            return angles_one_by_one(p);
-        const double cotangent = half.cotangent();
-        if (cotangent > greatest_cotangent) {
-            greatest_cotangent = cotangent;
-            least = half;
+bool solid_angles_of(const measured_mesh& m, double* least, double* most) {
+    return each_element<N>(m, [=](std::size_t j, const vec(&p)[N]) {
+        constexpr std::size_t single = N == 5 ? 4 : N; // corners of one cone
+        const auto corner = [&p](std::size_t k) {
+            const auto& n = solid<N>::corners[k];
+            return cone_at(p[n[0]], p[n[1]], p[n[2]], p[n[3]]);
+        };
+        cone low = corner(0), high = low;
+        for (std::size_t k = 1; k < single; ++k) {
+            const cone c = corner(k);
+            low = c.place < low.place ? c : low;
+            high = c.place > high.place ? c : high;
         }
-        if (cotangent < least_cotangent) {
-            least_cotangent = cotangent;
-            most = half;
+        least[j] = angle_of(low);
+        most[j] = angle_of(high);
+        if constexpr (N == 5) {
+            const double apex = angle_of(corner(4)) + angle_of(corner(5));
+            least[j] = std::min(least[j], apex);
+            most[j] = std::max(most[j], apex);
         }
-    }
-    extremes found{least.angle(), most.angle()};
-    if constexpr (N == 5) {
-        const double apex = half_at(p, shape<N>::corners[4]).angle() + half_at(p, shape<N>::corners[5]).angle();
-        found = {std::min(found.least, apex), std::max(found.most, apex)};
-    }
-    return found;
+    });
 }
 
 template <std::size_t N>
-extremes dihedral_angles_of(const vec (&p)[N]) {
-    double least = 1, most = -1; // cosines
-    for (const auto& [f, g] : shape<N>::faces) {
-        const vec u = normal(p[f[0]], p[f[1]], p[f[2]]), w = normal(p[g[0]], p[g[1]], p[g[2]]);
-        const double squares = dot(u, u) * dot(w, w);
-        const double cosine = squares > 0 ? std::clamp(-dot(u, w) / std::sqrt(squares), -1.0, 1.0) : 1;
-        least = std::min(least, cosine);
-        most = std::max(most, cosine);
-    }
-    return {std::acos(most), std::acos(least)};
+bool dihedral_angles_of(const measured_mesh& m, double* least, double* most) {
+    return each_element<N>(m, [=](std::size_t j, const vec(&p)[N]) {
+        double low = 1, high = -1;
+        for (const auto& [f, g] : solid<N>::faces) {
+            const vec u = normal(p[f[0]], p[f[1]], p[f[2]]), w = normal(p[g[0]], p[g[1]], p[g[2]]);
+            const double squares = dot(u, u) * dot(w, w);
+            const double cosine = squares > 0 ? std::clamp(-dot(u, w) / std::sqrt(squares), -1.0, 1.0) : 1;
+            low = std::min(low, cosine);
+            high = std::max(high, cosine);
+        }
+        least[j] = std::acos(high);
+        most[j] = std::acos(low);
+    });
 }
 
-vec circumcenter_of(const vec (&p)[4]) {
+vec circumcenter(const vec (&p)[4]) {
     const vec a = p[1], b = p[2], c = p[3], ab = b - a, ca = a - c, cb = b - c;
     const bool from_a = dot(ab, ab) < dot(ca, ca) && dot(ab, ab) < dot(cb, cb);
     const vec base = from_a ? a : c, u = from_a ? c - a : ca, v = from_a ? ab : cb;
@@ -166,89 +171,33 @@ vec circumcenter_of(const vec (&p)[4]) {
     return centre + ((square - dot(radius, radius)) * (0.5 / height)) * n;
 }
 
-template <std::size_t N, class Store>
-void for_each_element(const double* pos, const unsigned* connect, std::size_t cols, const Store& store) {
-    for (std::size_t j = 0; j < cols; ++j, connect += N) {
-        vec p[N];
-        for (std::size_t k = 0; k < N; ++k) {
-            const double* const at = pos + 3 * std::size_t(connect[k]);
-            p[k] = {at[0], at[1], at[2]};
-        }
-        store(j, p);
-    }
-}
-
-/// Calls run(number of rows as a constant).
-template <class Run>
-void with_rows(std::size_t rows, const Run& run) {
-    switch (rows) {
-    case 4:
-        return run(std::integral_constant<std::size_t, 4>());
-    case 5:
-        return run(std::integral_constant<std::size_t, 5>());
-    case 6:
-        return run(std::integral_constant<std::size_t, 6>());
-    default:
-        return run(std::integral_constant<std::size_t, 8>());
-    }
-}
-
-double six_volumes(const vec (&p)[4]) {
-    const vec d = p[3];
-    return dot(p[0] - d, cross(p[1] - d, p[2] - d));
-}
-
 } // namespace
 
-double volume(const double* pos, const unsigned* connect, std::size_t cols) {
+bool volume_loop(const measured_mesh& m, double& volume) {
     double sum = 0;
-    for_each_element<4>(pos, connect, cols, [&](std::size_t, const vec(&p)[4]) { sum += six_volumes(p); });
-    return sum / 6;
+    const bool good = each_element<4>(
+        m, [&sum](std::size_t, const vec(&p)[4]) { sum += dot(p[0] - p[3], cross(p[1] - p[3], p[2] - p[3])); });
+    volume = sum / 6;
+    return good;
 }
 
-double volume_checked(const double* pos, const unsigned* connect, std::size_t cols, unsigned nodes) {
-    constexpr std::size_t ahead = 16;
-    unsigned beyond = 0;
-    for (std::size_t k = 0; k < 4 * cols; ++k)
-        beyond |= connect[k] >= nodes ? 1u : 0u;
-    if (beyond)
-        return std::numeric_limits<double>::quiet_NaN();
-    double sum = 0;
-    const std::size_t last = cols > 0 ? cols - 1 : 0;
-    for_each_element<4>(pos, connect, cols, [&](std::size_t j, const vec(&p)[4]) {
-        const unsigned* const later = connect + 4 * std::min(j + ahead, last);
-        for (std::size_t k = 0; k < 4; ++k)
-            __builtin_prefetch(pos + 3 * std::size_t(later[k]));
-        sum += six_volumes(p);
-    });
-    return sum / 6;
+bool solid_angle_loop(const measured_mesh& m, double* least, double* most) {
+    return m.rows == 4   ? solid_angles_of<4>(m, least, most)
+           : m.rows == 5 ? solid_angles_of<5>(m, least, most)
+           : m.rows == 6 ? solid_angles_of<6>(m, least, most)
+                         : solid_angles_of<8>(m, least, most);
 }
 
-void solid_angles(const double* pos, const unsigned* connect, std::size_t rows, std::size_t cols, double* least,
-                  double* most) {
-    with_rows(rows, [&](auto n) {
-        for_each_element<n()>(pos, connect, cols, [&](std::size_t j, const auto& p) {
-            const extremes found = solid_angles_of(p);
-            least[j] = found.least;
-            most[j] = found.most;
-        });
-    });
+bool dihedral_angle_loop(const measured_mesh& m, double* least, double* most) {
+    return m.rows == 4   ? dihedral_angles_of<4>(m, least, most)
+           : m.rows == 5 ? dihedral_angles_of<5>(m, least, most)
+           : m.rows == 6 ? dihedral_angles_of<6>(m, least, most)
+                         : dihedral_angles_of<8>(m, least, most);
 }
 
-void dihedral_angles(const double* pos, const unsigned* connect, std::size_t rows, std::size_t cols, double* least,
-                     double* most) {
-    with_rows(rows, [&](auto n) {
-        for_each_element<n()>(pos, connect, cols, [&](std::size_t j, const auto& p) {
-            const extremes found = dihedral_angles_of(p);
-            least[j] = found.least;
-            most[j] = found.most;
-        });
-    });
-}
-
-void circumcenters(const double* pos, const unsigned* connect, std::size_t cols, double* centers) {
-    for_each_element<4>(pos, connect, cols, [&](std::size_t j, const vec(&p)[4]) {
-        const vec centre = circumcenter_of(p);
+bool circumcenter_loop(const measured_mesh& m, double* centers) {
+    return each_element<4>(m, [=](std::size_t j, const vec(&p)[4]) {
+        const vec centre = circumcenter(p);
         centers[3 * j] = centre.x;
         centers[3 * j + 1] = centre.y;
         centers[3 * j + 2] = centre.z;

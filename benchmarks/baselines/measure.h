@@ -1,22 +1,27 @@
-// Plain loops over the formulas of the measures. Included once for each compilation, see harness.h.
+// Plain loops over the measures of elements, as one would write them without the library. Included once for each
+// compilation, see harness.h. All take columns of as many IDs as an element has nodes and three coordinates a node, ask
+// for the nodes of a column sixteen columns ahead, and refuse a mesh with an ID that is not below `nodes`.
 
 #include <cstddef>
 
 namespace BASELINES {
 
-/// Adds up the volumes of tetrahedra. With `nodes`, the nodes of later columns are asked for ahead, and a node beyond
-/// that number makes the sum NaN: what a mesh in no order, and unchecked, calls for.
-double volume(const double* pos, const unsigned* connect, std::size_t cols);
-double volume_checked(const double* pos, const unsigned* connect, std::size_t cols, unsigned nodes);
+struct measured_mesh {
+    const double* pos;
+    std::size_t nodes;
+    const unsigned* connect;
+    std::size_t rows; ///< 4, 5, 6 or 8
+    std::size_t cols;
+};
 
-/// The least and the greatest angle of each element of 4, 5, 6 or 8 nodes. One inverse function for each: of arguments
-/// that it is monotone in, the extremes are found first.
-void solid_angles(const double* pos, const unsigned* connect, std::size_t rows, std::size_t cols, double* least,
-                  double* most);
-void dihedral_angles(const double* pos, const unsigned* connect, std::size_t rows, std::size_t cols, double* least,
-                     double* most);
+/// The signed volume of tetrahedra.
+bool volume_loop(const measured_mesh& m, double& volume);
 
-/// Three coordinates for each tetrahedron.
-void circumcenters(const double* pos, const unsigned* connect, std::size_t cols, double* centers);
+/// The smallest and the largest angle of each element, from one inverse function for each of them.
+bool solid_angle_loop(const measured_mesh& m, double* least, double* most);
+bool dihedral_angle_loop(const measured_mesh& m, double* least, double* most);
+
+/// The centres of the spheres around tetrahedra.
+bool circumcenter_loop(const measured_mesh& m, double* centers);
 
 } // namespace BASELINES
