@@ -60,6 +60,12 @@ template <class Masks> // compilers differ on the type of a comparison
 #endif
 }
 
+/// The absolute value, but for the sign of a zero.
+template <class Real>
+[[gnu::always_inline]] inline Real magnitude(const Real& x) {
+    return choose(x < Real{}, -x, x);
+}
+
 /// A magnitude with the sign of x, which zeros have, too.
 [[gnu::always_inline]] inline double with_sign_of(double magnitude, double x) {
     return std::copysign(magnitude, x);
@@ -79,6 +85,15 @@ template <class Masks> // compilers differ on the type of a comparison
 #else
     return unsigned(lanes[0] & 1) | unsigned(lanes[1] & 2) | unsigned(lanes[2] & 4) | unsigned(lanes[3] & 8);
 #endif
+}
+
+/// For lanes that are 0 or 1.
+[[gnu::always_inline]] inline bool are_all_one(double x) {
+    return x == 1;
+}
+
+[[gnu::always_inline]] inline bool are_all_one(const four_doubles& x) {
+    return bits(x == all(1)) == 15;
 }
 
 } // namespace quorl::meldra3d::detail

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstddef>
 
+#include "frame/lanes.h"
+
 namespace quorl::meldra3d::detail {
 
 // Small linear solves by cofactors with iterative refinement (Golub and Van Loan, Matrix Computations, section 3.5.3).
@@ -10,41 +12,47 @@ namespace quorl::meldra3d::detail {
 inline constexpr double refinement_tolerance = 1e-12;
 
 /// Solves M x = r for a 3 x 3 matrix stored by columns; r is replaced by x. Up to `iterations` refinements.
-/// Returns the determinant. When that is 0 or NaN, x is 0.
-inline double solve3x3_refined(const double (&m)[9], double (&r)[3], unsigned iterations) {
+/// Returns the determinant. When that is 0 or NaN, x is 0. Real is double, or a vector of doubles for as many systems.
+template <class Real>
+[[gnu::always_inline]] inline Real solve3x3_refined(const Real (&m)[9], Real (&r)[3], unsigned iterations) {
     // Row i of the adjugate; m[i + 3 j] is the entry of row i and column j.
-    const double adj[3][3] = {
+    const Real adj[3][3] = {
         {m[4] * m[8] - m[7] * m[5], m[6] * m[5] - m[3] * m[8], m[3] * m[7] - m[6] * m[4]},
         {m[7] * m[2] - m[1] * m[8], m[0] * m[8] - m[6] * m[2], m[6] * m[1] - m[0] * m[7]},
         {m[1] * m[5] - m[4] * m[2], m[3] * m[2] - m[0] * m[5], m[0] * m[4] - m[3] * m[1]},
     };
-    double det = 0;
-    for (std::size_t k = 0; k < 3;
-         ++k) // the expansion along each row of cofactors in turn; their mean is more accurate
+    const Real zero{}, one = zero + 1;
+    Real det = zero;
+    for (std::size_t k = 0; k < 3; ++k)
+        // the expansion along each row of cofactors in turn; their mean is more accurate
         det += adj[k][0] * m[3 * k] + adj[k][1] * m[3 * k + 1] + adj[k][2] * m[3 * k + 2];
     det *= 0.3333333333333333;
 
-    double x[3] = {0, 0, 0};
-    if (det != 0 && !std::isnan(det)) {
-        const double reciprocal = 1 / det;
-        for (int k = 0; k < 3; ++k)
-            x[k] = (adj[k][0] * r[0] + adj[k][1] * r[1] + adj[k][2] * r[2]) * reciprocal;
-        for (unsigned n = 0; n < iterations; ++n) {
-            double s[3];
-            for (int i = 0; i < 3; ++i)
-                s[i] = r[i] - (m[i] * x[0] + m[i + 3] * x[1] + m[i + 6] * x[2]);
-            bool settled = true;
-            for (int k = 0; k < 3; ++k) {
-                const double d = (adj[k][0] * s[0] + adj[k][1] * s[1] + adj[k][2] * s[2]) * reciprocal;
-                x[k] += d;
-                settled = settled && std::fabs(d) <= refinement_tolerance * std::fabs(x[k]);
-            }
-            if (settled)
-                break;
+    const auto along = [&](std::size_t k, const Real(&v)[3]) __attribute__((always_inline)) {
+        return adj[k][0] * v[0] + adj[k][1] * v[1] + adj[k][2] * v[2];
+    };
+    const Real reciprocal = one / det;
+    Real x[3];
+    for (std::size_t k = 0; k < 3; ++k)
+        x[k] = along(k, r) * reciprocal;
+    Real settled = zero; // 1 for yes
+    for (unsigned n = 0; n < iterations; ++n) {
+        Real s[3];
+        for (std::size_t i = 0; i < 3; ++i)
+            s[i] = r[i] - (m[i] * x[0] + m[i + 3] * x[1] + m[i + 6] * x[2]);
+        Real small = one;
+        for (std::size_t k = 0; k < 3; ++k) {
+            const Real d = along(k, s) * reciprocal, refined = x[k] + d;
+            small = choose(magnitude(d) <= refinement_tolerance * magnitude(refined), small, zero);
+            x[k] = choose(settled == zero, refined, x[k]);
         }
+        settled = choose(settled == zero, small, settled);
+        if (are_all_one(settled))
+            break;
     }
-    for (int k = 0; k < 3; ++k)
-        r[k] = x[k];
+    const auto is_regular = (det < zero) | (det > zero);
+    for (std::size_t k = 0; k < 3; ++k)
+        r[k] = choose(is_regular, x[k], zero);
     return det;
 }
 

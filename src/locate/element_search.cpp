@@ -5,14 +5,9 @@
 
 namespace quorl::meldra3d::detail {
 
-unsigned element_search::element_of(unsigned node) const {
-    const unsigned element = node < ancestors_.size() ? ancestors_[node] : no_node;
-    return element < mesh_.elements ? element : no_node;
-}
-
 int element_search::find(const point<double>& p, double tolerance, bool fall_back, unsigned& element) {
     if (element == no_node)
-        element = element_near(p);
+        element = element_of(close_node(p));
     if (element == no_node)
         return walk_left;
     const unsigned start = element;
@@ -31,6 +26,7 @@ int element_search::find_around_closest(const point<double>& p, double tolerance
     const unsigned node = detector_.find_closest({p.x, p.y, p.z});
     if (!ball_.begin(mesh_, node, element_of(node)))
         return search_out_of_memory;
+    walked_.forget();
     for (;;) {
         unsigned start = no_node;
         const node_ball::outcome got = ball_.next(mesh_, start);
@@ -41,7 +37,7 @@ int element_search::find_around_closest(const point<double>& p, double tolerance
         if (start == walked_from)
             continue;
         walk again(p, tolerance, start);
-        finish(again, mesh_);
+        walked_.finish(again, mesh_);
         if (again.status() != walk_left) {
             element = again.element();
             return again.status();

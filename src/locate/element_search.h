@@ -9,10 +9,12 @@
 
 #include "frame/morton_order.h"
 #include "frame/quickest.h"
+#include "locate/found_points.h"
 #include "locate/node_ball.h"
 #include "locate/tetra_kernels.h"
 #include "locate/tetra_mesh.h"
 #include "locate/walk.h"
+#include "locate/walked_steps.h"
 
 namespace quorl::meldra3d::detail {
 
@@ -34,9 +36,14 @@ public:
     /// `element` is `no_node` unless the status is 1.
     int find(const point<double>& p, double tolerance, bool fall_back, unsigned& element);
 
-    /// The two parts of it: the element of a close node, and the walks from around the closest node, but for the
-    /// element `walked_from`, from which the walk is known to end at the boundary.
-    unsigned element_near(const point<double>& p) const { return element_of(detector_.find_close({p.x, p.y, p.z})); }
+    /// The parts of it: a close node, its element (asked for some time before), and the walks from around the closest
+    /// node, but for the element `walked_from`, from which the walk is known to end at the boundary.
+    unsigned close_node(const point<double>& p) const { return detector_.find_close({p.x, p.y, p.z}); }
+    [[gnu::always_inline]] void expect_element_of(unsigned node) const { __builtin_prefetch(ancestors_.data() + node); }
+    unsigned element_of(unsigned node) const {
+        const unsigned element = node < ancestors_.size() ? ancestors_[node] : no_node;
+        return element < mesh_.elements ? element : no_node;
+    }
     int find_around_closest(const point<double>& p, double tolerance, unsigned walked_from, unsigned& element);
 
     const tetra_mesh& mesh() const { return mesh_; }
@@ -47,12 +54,11 @@ public:
     }
 
 private:
-    unsigned element_of(unsigned node) const;
-
     tetra_mesh mesh_;
     const dense1D<unsigned int, 8>& ancestors_;
     const meldra::node_detector& detector_;
     node_ball ball_;
+    walked_steps walked_;
 };
 
 /// Points are taken in blocks of at most this number, so that their keys take no more than 64 MiB.
@@ -72,7 +78,7 @@ public:
     block_search(element_search& search, const dense2D<double>& points, std::size_t first, const morton_key* keys,
                  std::size_t count, double tolerance, Results& results)
         : search_(search), points_(points), first_(first), keys_(keys), count_(count), tolerance_(tolerance),
-          results_(results) {}
+          results_(results), found_(search.mesh(), results) {}
 
     /// Returns the status of the last column that has not been found, 0 when there is none, or -199 when memory ran
     /// out.
@@ -95,6 +101,7 @@ public:
                         --k; // which may wrap: ++k comes next
                     }
                 }
+            found_.finish();
             return status_;
         });
     }
@@ -108,12 +115,19 @@ private:
     struct walker {
         walk on;
         unsigned start;
-        std::uint32_t point;
+        std::uint32_t number;
     };
 
-    /// Sends the next point on its way that has a way to go. False when there are no more.
-    bool begin(walker& one) {
-        while (next_ < count_) {
+    struct departure {
+        point<double> p;
+        unsigned node;
+        std::uint32_t number;
+    };
+
+    /// Finds close nodes for the next few points. False when there are no more.
+    bool prepare() {
+        departing_ = 0;
+        for (departures_ = 0; departures_ < ahead && next_ < count_; ++departures_) {
             if (next_ + ahead < count_) {
                 const std::size_t coming = first_ + number_of(keys_[next_ + ahead]);
                 __builtin_prefetch(points_.col(coming));
@@ -121,13 +135,24 @@ private:
             }
             const std::uint32_t j = number_of(keys_[next_++]);
             const point<double> p = point_at(points_.col(first_ + j));
-            const unsigned element = search_.element_near(p);
+            const unsigned node = search_.close_node(p);
+            search_.expect_element_of(node);
+            departure_[departures_] = {p, node, j};
+        }
+        return departures_ != 0;
+    }
+
+    /// Sends the next point on its way that has a way to go. False when there are no more.
+    bool begin(walker& one) {
+        while (departing_ < departures_ || prepare()) {
+            const departure& d = departure_[departing_++];
+            const unsigned element = search_.element_of(d.node);
             if (element == no_node) {
-                miss(j, walk_left);
+                miss(d.number, walk_left);
                 continue;
             }
             search_.mesh().prefetch(element);
-            one = {walk(p, tolerance_, element), element, j};
+            one = {walk(d.p, tolerance_, element), element, d.number};
             return true;
         }
         return false;
@@ -140,9 +165,9 @@ private:
         if (status == walk_left)
             status = search_.find_around_closest(one.on.target(), tolerance_, one.start, element);
         if (status == walk_found)
-            results_.found(first_ + one.point, element);
+            found_.add(first_ + one.number, element, one.on.target());
         else
-            miss(one.point, status);
+            miss(one.number, status);
         return status != search_out_of_memory;
     }
 
@@ -164,12 +189,17 @@ private:
     std::uint32_t missed_ = 0; // one more than the last column that has not been found
     int status_ = 0;
     walker walkers_[at_once];
+    departure departure_[ahead];
+    std::size_t departing_ = 0; // those before are on their way
+    std::size_t departures_ = 0;
+    found_points<Results> found_;
 };
 
-/// Finds the elements of many points: results.found(k, element) for each point k (a column) that is found with all
-/// walks that it takes, in any order, and results.expect(k) some time before, to ask for the memory. Points that are
-/// near each other come one after another, since their walks meet the same elements. Returns 0 when all have been
-/// found, else the status of the last column that has not, or -199 when memory ran out.
+/// Finds the elements of many points: results.found(k, element, local coordinates) for each point k (a column) that is
+/// found with all walks that it takes, in any order; results.expect(k) some time before and results.expect_at(nodes of
+/// the element) in between, to ask for the memory. Points that are near each other come one after another, since their
+/// walks meet the same elements. Returns 0 when all have been found, else the status of the last column that has not,
+/// or -199 when memory ran out.
 template <class Results>
 int find_all(element_search& search, const dense2D<double>& points, double tolerance, Results& results,
              std::size_t block_size = points_in_block) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <limits>
 
@@ -71,8 +70,6 @@ public:
         if (!done_.resize(nodes_.size(), 0) ||
             find_all(search_, nodes_.points(), tolerance, *this) == search_out_of_memory)
             return search_out_of_memory;
-        for (std::size_t k = 0; k < std::min(found_, at_once); ++k)
-            combine(waiting_[k]);
         for (std::size_t k = 0; k < nodes_.size(); ++k)
             if (done_[k] == 0)
                 copy_closest(k);
@@ -81,29 +78,17 @@ public:
 
     [[gnu::always_inline]] void expect(std::size_t k) const { nodes_.expect(k); }
 
-    /// The values at the nodes of the element come from memory while others are found.
-    void found(std::size_t k, unsigned element) {
-        done_[k] = 1;
-        located& slot = waiting_[found_ % at_once];
-        if (found_++ >= at_once)
-            combine(slot);
-        slot = {nodes_.id(k), search_.mesh().nodes_of(element),
-                search_.local_coordinates(element, point_at(nodes_.points().col(k)))};
-        values_.expect(slot.node);
+    void expect_at(const unsigned* nodes) const {
         for (unsigned i = 0; i < 4; ++i)
-            values_.expect(slot.nodes[i]);
+            values_.expect(nodes[i]);
+    }
+
+    void found(std::size_t k, unsigned element, const vector_fixed<double, 3>& local) {
+        done_[k] = 1;
+        values_.combine(nodes_.id(k), search_.mesh().nodes_of(element), local);
     }
 
 private:
-    struct located {
-        unsigned node;
-        const unsigned* nodes;
-        vector_fixed<double, 3> local;
-    };
-    static constexpr std::size_t at_once = 8;
-
-    void combine(const located& one) { values_.combine(one.node, one.nodes, one.local); }
-
     void copy_closest(std::size_t k) {
         const double* const x = nodes_.points().col(k);
         if (const unsigned closest = detector_.find_closest({x[0], x[1], x[2]}); closest != no_node)
@@ -115,8 +100,6 @@ private:
     Values& values_;
     element_search search_;
     dense1D<unsigned char, 8> done_; ///< for each of the nodes, whether an element holds it
-    std::size_t found_ = 0;
-    std::array<located, at_once> waiting_; ///< the last that were found
 };
 
 /// The whole of it for checked arguments. Returns 0, or -199 when memory ran out.

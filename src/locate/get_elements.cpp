@@ -64,19 +64,17 @@ bool resize_outputs(std::size_t points, dense1D<unsigned int, 8>& elements, dens
 
 /// The outputs of a search, each of its size already.
 struct found_elements {
-    const element_search& search;
-    const dense2D<double>& points;
     unsigned* elements;
     double* local; // a contiguous matrix of 3 rows
 
-    void expect(std::size_t k) const {
+    [[gnu::always_inline]] void expect(std::size_t k) const {
         __builtin_prefetch(elements + k, 1);
         __builtin_prefetch(local + 3 * k, 1);
     }
+    void expect_at(const unsigned*) const {}
 
-    void found(std::size_t k, unsigned element) const {
+    void found(std::size_t k, unsigned element, const vector_fixed<double, 3>& w) const {
         elements[k] = element;
-        const vector_fixed<double, 3> w = search.local_coordinates(element, point_at(points.col(k)));
         std::copy_n(w.values, 3, local + 3 * k);
     }
 };
@@ -84,7 +82,7 @@ struct found_elements {
 int search_points(const searched_mesh& mesh, const meldra::node_detector& detector, const dense2D<double>& points,
                   double tolerance, dense1D<unsigned int, 8>& elements, dense2D<double>& local) {
     element_search search(mesh.pos, mesh.connectivity, mesh.neighbors, mesh.ancestors, detector);
-    found_elements results{search, points, elements.data(), local.data()};
+    found_elements results{elements.data(), local.data()};
     return find_all(search, points, tolerance, results);
 }
 

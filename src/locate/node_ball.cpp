@@ -46,19 +46,4 @@ node_ball::outcome node_ball::next(const tetra_mesh& mesh, unsigned& element) {
     return outcome::element;
 }
 
-int gather_node_ball(const tetra_mesh& mesh, unsigned node, unsigned first_element, node_ball& ball,
-                     dense1D<unsigned, 8>& elements, bool& closed) {
-    elements.clear();
-    closed = true;
-    if (!ball.begin(mesh, node, first_element))
-        return -199;
-    for (unsigned element = no_node;;) {
-        const node_ball::outcome got = ball.next(mesh, element);
-        closed = ball.closed();
-        if (got == node_ball::outcome::element && elements.push_back(element))
-            continue;
-        return got == node_ball::outcome::end ? 0 : got == node_ball::outcome::stopped ? -1 : -199;
-    }
-}
-
 } // namespace quorl::meldra3d::detail

@@ -36,9 +36,4 @@ private:
     dense1D<unsigned, 8> waiting_; // a stack
 };
 
-/// Fills a list with all elements around a node. Returns 0, -1 when an element that has the node in all four places has
-/// stopped it (the list holds those before), -199 when memory ran out.
-int gather_node_ball(const tetra_mesh& mesh, unsigned node, unsigned first_element, node_ball& ball,
-                     dense1D<unsigned, 8>& elements, bool& closed);
-
 } // namespace quorl::meldra3d::detail

@@ -97,14 +97,21 @@ inline constexpr int degenerate_element = -2;
 
 /// The barycentric coordinates of p for the nodes 0, 1 and 2; that of node 3 is what they lack to 1.
 /// All are 0 in a flat tetrahedron, and in one so small that its determinant is.
-[[gnu::always_inline]] inline vector_fixed<double, 3> tetra_local_coordinates(const tetrahedron& t,
-                                                                              const point<double>& p) {
-    const point<double> a = t.corner[0] - t.corner[3], b = t.corner[1] - t.corner[3], c = t.corner[2] - t.corner[3];
-    const point<double> q = p - t.corner[3];
-    const double matrix[9] = {a.x, a.y, a.z, b.x, b.y, b.z, c.x, c.y, c.z};
-    double x[3] = {q.x, q.y, q.z};
+/// Real is double, or a vector of doubles for as many tetrahedra and points.
+template <class Real>
+[[gnu::always_inline]] inline point<Real> tetra_local_coordinates(const point<Real> (&corner)[4],
+                                                                  const point<Real>& p) {
+    const point<Real> a = corner[0] - corner[3], b = corner[1] - corner[3], c = corner[2] - corner[3];
+    const point<Real> q = p - corner[3];
+    const Real matrix[9] = {a.x, a.y, a.z, b.x, b.y, b.z, c.x, c.y, c.z};
+    Real x[3] = {q.x, q.y, q.z};
     solve3x3_refined(matrix, x, 2);
     return {x[0], x[1], x[2]};
+}
+
+inline vector_fixed<double, 3> tetra_local_coordinates(const tetrahedron& t, const point<double>& p) {
+    const point<double> w = tetra_local_coordinates(t.corner, p);
+    return {w.x, w.y, w.z};
 }
 
 } // namespace quorl::meldra3d::detail

@@ -23,6 +23,23 @@ constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 using place = vector_fixed<double, 3>;
 using list = dense1D<unsigned, 8>;
 
+/// Fills a list with all elements around a node. Returns 0, -1 when an element that has the node in all four places has
+/// stopped it (the list holds those before), -199 when memory ran out.
+int gather_node_ball(const tetra_mesh& mesh, unsigned node, unsigned first_element, node_ball& ball, list& elements,
+                     bool& closed) {
+    elements.clear();
+    closed = true;
+    if (!ball.begin(mesh, node, first_element))
+        return -199;
+    for (unsigned element = none;;) {
+        const node_ball::outcome got = ball.next(mesh, element);
+        closed = ball.closed();
+        if (got == node_ball::outcome::element && elements.push_back(element))
+            continue;
+        return got == node_ball::outcome::end ? 0 : got == node_ball::outcome::stopped ? -1 : -199;
+    }
+}
+
 struct found_point {
     int status;
     unsigned element;
@@ -308,14 +325,26 @@ TEST(ElementSearch, BlocksOfPointsMakeNoDifference) {
         }
         struct record {
             std::vector<unsigned> elements;
+            std::vector<place> local;
             void expect(std::size_t k) { EXPECT_LT(k, elements.size()); }
-            void found(std::size_t k, unsigned element) { elements.at(k) = element; }
+            void expect_at(const unsigned*) {}
+            void found(std::size_t k, unsigned element, const place& w) {
+                elements.at(k) = element;
+                local.at(k) = w;
+            }
         };
         element_search search(m.pos, m.connect, m.neighbors, m.ancestors, m.detector);
-        record whole{std::vector<unsigned>(n, none)}, parts = whole;
+        record whole{std::vector<unsigned>(n, none), std::vector<place>(n)}, parts = whole;
         const int status = find_all(search, sought, 1e-6, whole);
         EXPECT_EQ(find_all(search, sought, 1e-6, parts, 7), status);
         EXPECT_EQ(parts.elements, whole.elements);
+        for (std::size_t k = 0; k < n; ++k) {
+            const place one = whole.elements[k] == none
+                                  ? place{}
+                                  : search.local_coordinates(whole.elements[k], point_at(sought.col(k)));
+            EXPECT_TRUE(std::equal(one.values, one.values + 3, whole.local[k].values));
+            EXPECT_TRUE(std::equal(one.values, one.values + 3, parts.local[k].values));
+        }
     }
 }
 

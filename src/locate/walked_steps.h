@@ -1,0 +1,53 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "frame/quickest.h"
+#include "locate/tetra_mesh.h"
+#include "locate/walk.h"
+
+namespace quorl::meldra3d::detail {
+
+/// What walks towards one point have passed that ended at the boundary. How a walk goes on depends on its element and
+/// the number of its steps only: one that comes to an element with as many steps as another ends as that one did.
+class walked_steps {
+public:
+    /// Begins with another point.
+    void forget() {
+        if (++point_ == 0)
+            passed_.fill({});
+        point_ += point_ == 0;
+    }
+
+    /// Walks to the end, or to where an earlier walk has been.
+    void finish(walk& w, const tetra_mesh& mesh) {
+        quickest([&]() __attribute__((always_inline)) {
+            walk copy = w;
+            while (copy.step(mesh) && !has_been_passed(copy.next_element(), copy.steps())) {
+            }
+            w = copy;
+        });
+    }
+
+private:
+    struct step {
+        unsigned point = 0;
+        unsigned element = 0;
+        std::size_t steps = 0;
+    };
+
+    /// Also notes it. What another step displaces is only walked again.
+    [[gnu::always_inline]] bool has_been_passed(unsigned element, std::size_t steps) {
+        step& s = passed_[(element * 7 + steps * 31) % passed_.size()];
+        if (s.point == point_ && s.element == element && s.steps == steps)
+            return true;
+        s = {point_, element, steps};
+        return false;
+    }
+
+    unsigned point_ = 0;
+    std::array<step, 256> passed_{};
+};
+
+} // namespace quorl::meldra3d::detail
