@@ -13,8 +13,8 @@ namespace {
 
 using namespace detail;
 
-/// The checks ahead of that of the field.
-int check(const valued_mesh& mesh) {
+/// All checks; `fits` tells whether there is a value for each node.
+int check(const valued_mesh& mesh, bool fits, const dense1D<unsigned int, 8>& nodes) {
     if (mesh.pos.rows() != 3)
         return -1;
     if (!meldra::check_IDs(mesh.connectivity, ET_TH4, id_count(mesh.pos.cols())))
@@ -23,7 +23,11 @@ int check(const valued_mesh& mesh) {
     if (mesh.neighbors.cols() != mesh.connectivity.cols() || mesh.neighbors.rows() != 4 ||
         !meldra::check_IDs(mesh.neighbors, elements))
         return -3;
-    return meldra::check_IDs(mesh.ancestors, elements) ? 0 : -4;
+    if (!meldra::check_IDs(mesh.ancestors, elements))
+        return -4;
+    if (!fits)
+        return -5;
+    return meldra::check_IDs(nodes, id_count(mesh.pos.cols())) ? 0 : -6;
 }
 
 /// A field at the nodes: `components` values each, at a distance of `ld`.
@@ -55,7 +59,11 @@ private:
     const std::size_t components_;
 };
 
-int interpolate_checked(const valued_mesh& mesh, const dense1D<unsigned int, 8>& nodes, linear_values values) {
+int interpolate_at(const valued_mesh& mesh, bool fits, linear_values values, const dense1D<unsigned int, 8>& nodes) {
+    if (nodes.empty())
+        return 0;
+    if (const int status = check(mesh, fits, nodes); status != 0)
+        return status;
     return give_values(
         mesh, nodes, [](unsigned) { return true; }, values);
 }
@@ -65,31 +73,15 @@ int interpolate_checked(const valued_mesh& mesh, const dense1D<unsigned int, 8>&
 int interpolate(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
                 const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
                 dense2D<double>& field, const dense1D<unsigned int, 8>& nodes) {
-    if (nodes.empty())
-        return 0;
-    const valued_mesh mesh{pos, connectivity, neighbors, ancestors};
-    if (const int status = check(mesh); status != 0)
-        return status;
-    if (field.cols() != pos.cols())
-        return -5;
-    if (!meldra::check_IDs(nodes, id_count(pos.cols())))
-        return -6;
-    return interpolate_checked(mesh, nodes, {field.data(), field.ld(), field.rows()});
+    return interpolate_at({pos, connectivity, neighbors, ancestors}, field.cols() == pos.cols(),
+                          {field.data(), field.ld(), field.rows()}, nodes);
 }
 
 int interpolate(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
                 const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
                 dense1D<double, 8>& field, const dense1D<unsigned int, 8>& nodes) {
-    if (nodes.empty())
-        return 0;
-    const valued_mesh mesh{pos, connectivity, neighbors, ancestors};
-    if (const int status = check(mesh); status != 0)
-        return status;
-    if (field.size() != pos.cols())
-        return -5;
-    if (!meldra::check_IDs(nodes, id_count(pos.cols())))
-        return -6;
-    return interpolate_checked(mesh, nodes, {field.data(), 1, 1});
+    return interpolate_at({pos, connectivity, neighbors, ancestors}, field.size() == pos.cols(), {field.data(), 1, 1},
+                          nodes);
 }
 
 } // namespace quorl::meldra3d

@@ -17,15 +17,19 @@ using namespace detail;
 
 constexpr int no_memory = -199;
 
-/// The checks ahead of that of the values.
-int check(const valued_mesh& mesh) {
+/// All checks; `fits` tells whether there is a value for each node.
+int check(const valued_mesh& mesh, bool fits, const dense1D<unsigned int, 8>& nodes) {
     if (mesh.pos.rows() != 3)
         return -1;
     if (mesh.connectivity.rows() != 4)
         return -2;
     if (mesh.neighbors.rows() != 4 || mesh.neighbors.cols() != mesh.connectivity.cols())
         return -3;
-    return mesh.ancestors.size() == mesh.pos.cols() ? 0 : -4;
+    if (mesh.ancestors.size() != mesh.pos.cols())
+        return -4;
+    if (!fits)
+        return -5;
+    return meldra::check_IDs(nodes, id_count(mesh.pos.cols())) ? 0 : -6;
 }
 
 /// Replaces IDs beyond the nodes, which make their elements useless, by `no_node`, in a copy. False without memory.
@@ -94,7 +98,11 @@ private:
 };
 
 template <class Values>
-int give_checked(valued_mesh& mesh, const dense1D<unsigned int, 8>& nodes, bool keep_valid, Values values) {
+int interpolate_at(valued_mesh mesh, bool fits, Values values, const dense1D<unsigned int, 8>& nodes, bool keep_valid) {
+    if (nodes.empty())
+        return 0;
+    if (const int status = check(mesh, fits, nodes); status != 0)
+        return status;
     if (!drop_bad_ids(mesh))
         return no_memory;
     return give_values(
@@ -114,16 +122,9 @@ bool list_all(std::size_t count, dense1D<unsigned int, 8>& nodes) {
 int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
                         const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
                         dense2D<double>& metrics, const dense1D<unsigned int, 8>& nodes, bool keep_valid) {
-    if (nodes.empty())
-        return 0;
-    valued_mesh mesh{pos, connectivity, neighbors, ancestors};
-    if (const int status = check(mesh); status != 0)
-        return status;
-    if (metrics.rows() != 6 || metrics.cols() != pos.cols())
-        return -5;
-    if (!meldra::check_IDs(nodes, id_count(pos.cols())))
-        return -6;
-    return give_checked(mesh, nodes, keep_valid, metric_values(metrics));
+    return interpolate_at({pos, connectivity, neighbors, ancestors},
+                          metrics.rows() == 6 && metrics.cols() == pos.cols(), metric_values(metrics), nodes,
+                          keep_valid);
 }
 
 int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
@@ -138,16 +139,8 @@ int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>&
 int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
                         const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
                         dense1D<double, 8>& sizes, const dense1D<unsigned int, 8>& nodes, bool keep_valid) {
-    if (nodes.empty())
-        return 0;
-    valued_mesh mesh{pos, connectivity, neighbors, ancestors};
-    if (const int status = check(mesh); status != 0)
-        return status;
-    if (sizes.size() != pos.cols())
-        return -5;
-    if (!meldra::check_IDs(nodes, id_count(pos.cols())))
-        return -6;
-    return give_checked(mesh, nodes, keep_valid, size_values(sizes));
+    return interpolate_at({pos, connectivity, neighbors, ancestors}, sizes.size() == pos.cols(), size_values(sizes),
+                          nodes, keep_valid);
 }
 
 int interpolate_metrics(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
