@@ -196,6 +196,22 @@ public:
         locate_block(probes, n);
     }
 
+    /// The bucket of a hash while there are `bucket_count()` of them; the head of its chain is asked for.
+    std::uint32_t approach(std::uint64_t hash) const {
+        const std::uint32_t bucket = modulus_.of(hash);
+        __builtin_prefetch(nodes() + bucket);
+        return bucket;
+    }
+
+    /// As `insert(hash, value)`, the bucket having been found when there were `of_buckets` of them.
+    node* insert(std::uint32_t bucket, std::uint32_t of_buckets, const V& value) {
+        if (!make_room())
+            return nullptr;
+        if (of_buckets != modulus_.divisor() || !ready())
+            return insert_on_chain(hash_of(stored<V>::key(value)), value);
+        return insert_from(bucket, value);
+    }
+
     /// As `insert(probe.hash, value)` after `locate`, whatever was inserted since.
     node* insert(const probe& located, const V& value) {
         if (!make_room())
@@ -224,13 +240,14 @@ public:
             return false;
         array_ = std::move(larger.array_);
         start_ = larger.start_;
+        first_ = larger.first_;
         used_ = larger.used_;
         modulus_ = larger.modulus_;
         return true;
     }
 
 private:
-    node* nodes() const { return array_ ? array_->data() + start_ : nullptr; }
+    node* nodes() const { return first_; }
 
     /// False when not even the buckets could be had.
     bool ready() const { return used_ >= modulus_.divisor(); }
@@ -240,7 +257,15 @@ private:
             array_ = new (std::nothrow) array;
         if (!array_)
             return false;
-        return n <= capacity() || array_->__grow(start_ + n, start_ + used_, 1);
+        return n <= capacity() || grow_array(n, 1);
+    }
+
+    /// Makes the array at least `n` nodes long, and `factor` times as long as it is.
+    bool grow_array(std::uint64_t n, std::size_t factor) {
+        if (!array_->__grow(start_ + n, start_ + used_, factor))
+            return false;
+        first_ = array_->data() + start_;
+        return true;
     }
 
     bool make_room() {
@@ -278,7 +303,7 @@ private:
         const std::uint64_t distance = used_ - last;
         if (distance > no_node / 2)
             return nullptr;
-        if (used_ == capacity() && !array_->__grow(start_ + used_ + 1, start_ + used_, 2))
+        if (used_ == capacity() && !grow_array(used_ + 1, 2))
             return nullptr;
         nodes()[last].link = static_cast<std::uint32_t>(2 * distance + 1);
         node& added = nodes()[used_];
@@ -347,6 +372,7 @@ private:
     Ptr<array> array_;
     std::uint64_t used_ = 0;
     std::uint64_t start_ = 0;
+    node* first_ = nullptr; ///< the node at `start_`
     fixed_modulus modulus_{fewest_buckets};
     std::uint64_t entries_ = 0;
 };

@@ -383,6 +383,27 @@ TEST(HBuckets, PlacesLookedUpBeforeTheTableGrewAreLookedUpAgain) {
     expect_layout(table, plain);
 }
 
+TEST(HBuckets, BucketsFoundBeforeTheTableGrewAreFoundAgain) {
+    edge_table table;
+    edge_table plain;
+    const edge2 first{{0, 1}};
+    EXPECT_EQ(table.insert(0, table.bucket_count(), {first, 0}), nullptr) << "without init";
+    ASSERT_TRUE(table.init(23, 23, 1.0) && plain.init(23, 23, 1.0));
+    const std::uint32_t of_buckets = table.bucket_count();
+    std::vector<std::uint32_t> buckets;
+    for (unsigned k = 0; k < 100; ++k)
+        buckets.push_back(table.approach(edge2{{k, k + 1}}.hash()));
+    for (unsigned k = 0; k < 100; ++k) {
+        const edge2 edge{{k, k + 1}};
+        ASSERT_TRUE(table.insert(buckets[k], of_buckets, {edge, k}));
+        ASSERT_TRUE(plain.insert(edge.hash(), {edge, k}));
+    }
+    ASSERT_EQ(table.bucket_count(), 97u);
+    ASSERT_EQ(table.used_length(), plain.used_length());
+    for (std::uint64_t k = 0; k < table.used_length(); ++k)
+        EXPECT_EQ(table[k].link, plain[k].link);
+}
+
 TEST(HBuckets, AgreesWithAnOrdinaryMap) {
     std::mt19937 random(9);
     const auto packed = [](const edge2& e) {

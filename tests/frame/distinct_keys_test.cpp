@@ -1,0 +1,108 @@
+#include "frame/distinct_keys.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "frame/elfes.h"
+
+using quorl::no_node;
+using quorl::elfes::edge2;
+using quorl::elfes::face_mix;
+using quorl::meldra3d::detail::distinct_keys;
+
+namespace {
+
+/// Numbers the keys, and checks them against those of an ordinary map; `name` is the same for equal keys only.
+template <class Key, class Name>
+void expect_numbers(const std::vector<Key>& keys, Name name) {
+    distinct_keys<Key> distinct;
+    ASSERT_TRUE(distinct.run([&](const auto& visit) {
+        for (const Key& key : keys)
+            visit(key);
+    }));
+    std::map<decltype(name(keys[0])), unsigned> number_of;
+    std::vector<bool> taken(distinct.size());
+    for (const Key& key : keys) {
+        const unsigned number = distinct.next(key);
+        ASSERT_LT(number, distinct.size());
+        const auto [known, is_new] = number_of.emplace(name(key), number);
+        ASSERT_EQ(known->second, number);
+        ASSERT_EQ(taken[number], !is_new);
+        taken[number] = true;
+    }
+    EXPECT_EQ(distinct.size(), number_of.size());
+}
+
+std::pair<unsigned, unsigned> edge_name(const edge2& edge) {
+    return std::minmax(edge.id[0], edge.id[1]);
+}
+
+std::vector<edge2> random_edges(std::size_t n, unsigned nodes) {
+    std::mt19937 random(7);
+    std::vector<edge2> edges(n);
+    for (edge2& edge : edges)
+        edge = {{unsigned(random() % nodes), unsigned(random() % nodes)}};
+    return edges;
+}
+
+} // namespace
+
+TEST(DistinctKeys, NoKeysHaveNoNumbers) {
+    distinct_keys<edge2> distinct;
+    ASSERT_TRUE(distinct.run([](const auto&) {}));
+    EXPECT_EQ(distinct.size(), 0u);
+}
+
+TEST(DistinctKeys, AnEdgeHasOneNumberInBothDirections) {
+    expect_numbers<edge2>({{{5, 9}}, {{9, 5}}, {{9, 9}}, {{5, 9}}, {{0, 14}}}, edge_name);
+}
+
+TEST(DistinctKeys, FewEdgesOfManyKeys) {
+    expect_numbers(random_edges(100000, 40), edge_name);
+}
+
+// Each table starts with room for half of its keys and has to grow.
+TEST(DistinctKeys, ManyEdgesThatComeOnce) {
+    expect_numbers(random_edges(200000, 1000000), edge_name);
+}
+
+// All of one hash: sums of 1000 and no two of the same nodes.
+TEST(DistinctKeys, EdgesOfOneHash) {
+    std::vector<edge2> edges;
+    for (unsigned k = 0; k < 500; ++k)
+        for (const unsigned a : {k, 1000 - k})
+            edges.push_back({{a ^ 2166136261u, (1000 - a) ^ 2166136261u}});
+    ASSERT_EQ(edges.front().hash(), edges.back().hash());
+    expect_numbers(edges, edge_name);
+}
+
+TEST(DistinctKeys, FacesAreToldByTheirCycles) {
+    std::mt19937 random(8);
+    std::vector<face_mix> faces;
+    for (unsigned k = 0; k < 20000; ++k) {
+        const unsigned first = 4 * unsigned(random() % 2000);
+        std::array<unsigned, 4> id{first, first + 1, first + 2, first + 3};
+        std::shuffle(id.begin(), id.end(), random);
+        if (random() % 2 == 0)
+            id[3] = no_node;
+        faces.push_back({id});
+    }
+    expect_numbers(faces, [](const face_mix& face) {
+        std::array<unsigned, 4> least = face.id;
+        const unsigned n = face.is_triangle() ? 3 : 4;
+        for (unsigned start = 0; start < n; ++start)
+            for (const unsigned step : {1u, n - 1}) {
+                std::array<unsigned, 4> read = face.id;
+                for (unsigned k = 0; k < n; ++k)
+                    read[k] = face.id[(start + k * step) % n];
+                least = std::min(least, read);
+            }
+        return least;
+    });
+}
