@@ -1,13 +1,37 @@
-// A sweep as one would write it into memory that is there. Included once for each compilation, see harness.h.
+// What one would write for a sweep without the library. Included once for each compilation, see harness.h.
 
 #include <cstddef>
 
 namespace BASELINES {
 
-/// Sweeps a surface of 4 rows (triangles have 0xFFFFFFFF in the last) that names all nodes into layers along a vector.
-/// Writes (layers + 1) * nodes columns of coordinates: those that were there, then level after level in the order in
-/// which the surface names its nodes. Writes the solids over each face, 8 rows each, those of one face together.
-void sweep(const double* pos, std::size_t nodes, const unsigned* faces, std::size_t cols, const double* step,
-           unsigned layers, double* new_pos, unsigned* solids);
+/// A surface of quadrangles, and the fresh memory that its sweep is written to.
+struct plain_sweep {
+    const double* pos;
+    std::size_t nodes;
+    const unsigned* faces; // four nodes each
+    std::size_t count;
+    unsigned layers;
+    unsigned* index; // of each node among those of the surface
+    unsigned* ids;   // of the nodes of the surface, in order of first appearance
+    unsigned* solids;
+    unsigned* cap;
+    double* swept; // the nodes, and those of the levels
+};
+
+/// The rotation by an angle about the y axis through (x0, 0, 0), and a shift along the axis.
+struct plain_turn {
+    double x0;
+    double angle;
+    double shift;
+};
+
+void translate(const plain_sweep& s, const double* shift);
+void turn(const plain_sweep& s, const plain_turn& t);
+/// Moves each node along a vector of its own.
+void along_vectors(const plain_sweep& s, const double* vectors);
+/// The same along its unit normal, weighted by the angles of the corners; `normals` is memory for them.
+void along_normals(const plain_sweep& s, double thickness, double* normals);
+/// Along nodes of the mesh, a layer for each segment, without a turn.
+void along_line(const plain_sweep& s, const unsigned* line);
 
 } // namespace BASELINES

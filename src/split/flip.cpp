@@ -68,8 +68,9 @@ int flip(dense2D<unsigned int>& connectivity, element_type type) {
     if (type == ET_SOLID_MIX) {
         if (connectivity.rows() != rows_of(ET_SOLID_MIX_Q))
             return -2;
-        for (std::size_t j = 0; j < connectivity.cols(); ++j)
-            exchange_mixed_column(connectivity.col(j));
+        unsigned* column = connectivity.data();
+        for (std::size_t j = 0; j < connectivity.cols(); ++j, column += connectivity.ld())
+            exchange_mixed_column(column);
         return 0;
     }
     const element_record* const record = find_record(type);
