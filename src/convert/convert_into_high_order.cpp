@@ -12,6 +12,7 @@
 
 #include <meldra/meldra.h>
 
+#include "convert/element_keys.h"
 #include "convert/node_layout.h"
 #include "convert/reference_nodes.h"
 #include "convert/shared_nodes.h"
@@ -103,7 +104,7 @@ public:
     bool run() {
         for (std::size_t first = 0; first < connect_.cols(); first += elements_each) {
             const std::size_t last = std::min(first + elements_each, connect_.cols());
-            look_up(first, last);
+            shared_.look_up(connect_, first, last, edges_.data(), faces_.data());
             if (!write(first, last))
                 return false;
         }
@@ -113,47 +114,46 @@ public:
 private:
     static constexpr std::size_t elements_each = 16;
 
-    void look_up(std::size_t first, std::size_t last) {
-        std::size_t edges = 0;
-        std::size_t faces = 0;
-        for (std::size_t j = first; j < last; ++j) {
-            const unsigned* const column = connect_.col(j);
-            const element_layout& layout = layouts_.of(column);
-            block_[j - first] = &layout;
-            for (unsigned e = 0; e < layout.solid->edges && counts_.nE != 0; ++e) {
-                const auto [a, b] = layout.solid->edge[e];
-                auto& probe = edges_[edges++];
-                probe.key = {{column[a], column[b]}};
-                probe.hash = probe.key.hash();
-            }
-            for (unsigned f = 0; f < layout.solid->faces; ++f)
-                if (layout.face_size[f] != 0) {
-                    auto& probe = faces_[faces++];
-                    probe.key = key_of(layout.solid->face_nodes[f], column);
-                    probe.hash = probe.key.hash();
-                }
-        }
-        shared_.locate(edges_.data(), edges);
-        shared_.locate(faces_.data(), faces);
-    }
-
     bool write(std::size_t first, std::size_t last) {
-        const shared_nodes::edge_probe* edge = edges_.data();
-        const shared_nodes::face_probe* face = faces_.data();
+        const unsigned* edge = edges_.data();
+        const unsigned* face = faces_.data();
         for (std::size_t j = first; j < last; ++j) {
-            const element_layout& layout = *block_[j - first];
+            const element_layout& layout = layouts_.of(connect_.col(j));
             unsigned* const column = out_.col(j);
             unsigned* const end = std::copy_n(connect_.col(j), layout.solid->nodes, column);
-            for (unsigned e = 0; e < layout.solid->edges && counts_.nE != 0; ++e)
-                if (!shared_.number_edge(*edge++, end + std::uint64_t(e) * counts_.nE))
-                    return false;
-            for (unsigned f = 0; f < layout.solid->faces; ++f)
-                if (layout.face_size[f] != 0 && !shared_.number_face(*face++, column + layout.face_row[f]))
-                    return false;
+            if (!number_edges(layout, edge, column, end) || !number_faces(layout, face, column))
+                return false;
             if (layout.interior != 0 && !shared_.number_interior(layout.interior, column + layout.interior_row))
                 return false;
             std::fill(column + layout.rows, column + out_.rows(), no_node);
         }
+        return true;
+    }
+
+    bool number_edges(const element_layout& layout, const unsigned*& group, const unsigned* column, unsigned* ids) {
+        const unsigned* const groups = group;
+        if (counts_.nE != 0)
+            group += layout.solid->edges;
+        if (counts_.nE == 1)
+            return shared_.number_middles(groups, layout.solid->edges, ids);
+        for (unsigned e = 0; e < layout.solid->edges && counts_.nE != 0; ++e, ids += counts_.nE) {
+            const auto [a, b] = layout.solid->edge[e];
+            if (!shared_.number_edge(groups[e], {{column[a], column[b]}}, ids))
+                return false;
+        }
+        return true;
+    }
+
+    bool number_faces(const element_layout& layout, const unsigned*& group, unsigned* column) {
+        if (counts_.nT <= 1 && counts_.nQ <= 1) {
+            const auto faces = static_cast<unsigned>(layout.interior_row - layout.face_row[0]);
+            group += faces;
+            return shared_.number_centres(group - faces, faces, column + layout.face_row[0]);
+        }
+        for (unsigned f = 0; f < layout.solid->faces; ++f)
+            if (layout.face_size[f] != 0 && !shared_.number_face(*group++, key_of(layout.solid->face_nodes[f], column),
+                                                                 column + layout.face_row[f]))
+                return false;
         return true;
     }
 
@@ -162,9 +162,8 @@ private:
     const node_counts& counts_;
     shared_nodes& shared_;
     dense2D<unsigned int>& out_;
-    std::array<const element_layout*, elements_each> block_;
-    std::array<shared_nodes::edge_probe, elements_each * 12> edges_;
-    std::array<shared_nodes::face_probe, elements_each * 6> faces_;
+    std::array<unsigned, elements_each * 12> edges_; ///< groups of the edges of a block
+    std::array<unsigned, elements_each * 6> faces_;
 };
 
 /// Places the new nodes, in the order of their IDs.
@@ -172,7 +171,8 @@ class node_placer {
 public:
     /// `bent`: some nodes on edges and faces are the caller's, and need not lie on the straight element.
     node_placer(dense2D<double>& pos, std::size_t first_new, const node_counts& counts, bool bent)
-        : pos_(pos), next_(first_new), counts_(counts), side_(*square_side(counts.nQ)), depth_(*cube_side(counts.nH)),
+        : nodes_(pos.data()), ld_(pos.ld()), last_(pos.cols()), next_(first_new), counts_(counts),
+          side_(*square_side(counts.nQ)), depth_(*cube_side(counts.nH)),
           bent_(bent && counts.nE == 1 && counts.nQ == 1) {
         std::size_t n = 0;
         for (unsigned k = 0; k < depth_ && bent_; ++k)
@@ -183,7 +183,8 @@ public:
 
     void run(const dense2D<unsigned int>& connect, const mesh_layouts& layouts, const dense2D<unsigned int>& out) {
         for (std::size_t j = 0; j < connect.cols(); ++j) {
-            prefetch(connect, j + ahead);
+            if (j + ahead < connect.cols())
+                prefetch(connect.col(j + ahead), connect.rows());
             place_element(layouts.of(connect.col(j)), out.col(j));
         }
     }
@@ -191,33 +192,62 @@ public:
 private:
     static constexpr std::size_t ahead = 16; // elements whose vertices are on their way
 
-    void prefetch(const dense2D<unsigned int>& connect, std::size_t j) const {
-        for (std::size_t i = 0; j < connect.cols() && i < connect.rows(); ++i)
-            if (connect(i, j) != no_node)
-                __builtin_prefetch(pos_.col(connect(i, j)));
+    // Inlined always: a function that only asks for memory counts as doing nothing, and calls of it are left out.
+    [[gnu::always_inline]] void prefetch(const unsigned* column, std::size_t rows) const {
+        for (std::size_t i = 0; i < rows; ++i)
+            if (column[i] != no_node)
+                __builtin_prefetch(node(column[i]));
     }
 
     double place(unsigned i) const { return 2.0 * (i + 1) / (depth_ + 1) - 1; }
 
+    double* node(std::size_t id) const { return nodes_ + id * ld_; }
+
     point at(unsigned id) const {
-        const double* const x = pos_.col(id);
+        const double* const x = node(id);
         return {x[0], x[1], x[2]};
     }
 
-    void add(const point& p) { std::copy_n(&p[0], 3, pos_.col(next_++)); }
+    void add(const point& p) { std::copy_n(&p[0], 3, node(next_++)); }
 
     void place_element(const element_layout& layout, const unsigned* column) {
         for (unsigned k = 0; k < layout.solid->nodes; ++k)
             vertices_[k] = at(column[k]);
-        const unsigned* ids = column + layout.solid->nodes;
-        for (unsigned e = 0; e < layout.solid->edges && counts_.nE != 0; ++e, ids += counts_.nE)
-            if (ids[0] == next_)
-                place_edge(layout.solid->edge[e]);
+        if (counts_.nE != 1 || next_ + layout.solid->edges > last_)
+            place_edges(*layout.solid, column + layout.solid->nodes);
+        else
+            with_shape(layout.form, [&]<const shape_record & Solid>() { place_middles<Solid>(column); });
         for (unsigned f = 0; f < layout.solid->faces; ++f)
             if (layout.face_size[f] != 0 && column[layout.face_row[f]] == next_)
                 place_face(layout, f, column);
         if (layout.interior != 0)
             place_interior(layout, column);
+    }
+
+    /// The middles of edges, one place behind the other; each that is not new is written over by the next. So there is
+    /// no branch, which would often be mispredicted.
+    template <const shape_record& Solid>
+    void place_middles(const unsigned* column) {
+        std::array<point, Solid.nodes> vertex;
+        for (unsigned k = 0; k < Solid.nodes; ++k)
+            vertex[k] = at(column[k]);
+        std::size_t next = next_;
+        [&]<std::size_t... E>(std::index_sequence<E...>) {
+            const auto place = [&](const point& a, const point& b, unsigned id) {
+                const point p = middle_of_edge(a, b);
+                std::copy_n(&p[0], 3, node(next));
+                next += std::size_t(id == next);
+            };
+            (place(vertex[Solid.edge[E][0]], vertex[Solid.edge[E][1]], column[Solid.nodes + E]), ...);
+        }
+        (std::make_index_sequence<Solid.edges>());
+        next_ = next;
+    }
+
+    void place_edges(const shape_record& solid, const unsigned* ids) {
+        for (unsigned e = 0; e < solid.edges && counts_.nE != 0; ++e, ids += counts_.nE)
+            if (ids[0] == next_)
+                place_edge(solid.edge[e]);
     }
 
     void place_edge(const node_pair& edge) {
@@ -271,11 +301,11 @@ private:
     }
 
     void place_in_26(unsigned n, const unsigned* column) {
-        for (unsigned node = 0; node < n; ++node) {
+        for (unsigned at = 0; at < n; ++at) {
             point p{};
             for (unsigned k = 0; k < 26; ++k) {
-                const double weight = functions_[node][k];
-                const double* const x = pos_.col(column[k]);
+                const double weight = functions_[at][k];
+                const double* const x = node(column[k]);
                 for (unsigned i = 0; i < 3 && weight != 0; ++i)
                     p[i] += weight * x[i];
             }
@@ -283,9 +313,11 @@ private:
         }
     }
 
-    dense2D<double>& pos_;
+    double* const nodes_;
+    const std::size_t ld_;
+    const std::size_t last_;
     std::size_t next_;
-    const node_counts& counts_;
+    const node_counts counts_;
     const unsigned side_;  ///< of the grid inside a quadrangle
     const unsigned depth_; ///< of the grid inside a hexahedron
     const bool bent_;
@@ -309,8 +341,7 @@ bool memory_suffices(const dense2D<unsigned int>& out, std::uint64_t nodes) {
 std::uint64_t number_nodes(const conversion_inputs& in, const mesh_layouts& layouts, const node_counts& counts,
                            std::uint64_t first_new, dense2D<unsigned int>& out) {
     shared_nodes shared(counts, first_new);
-    const bool done = shared.init() && shared.enter_faces(in.faces, in.connect.rows()) &&
-                      shared.enter_edges(in.edges) && out.resize(layouts.width(), in.connect.cols()) &&
+    const bool done = shared.find(in.connect, in.faces, in.edges) && out.resize(layouts.width(), in.connect.cols()) &&
                       connectivity_writer(in.connect, layouts, counts, shared, out).run();
     return done ? shared.next() : 0;
 }

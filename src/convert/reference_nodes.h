@@ -15,6 +15,11 @@ using point = vector_fixed<double, 3>;
 /// Node i of n on the edge from a to b: the point (i + 1) / (n + 1) of the way.
 point node_on_edge(const point& a, const point& b, std::uint64_t i, std::uint64_t n);
 
+/// The one node of an edge: `node_on_edge(a, b, 0, 1)`, to the bit.
+inline point middle_of_edge(const point& a, const point& b) {
+    return {0.5 * a[0] + 0.5 * b[0], 0.5 * a[1] + 0.5 * b[1], 0.5 * a[2] + 0.5 * b[2]};
+}
+
 /// Node k of n inside a triangle: the centroid for n = 1; for n = 3 the point of the weights (2, 1, 1) / 4 nearest
 /// vertex k.
 point node_in_triangle(const std::array<point, 3>& vertices, unsigned k, unsigned n);

@@ -2,47 +2,87 @@
 
 #include <cstdint>
 
+#include <numcore/dense1D.h>
 #include <numcore/dense2D.h>
 
+#include "convert/element_keys.h"
 #include "convert/node_layout.h"
+#include "frame/distinct_keys.h"
 #include "frame/elfes.h"
-#include "frame/hbuckets.h"
 #include "frame/id_count.h"
 
 namespace quorl::meldra3d::detail {
 
+/// The edges, or the faces, of a mesh and the nodes inside them: a group of nodes for each.
+template <class Key>
+struct node_groups {
+    distinct_keys<Key> numbers; ///< of the groups
+    dense1D<unsigned, 8> ids;
+    unsigned* first = nullptr; ///< of these: ID of the first node of each group, `no_node` until it has nodes
+
+    // Where a group has more than one node the order counts in which they are listed.
+    bool ordered = false;
+    dense1D<Key, 8> key;               ///< of each group as it came first or was given
+    dense1D<const unsigned*, 8> given; ///< the caller's list of its nodes, null for new ones, whose IDs rise
+
+    /// Numbers the keys of a sequence. False when there is no memory.
+    template <class ForEachKey>
+    bool run(bool in_order, const ForEachKey& for_each_key) {
+        ordered = in_order;
+        return numbers.run(for_each_key) && ids.resize(numbers.size(), no_node) &&
+               (!ordered || (key.resize(numbers.size()) && given.resize(numbers.size(), nullptr))) &&
+               (first = ids.data(), true);
+    }
+
+    /// The group of the next key of the sequence; what is known of it is asked for.
+    [[gnu::always_inline]] unsigned next(const Key& next_key) {
+        const unsigned group = numbers.next(next_key);
+        __builtin_prefetch(first + group);
+        return group;
+    }
+};
+
 /// Numbers the nodes inside edges, faces and elements, so that an edge or face gets its nodes once. IDs are given in
-/// the order of the calls. A table maps each edge and face to the ID of its first node; the key keeps the direction in
-/// which it came first, in which the IDs of its new nodes rise.
+/// the order of the calls; those of a group rise in the direction in which its edge or face came first.
 ///
-/// Edges and faces that the caller gives come with nodes of their own, below the new IDs. Only where there is more than
-/// one such node to a group, a second table leads to the caller's list of them.
-///
-/// Every operation returns false when there is no memory or an ID would not fit.
+/// Edges and faces that the caller gives come with nodes of their own, below the new IDs.
 class shared_nodes {
 public:
-    using edge_table = hbuckets<keyed<elfes::edge2, unsigned>>;
-    using face_table = hbuckets<keyed<elfes::face_mix, unsigned>>;
-    using edge_probe = edge_table::probe;
-    using face_probe = face_table::probe;
-
     shared_nodes(const node_counts& counts, std::uint64_t first_new)
-        : counts_(counts), side_(square_side(counts.nQ).value_or(0)), first_new_(first_new), next_(first_new) {}
+        : counts_(counts), side_(square_side(counts.nQ).value_or(0)), next_(first_new) {}
 
-    bool init();
+    /// Finds the edges and faces that elements share with each other and with the given ones. False when there is no
+    /// memory.
+    bool find(const dense2D<unsigned int>& connect, const dense2D<unsigned int>& faces,
+              const dense2D<unsigned int>& edges);
 
-    /// Enters given faces and their edges; `solid_rows` are the rows of the mesh, which tell what the columns may be.
-    bool enter_faces(const dense2D<unsigned int>& faces, std::size_t solid_rows);
-    /// Enters given edges.
-    bool enter_edges(const dense2D<unsigned int>& edges);
+    /// The groups of the edges and faces of an element, in the order of the elements.
+    void look_up(const dense2D<unsigned int>& connect, std::size_t first, std::size_t last, unsigned* edge_groups,
+                 unsigned* face_groups);
 
-    /// Looks up the places of many edges or faces at once, before their nodes are asked for.
-    void locate(edge_probe* probes, std::size_t n) const { edges_.locate(probes, n); }
-    void locate(face_probe* probes, std::size_t n) const { faces_.locate(probes, n); }
+    /// Writes the IDs of the nodes of n edges or faces that have one node each. False when an ID would not fit.
+    bool number_middles(const unsigned* groups, unsigned n, unsigned* ids) { return number(edges_, groups, n, ids); }
+    bool number_centres(const unsigned* groups, unsigned n, unsigned* ids) { return number(faces_, groups, n, ids); }
 
-    /// Writes the IDs of the nodes inside an edge or face, in the direction of the probe's key.
-    bool number_edge(const edge_probe& edge, unsigned* ids);
-    bool number_face(const face_probe& face, unsigned* ids);
+    /// Writes the IDs of the nodes inside an edge or face of a group, in the direction of the key. False when an ID
+    /// would not fit.
+    bool number_edge(unsigned group, const elfes::edge2& edge, unsigned* ids) {
+        if (!have_nodes(edges_, group, edge, counts_.nE))
+            return false;
+        ids[0] = edges_.first[group];
+        if (counts_.nE != 1)
+            list_edge(group, edge, ids);
+        return true;
+    }
+    bool number_face(unsigned group, const elfes::face_mix& face, unsigned* ids) {
+        const unsigned n = face.is_triangle() ? counts_.nT : counts_.nQ;
+        if (!have_nodes(faces_, group, face, n))
+            return false;
+        ids[0] = faces_.first[group];
+        if (n != 1)
+            list_face(group, face, ids);
+        return true;
+    }
     /// Writes n new IDs.
     bool number_interior(unsigned n, unsigned* ids);
 
@@ -50,10 +90,6 @@ public:
     std::uint64_t next() const { return next_; }
 
 private:
-    // The nodes of a given edge or face lie in the caller's matrix.
-    using given_edges = hbuckets<keyed<elfes::edge2, const unsigned*>>;
-    using given_faces = hbuckets<keyed<elfes::face_mix, const unsigned*>>;
-
     /// n consecutive new IDs; `no_node` when they do not fit.
     unsigned take(unsigned n) {
         if (next_ + n > id_limit)
@@ -62,17 +98,40 @@ private:
         return static_cast<unsigned>(next_ - n);
     }
 
-    bool enter_face(const unsigned* column, std::size_t rows, unsigned corners);
-    bool enter_edge(const elfes::edge2& edge, const unsigned* ids);
+    template <class Key>
+    [[gnu::always_inline]] bool number(node_groups<Key>& groups, const unsigned* group, unsigned n, unsigned* ids) {
+        std::uint64_t next = next_;
+        for (unsigned k = 0; k < n; ++k) {
+            unsigned& id = groups.first[group[k]];
+            if (id == no_node)
+                id = static_cast<unsigned>(next++);
+            ids[k] = id;
+        }
+        next_ = next;
+        return next <= id_limit;
+    }
+
+    /// Sees to it that a group has n nodes.
+    template <class Key>
+    bool have_nodes(node_groups<Key>& groups, unsigned group, const Key& key, unsigned n) {
+        if (groups.first[group] != no_node)
+            return true;
+        groups.first[group] = take(n);
+        if (groups.ordered)
+            groups.key[group] = key;
+        return groups.first[group] != no_node;
+    }
+
+    void list_edge(unsigned group, const elfes::edge2& edge, unsigned* ids) const;
+    void list_face(unsigned group, const elfes::face_mix& face, unsigned* ids) const;
 
     const node_counts counts_;
     const unsigned side_; ///< of the grid inside a quadrangle
-    const std::uint64_t first_new_;
+    const bool edge_keys_ = counts_.nE != 0;
+    const face_visits face_keys_{counts_.nT != 0, counts_.nQ != 0};
     std::uint64_t next_;
-    edge_table edges_;
-    face_table faces_;
-    given_edges given_edges_;
-    given_faces given_faces_;
+    node_groups<elfes::edge2> edges_;
+    node_groups<elfes::face_mix> faces_;
 };
 
 } // namespace quorl::meldra3d::detail

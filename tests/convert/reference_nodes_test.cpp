@@ -54,6 +54,13 @@ TEST(NodeOnEdge, HasTheSameBitsFromBothEnds) {
             expect_same_bits(node_on_edge(a, b, i, n), node_on_edge(b, a, n - 1 - i, n));
 }
 
+TEST(MiddleOfEdge, IsTheOneNodeOfTheEdgeToTheBit) {
+    for (unsigned seed = 0; seed < 100; ++seed) {
+        const auto [a, b] = random_points<2>(seed);
+        expect_same_bits(middle_of_edge(a, b), node_on_edge(a, b, 0, 1));
+    }
+}
+
 TEST(NodeOnEdge, LargeCoordinatesDoNotOverflow) {
     const point a{1.7e308, 0, 0}, b{1.7e308, 0, 0};
     EXPECT_EQ(node_on_edge(a, b, 0, 1)[0], 1.7e308);

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <utility>
+
+#include <numcore/dense2D.h>
+
+#include "convert/node_layout.h"
+#include "frame/element_tables.h"
+#include "frame/elfes.h"
+
+// The edges and faces of a mesh as keys, in the order of its elements and of the numbering of each. Compiled for each
+// shape, so that the local nodes are constants.
+namespace quorl::meldra3d::detail {
+
+struct edge_visits {
+    template <const shape_record& Record, std::size_t E, class Visit>
+    [[gnu::always_inline]] void one(const unsigned* column, const Visit& visit) const {
+        constexpr node_pair edge = Record.edge[E];
+        visit(elfes::edge2{{column[edge[0]], column[edge[1]]}});
+    }
+
+    template <const shape_record& Record, class Visit>
+    [[gnu::always_inline]] void element(const unsigned* column, const Visit& visit) const {
+        [&]<std::size_t... E>(std::index_sequence<E...>) __attribute__((always_inline)) {
+            (one<Record, E>(column, visit), ...);
+        }
+        (std::make_index_sequence<Record.edges>());
+    }
+};
+
+/// Only triangles, only quadrangles or both.
+struct face_visits {
+    bool triangles;
+    bool quadrangles;
+
+    template <const shape_record& Record, std::size_t F, class Visit>
+    [[gnu::always_inline]] void one(const unsigned* column, const Visit& visit) const {
+        constexpr face_cycle face = Record.face_nodes[F];
+        if (face.size == 3 ? triangles : quadrangles)
+            visit(elfes::face_mix{{column[face.node[0]], column[face.node[1]], column[face.node[2]],
+                                   face.size == 3 ? no_node : column[face.node[3]]}});
+    }
+
+    template <const shape_record& Record, class Visit>
+    [[gnu::always_inline]] void element(const unsigned* column, const Visit& visit) const {
+        [&]<std::size_t... F>(std::index_sequence<F...>) __attribute__((always_inline)) {
+            (one<Record, F>(column, visit), ...);
+        }
+        (std::make_index_sequence<Record.faces>());
+    }
+};
+
+/// Calls work<record>() for the record of a solid shape.
+template <class Work>
+[[gnu::always_inline]] inline void with_shape(shape form, const Work& work) {
+    switch (form) {
+    case shape::tetrahedron:
+        return work.template operator()<tetrahedron_record>();
+    case shape::pyramid:
+        return work.template operator()<pyramid_record>();
+    case shape::wedge:
+        return work.template operator()<wedge_record>();
+    default:
+        return work.template operator()<hexahedron_record>();
+    }
+}
+
+/// Calls visit(key) for each edge or face, as `visits` tells, of the elements from `first` to before `last` of a
+/// linear mesh.
+template <class Visits, class Visit>
+[[gnu::always_inline]] inline void for_each_key(const dense2D<unsigned int>& connect, std::size_t first,
+                                                std::size_t last, const Visits& visits, const Visit& visit) {
+    const mixed_record& mixed = *find_mixed_record(ET_SOLID_MIX);
+    const std::size_t rows = connect.rows();
+    const unsigned* column = connect.col(first);
+    for (std::size_t j = first; j < last; ++j, column += connect.ld())
+        with_shape(
+            element_records[std::size_t(kind_of_column(mixed, column, rows))].form, [&]<const shape_record & Solid>()
+                                                                                        __attribute__((always_inline)) {
+                                                                                            visits.template element<
+                                                                                                Solid>(column, visit);
+                                                                                        });
+}
+
+} // namespace quorl::meldra3d::detail
