@@ -194,25 +194,24 @@ std::vector<made> with_lines() {
     return meshes;
 }
 
-/// The last step, which removes the copies of the line's first node, may be left out.
 void add_lines(call_list& all) {
     using meldra3d::extrude_line;
-    all.add_swallowing(
+    all.add(
         "extrude_line", "metrics", with_lines(),
         [](arguments& a) {
             return extrude_line(a.pos, a.connect, a.ids, dir0, a.values, a.out, a.edges, a.sides, a.cap);
         },
         all_outputs);
-    all.add_swallowing(
+    all.add(
         "extrude_line", "metrics, solids only", with_lines(),
         [](arguments& a) { return extrude_line(a.pos, a.connect, a.ids, dir0, a.values, a.out); }, solids_only);
-    all.add_swallowing(
+    all.add(
         "extrude_line", "sizes", with_lines(),
         [](arguments& a) {
             return extrude_line(a.pos, a.connect, a.ids, dir0, a.numbers, a.out, a.edges, a.sides, a.cap);
         },
         all_outputs);
-    all.add_swallowing(
+    all.add(
         "extrude_line", "sizes, solids only", with_lines(),
         [](arguments& a) { return extrude_line(a.pos, a.connect, a.ids, dir0, a.numbers, a.out); }, solids_only);
 }
