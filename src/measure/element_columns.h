@@ -71,10 +71,10 @@ struct padded_coordinates {
     void prefetch(unsigned) const {}
 };
 
-/// visit(p, e) with the points of element e, of as many nodes.
+/// visit(p, e) with the points of element e, of as many nodes. A function of its own: what `visit` does with one
+/// element is compiled once, and not at each place where an element is left over.
 template <std::size_t N, class Coordinates, class Visit>
-[[gnu::always_inline]] inline void visit_one(const Coordinates& x, const unsigned* column, std::size_t e,
-                                             const Visit& visit) {
+[[gnu::noinline]] void visit_one(const Coordinates& x, const unsigned* column, std::size_t e, const Visit& visit) {
     point<double> p[N];
     for (std::size_t k = 0; k < N; ++k)
         p[k] = x[column[k]];
@@ -95,9 +95,11 @@ template <std::size_t N, class Coordinates, class Visit>
     visit(p, e);
 }
 
-template <class Coordinates, class Visit>
-[[gnu::always_inline]] inline void visit_one_mixed(const Coordinates& x, const unsigned* column, std::size_t e,
-                                                   const Visit& visit) {
+/// The same for a column of that many rows, eight of them for a mix of kinds.
+template <std::size_t Rows, class Coordinates, class Visit>
+void visit_column(const Coordinates& x, const unsigned* column, std::size_t e, const Visit& visit) {
+    if constexpr (Rows != 8)
+        return visit_one<Rows>(x, column, e, visit);
     switch (nodes_of(column)) {
     case 4:
         return visit_one<4>(x, column, e, visit);
@@ -117,7 +119,7 @@ template <class Coordinates, class Visit>
     const unsigned nodes = nodes_of(column);
     if (nodes != nodes_of(column + ld) || nodes != nodes_of(column + 2 * ld) || nodes != nodes_of(column + 3 * ld)) {
         for (std::size_t g = 0; g < columns_at_once; ++g)
-            visit_one_mixed(x, column + g * ld, e + g, visit);
+            visit_column<8>(coordinates<>{x.data, x.ld}, column + g * ld, e + g, visit);
         return;
     }
     switch (nodes) {
@@ -151,10 +153,7 @@ template <std::size_t Rows, class Coordinates, class Visit>
             visit_four<Rows>(x, column, ld, e, visit);
     }
     for (; e < cols; ++e, column += ld)
-        if constexpr (Rows == 8)
-            visit_one_mixed(x, column, e, visit);
-        else
-            visit_one<Rows>(x, column, e, visit);
+        visit_column<Rows>(coordinates<>{x.data, x.ld}, column, e, visit);
 }
 
 /// Calls visit(p, e), in the order of the columns, with the points of one element e (an array of as many point<double>
@@ -165,16 +164,20 @@ template <std::size_t Rows, class Visit>
 void visit_columns(const dense2D<double>& pos, const dense2D<unsigned int>& connect, const Visit& visit) {
     const unsigned* const columns = connect.data();
     const std::size_t ld = connect.ld(), cols = connect.cols();
-    if (pos.rows() < 3)
-        visit_columns<Rows>(padded_coordinates{pos.data(), pos.ld(), pos.rows()}, columns, ld, cols, visit);
-    else if (pos.ld() == 3 && ld == Rows)
-        quickest([&]() __attribute__((always_inline)) {
-            visit_columns<Rows>(coordinates<3>{pos.data(), 3}, columns, Rows, cols, visit);
-        });
-    else
-        quickest([&]() __attribute__((always_inline)) {
-            visit_columns<Rows>(coordinates<>{pos.data(), pos.ld()}, columns, ld, cols, visit);
-        });
+    if (pos.rows() < 3) {
+        const padded_coordinates x{pos.data(), pos.ld(), pos.rows()};
+        for (std::size_t e = 0; e < cols; ++e)
+            visit_column<Rows>(x, columns + e * ld, e, visit);
+        return;
+    }
+    if constexpr (Rows == 4) // the kind with the least to compute, where distances known when compiling show
+        if (pos.ld() == 3 && ld == Rows)
+            return quickest([&]() __attribute__((always_inline)) {
+                visit_columns<Rows>(coordinates<3>{pos.data(), 3}, columns, Rows, cols, visit);
+            });
+    quickest([&]() __attribute__((always_inline)) {
+        visit_columns<Rows>(coordinates<>{pos.data(), pos.ld()}, columns, ld, cols, visit);
+    });
 }
 
 /// The same for a connectivity of any of these row counts.
