@@ -1,26 +1,20 @@
-// Nodes near points: the detector of the library beside the tree of nanoflann. Both are timed in turn in one run, so
-// that what else the machine does falls on both; the ratio is that of the sums.
+// Nodes near points: the detector of the library beside the tree of nanoflann. Items are nodes or points. The kind
+// tells how the nodes lie, the order how the points come.
 
-#include <benchmark/benchmark.h>
-
-#include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <cstdint>
+#include <map>
 #include <memory>
-#include <numeric>
-#include <random>
-#include <string>
-#include <vector>
 
 #include <nanoflann.hpp>
 
-#include "bench_meshes.h"
+#include "harness.h"
 
 namespace {
 
 using namespace quorl;
 using bench::mesh;
+using bench::order;
+using bench::sample;
 using meldra::node_detector;
 using place = vector_fixed<double, 3>;
 
@@ -48,20 +42,19 @@ unsigned closest(const kd_tree& tree, const place& p) {
     return found;
 }
 
-enum class nodes { random, clustered, grid };
-
-/// Nodes of a mesh of points: as many elements of four nodes as it takes to name all.
-mesh cloud_of(std::size_t n, nodes kind) {
+/// Nodes of a mesh of points, as many elements of four nodes as it takes to name all: at random, dense near a corner,
+/// or those of a grid in no order.
+mesh make_cloud(std::size_t n, const std::string& kind) {
     std::mt19937_64 random(1);
     std::uniform_real_distribution<double> unit(0, 1);
     mesh m;
     m.pos.resize(3, n);
     const auto side = std::size_t(std::cbrt(double(n)));
     for (std::size_t j = 0; j < n; ++j) {
-        const double near = kind == nodes::clustered ? std::pow(unit(random), 4) : 1;
+        const double near = kind == "clustered" ? std::pow(unit(random), 4) : 1;
         for (unsigned i = 0; i < 3; ++i)
             m.pos(i, j) = near * unit(random);
-        if (kind == nodes::grid) {
+        if (kind == "lattice") {
             m.pos(0, j) = double(j % side);
             m.pos(1, j) = double(j / side % side);
             m.pos(2, j) = double(j / side / side);
@@ -70,13 +63,13 @@ mesh cloud_of(std::size_t n, nodes kind) {
     m.connect.resize(4, (n + 3) / 4);
     for (std::size_t k = 0; k < m.connect.size(); ++k)
         m.connect.data()[k] = unsigned(std::min(k, n - 1));
-    if (kind == nodes::grid)
+    if (kind == "lattice")
         bench::shuffle(m);
     return m;
 }
 
-/// Random points in the box of the nodes, along a Morton curve when they are to be in order.
-std::vector<place> points_in(const mesh& m, std::size_t n, bool in_order) {
+/// Random points in the box of the nodes, along a Morton curve (order::grid) or in no order.
+std::vector<place> make_points(const mesh& m, order o) {
     place low{m.pos(0, 0), m.pos(1, 0), m.pos(2, 0)}, high = low;
     for (std::size_t j = 0; j < m.pos.cols(); ++j)
         for (unsigned i = 0; i < 3; ++i) {
@@ -85,7 +78,7 @@ std::vector<place> points_in(const mesh& m, std::size_t n, bool in_order) {
         }
     std::mt19937_64 random(2);
     std::uniform_real_distribution<double> unit(0, 1);
-    std::vector<std::pair<std::uint64_t, place>> keyed(n);
+    std::vector<std::pair<std::uint64_t, place>> keyed(m.pos.cols());
     for (auto& [key, p] : keyed) {
         key = 0;
         for (unsigned i = 0; i < 3; ++i) {
@@ -95,7 +88,7 @@ std::vector<place> points_in(const mesh& m, std::size_t n, bool in_order) {
                 key |= (std::uint64_t(x * (1 << 20)) >> bit & 1) << (3 * bit + i);
         }
     }
-    if (in_order)
+    if (o == order::grid)
         std::sort(keyed.begin(), keyed.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     std::vector<place> points;
     for (const auto& [key, p] : keyed)
@@ -103,98 +96,108 @@ std::vector<place> points_in(const mesh& m, std::size_t n, bool in_order) {
     return points;
 }
 
-double seconds_since(std::chrono::steady_clock::time_point start) {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-/// Times ours() and theirs() in turn.
-template <class Ours, class Theirs>
-void compare(benchmark::State& state, std::size_t items, Ours ours, Theirs theirs) {
-    double ours_total = 0, theirs_total = 0;
-    for (auto _ : state) {
-        const auto start = std::chrono::steady_clock::now();
-        ours();
-        const double ours_now = seconds_since(start);
-        const auto second = std::chrono::steady_clock::now();
-        theirs();
-        theirs_total += seconds_since(second);
-        ours_total += ours_now;
-        state.SetIterationTime(ours_now);
-    }
-    state.SetItemsProcessed(state.iterations() * std::int64_t(items));
-    state.counters["theirs_over_ours"] = theirs_total / ours_total;
-}
-
-void BM_build(benchmark::State& state, nodes kind) {
-    const mesh m = cloud_of(std::size_t(state.range(0)), kind);
+/// Nodes with both trees, made once for a kind and size.
+struct searched {
+    mesh m;
     node_detector detector;
-    const node_cloud cloud{m.pos};
+    node_cloud cloud{m.pos};
     std::unique_ptr<kd_tree> tree;
+    std::map<order, std::vector<place>> points;
+
+    explicit searched(const sample& s) : m(make_cloud(s.elements, s.kind)) {
+        if (detector.reinit(m.pos, m.connect) != 0)
+            m.connect.clear();
+        tree = tree_of(cloud);
+        for (const order o : {order::grid, order::shuffled})
+            points.emplace(o, make_points(m, o));
+    }
+};
+
+const searched& searched_of(const sample& s) {
+    static std::map<std::pair<std::string, std::size_t>, std::unique_ptr<searched>> made;
+    auto& found = made[{s.kind, s.elements}];
+    if (!found)
+        found = std::make_unique<searched>(s);
+    return *found;
+}
+
+void count(benchmark::State& state, const searched& in) {
+    bench::count(state, in.m.pos.cols(), 2 * bench::bytes_of(in.m.pos));
+}
+
+void BM_reinit(benchmark::State& state, const sample& s) {
+    const searched& in = searched_of(s);
+    node_detector detector;
     int status = 0;
-    compare(
-        state, m.pos.cols(), [&] { status |= detector.reinit(m.pos, m.connect); }, [&] { tree = tree_of(cloud); });
-    if (status != 0)
-        state.SkipWithError("not built");
+    for (auto _ : state)
+        status |= detector.reinit(in.m.pos, in.m.connect);
+    const place& p = in.points.at(order::grid)[0];
+    bench::check(state, status == 0 && detector.find_closest(p) == in.detector.find_closest(p), "not built");
+    count(state, in);
 }
 
-void BM_find_closest(benchmark::State& state, nodes kind, bool in_order) {
-    const mesh m = cloud_of(std::size_t(state.range(0)), kind);
-    const auto points = points_in(m, 1000000, in_order);
-    node_detector detector;
-    if (detector.reinit(m.pos, m.connect) != 0)
-        state.SkipWithError("not built");
-    const node_cloud cloud{m.pos};
-    const auto tree = tree_of(cloud);
-    std::vector<unsigned> ours(points.size()), theirs(points.size());
-    const auto fill = [&](std::vector<unsigned>& found, auto find) {
+void BM_build_tree(benchmark::State& state, const sample& s) {
+    const searched& in = searched_of(s);
+    std::unique_ptr<kd_tree> tree;
+    for (auto _ : state)
+        tree = tree_of(in.cloud);
+    const place& p = in.points.at(order::grid)[0];
+    bench::check(state, closest(*tree, p) == closest(*in.tree, p), "not built");
+    count(state, in);
+}
+
+/// Runs find(point) for all points, and check(point, found) for each afterwards.
+template <class Find, class Check>
+void search(benchmark::State& state, const sample& s, Find find, Check check) {
+    const searched& in = searched_of(s);
+    const std::vector<place>& points = in.points.at(s.in_order);
+    std::vector<unsigned> found(points.size());
+    for (auto _ : state) {
         for (std::size_t k = 0; k < points.size(); ++k)
-            found[k] = find(points[k]);
-    };
-    compare(
-        state, points.size(), [&] { fill(ours, [&](const place& p) { return detector.find_closest(p); }); },
-        [&] { fill(theirs, [&](const place& p) { return closest(*tree, p); }); });
-    const auto distance = [&](std::size_t k, unsigned id) {
-        return std::hypot(points[k][0] - m.pos(0, id), points[k][1] - m.pos(1, id), points[k][2] - m.pos(2, id));
-    };
-    for (std::size_t k = 0; k < points.size(); ++k)
-        if (ours[k] != theirs[k] && distance(k, ours[k]) > distance(k, theirs[k]) * (1 + 1e-15))
-            state.SkipWithError("not the nearest node");
+            found[k] = find(in, points[k]);
+        benchmark::ClobberMemory();
+    }
+    bool right = true;
+    for (std::size_t k = 0; k < points.size(); k += 100)
+        right = right && check(in, points[k], found[k]);
+    bench::check(state, right, "another node");
+    count(state, in);
 }
 
-/// The close node, beside the nearest one of the other tree.
-void BM_find_close(benchmark::State& state, bool in_order) {
-    const mesh m = cloud_of(std::size_t(state.range(0)), nodes::random);
-    const auto points = points_in(m, 1000000, in_order);
-    node_detector detector;
-    if (detector.reinit(m.pos, m.connect) != 0)
-        state.SkipWithError("not built");
-    const node_cloud cloud{m.pos};
-    const auto tree = tree_of(cloud);
-    unsigned sum = 0;
-    compare(
-        state, points.size(),
-        [&] {
-            for (const place& p : points)
-                sum += detector.find_close(p);
-        },
-        [&] {
-            for (const place& p : points)
-                sum += closest(*tree, p);
-        });
-    benchmark::DoNotOptimize(sum);
+bool is_nearest(const searched& in, const place& p, unsigned id) {
+    const auto distance = [&](unsigned node) {
+        return std::hypot(p[0] - in.m.pos(0, node), p[1] - in.m.pos(1, node), p[2] - in.m.pos(2, node));
+    };
+    return distance(id) <= distance(closest(*in.tree, p)) * (1 + 1e-15);
 }
+
+void BM_find_closest(benchmark::State& state, const sample& s) {
+    search(
+        state, s, [](const searched& in, const place& p) { return in.detector.find_closest(p); }, is_nearest);
+}
+
+void BM_find_close(benchmark::State& state, const sample& s) {
+    search(
+        state, s, [](const searched& in, const place& p) { return in.detector.find_close(p); },
+        [](const searched& in, const place&, unsigned id) { return id < in.m.pos.cols(); });
+}
+
+void BM_search_tree(benchmark::State& state, const sample& s) {
+    search(
+        state, s, [](const searched& in, const place& p) { return closest(*in.tree, p); }, is_nearest);
+}
+
+const bench::suite all([] {
+    for (const sample& s :
+         bench::samples({"random", "clustered", "lattice"}, bench::million, {order::grid, order::shuffled})) {
+        if (s.in_order == order::grid) {
+            bench::add("node_detector_reinit", s, BM_reinit);
+            bench::add("node_detector_reinit:nanoflann", s, BM_build_tree);
+        }
+        bench::add("node_detector_find_closest", s, BM_find_closest);
+        bench::add("node_detector_find_closest:nanoflann", s, BM_search_tree);
+        bench::add("node_detector_find_close", s, BM_find_close);
+    }
+});
 
 } // namespace
-
-constexpr bool in_order = true;
-constexpr bool at_random = false;
-#define TIMED(...) BENCHMARK_CAPTURE(__VA_ARGS__)->Arg(1000000)->Unit(benchmark::kMillisecond)->UseManualTime()
-TIMED(BM_build, random, nodes::random);
-TIMED(BM_build, clustered, nodes::clustered);
-TIMED(BM_build, grid, nodes::grid);
-TIMED(BM_find_closest, random / in_order, nodes::random, in_order);
-TIMED(BM_find_closest, random / at_random, nodes::random, at_random);
-TIMED(BM_find_closest, clustered / in_order, nodes::clustered, in_order);
-TIMED(BM_find_closest, grid / in_order, nodes::grid, in_order);
-TIMED(BM_find_close, in_order, in_order);
-TIMED(BM_find_close, at_random, at_random);
