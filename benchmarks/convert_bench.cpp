@@ -118,7 +118,7 @@ void add_refinement(const std::string& name, const sample& s, refinement into) {
     };
     add_way("partitions", plain::refine_by_partitions, native::refine_by_partitions);
     add_way("open_addressing", plain::refine_by_open_addressing, native::refine_by_open_addressing);
-    if (into == refinement::quadratic)
+    if (into == refinement::quadratic && s.elements < bench::million) // five times slower
         add_way("sorting", plain::refine_by_sorting, native::refine_by_sorting);
 }
 
