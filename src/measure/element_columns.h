@@ -98,17 +98,19 @@ template <std::size_t N, class Coordinates, class Visit>
 /// The same for a column of that many rows, eight of them for a mix of kinds.
 template <std::size_t Rows, class Coordinates, class Visit>
 void visit_column(const Coordinates& x, const unsigned* column, std::size_t e, const Visit& visit) {
-    if constexpr (Rows != 8)
-        return visit_one<Rows>(x, column, e, visit);
-    switch (nodes_of(column)) {
-    case 4:
-        return visit_one<4>(x, column, e, visit);
-    case 5:
-        return visit_one<5>(x, column, e, visit);
-    case 6:
-        return visit_one<6>(x, column, e, visit);
-    default:
-        return visit_one<8>(x, column, e, visit);
+    if constexpr (Rows != 8) {
+        visit_one<Rows>(x, column, e, visit);
+    } else {
+        switch (nodes_of(column)) {
+        case 4:
+            return visit_one<4>(x, column, e, visit);
+        case 5:
+            return visit_one<5>(x, column, e, visit);
+        case 6:
+            return visit_one<6>(x, column, e, visit);
+        default:
+            return visit_one<8>(x, column, e, visit);
+        }
     }
 }
 
