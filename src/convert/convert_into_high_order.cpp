@@ -1,7 +1,8 @@
 // Two passes over the elements. The first numbers the nodes and writes the connectivity; it reads no coordinates. Then
 // the number of nodes is known, the coordinates grow once, and the second pass places the nodes. It meets them in the
 // order of their IDs, since they were numbered in the order in which the elements meet them: a group is new to an
-// element when its first ID is the next to be placed. Until the coordinates have grown nothing of the caller's has
+// element when its first ID is the next to be placed. Where all new nodes are middles of edges the first pass notes the
+// ends of each, and the second needs no elements. Until the coordinates have grown nothing of the caller's has
 // changed, so that a lack of memory leaves no trace.
 
 #include <meldra3d/convert.h>
@@ -67,7 +68,8 @@ int check(const dense2D<double>& pos, const conversion_inputs& in, const node_co
 /// The layouts of the kinds that the columns of a mesh can be.
 class mesh_layouts {
 public:
-    mesh_layouts(std::size_t rows, const node_counts& counts) : mixed_(*find_mixed_record(ET_SOLID_MIX)), rows_(rows) {
+    mesh_layouts(std::size_t rows, const node_counts& counts)
+        : mixed_(*find_mixed_record(ET_SOLID_MIX)), rows_(rows), edge_nodes_(counts.nE) {
         for (unsigned k = 0; k < mixed_.kinds; ++k)
             layouts_[k] = layout_of(element_records[std::size_t(mixed_.kind[k])].form, counts);
     }
@@ -78,14 +80,27 @@ public:
     std::uint64_t width() const {
         std::uint64_t widest = 0;
         for (const element_layout& layout : layouts_)
-            if (rows_ == rows_of(ET_SOLID_MIX) || layout.solid->nodes == rows_)
+            if (is_there(layout))
                 widest = std::max(widest, layout.rows);
         return widest;
     }
 
+    /// True when all new nodes are middles of edges.
+    bool only_middles() const {
+        for (const element_layout& layout : layouts_)
+            if (is_there(layout) && layout.rows != layout.solid->nodes + layout.solid->edges)
+                return false;
+        return edge_nodes_ == 1;
+    }
+
 private:
+    bool is_there(const element_layout& layout) const {
+        return rows_ == rows_of(ET_SOLID_MIX) || layout.solid->nodes == rows_;
+    }
+
     const mixed_record& mixed_;
     const std::size_t rows_;
+    const unsigned edge_nodes_;
     std::array<element_layout, 4> layouts_;
 };
 
@@ -94,18 +109,21 @@ elfes::face_mix key_of(const face_cycle& face, const unsigned* column) {
              face.size == 3 ? no_node : column[face.node[3]]}};
 }
 
+using edge_list = dense1D<elfes::edge2, 8>;
+
 /// Writes the converted connectivity, a block of elements at a time: all their edges and faces are looked up together.
+/// `ends` is null or takes the edges whose middles are new, in the order of their IDs.
 class connectivity_writer {
 public:
     connectivity_writer(const dense2D<unsigned int>& connect, const mesh_layouts& layouts, const node_counts& counts,
-                        shared_nodes& shared, dense2D<unsigned int>& out)
-        : connect_(connect), layouts_(layouts), counts_(counts), shared_(shared), out_(out) {}
+                        shared_nodes& shared, elfes::edge2* ends, dense2D<unsigned int>& out)
+        : connect_(connect), layouts_(layouts), counts_(counts), shared_(shared), ends_(ends), out_(out) {}
 
     bool run() {
         for (std::size_t first = 0; first < connect_.cols(); first += elements_each) {
             const std::size_t last = std::min(first + elements_each, connect_.cols());
             shared_.look_up(connect_, first, last, edges_.data(), faces_.data());
-            if (!write(first, last))
+            if (!(ends_ ? write_middles(first, last) : write(first, last)))
                 return false;
         }
         return true;
@@ -128,6 +146,22 @@ private:
             std::fill(column + layout.rows, column + out_.rows(), no_node);
         }
         return true;
+    }
+
+    bool write_middles(std::size_t first, std::size_t last) {
+        const unsigned* group = edges_.data();
+        bool done = true;
+        for (std::size_t j = first; j < last && done; ++j) {
+            const unsigned* const from = connect_.col(j);
+            unsigned* const column = out_.col(j);
+            with_shape(layouts_.of(from).form, [&]<const shape_record & Solid>() {
+                std::copy_n(from, Solid.nodes, column);
+                done = shared_.number_middles<Solid>(group, column, ends_);
+                group += Solid.edges;
+                std::fill(column + Solid.nodes + Solid.edges, column + out_.rows(), no_node);
+            });
+        }
+        return done;
     }
 
     bool number_edges(const element_layout& layout, const unsigned*& group, const unsigned* column, unsigned* ids) {
@@ -161,6 +195,7 @@ private:
     const mesh_layouts& layouts_;
     const node_counts& counts_;
     shared_nodes& shared_;
+    elfes::edge2* ends_;
     dense2D<unsigned int>& out_;
     std::array<unsigned, elements_each * 12> edges_; ///< groups of the edges of a block
     std::array<unsigned, elements_each * 6> faces_;
@@ -189,8 +224,18 @@ public:
         }
     }
 
+    /// The middles of edges, with the ends of each.
+    void run(const edge_list& ends) {
+        const std::size_t n = last_ - next_;
+        for (std::size_t k = 0; k < n; ++k) {
+            if (k + ahead < n)
+                prefetch(ends[k + ahead].id.data(), 2);
+            add(middle_of_edge(at(ends[k].id[0]), at(ends[k].id[1])));
+        }
+    }
+
 private:
-    static constexpr std::size_t ahead = 16; // elements whose vertices are on their way
+    static constexpr std::size_t ahead = 16; // elements, or edges, whose vertices are on their way
 
     // Inlined always: a function that only asks for memory counts as doing nothing, and calls of it are left out.
     [[gnu::always_inline]] void prefetch(const unsigned* column, std::size_t rows) const {
@@ -216,7 +261,7 @@ private:
         if (counts_.nE != 1 || next_ + layout.solid->edges > last_)
             place_edges(*layout.solid, column + layout.solid->nodes);
         else
-            with_shape(layout.form, [&]<const shape_record & Solid>() { place_middles<Solid>(column); });
+            with_shape(layout.form, [&]<const shape_record & Solid>() { place_middles<Solid>(column + Solid.nodes); });
         for (unsigned f = 0; f < layout.solid->faces; ++f)
             if (layout.face_size[f] != 0 && column[layout.face_row[f]] == next_)
                 place_face(layout, f, column);
@@ -227,10 +272,7 @@ private:
     /// The middles of edges, one place behind the other; each that is not new is written over by the next. So there is
     /// no branch, which would often be mispredicted.
     template <const shape_record& Solid>
-    void place_middles(const unsigned* column) {
-        std::array<point, Solid.nodes> vertex;
-        for (unsigned k = 0; k < Solid.nodes; ++k)
-            vertex[k] = at(column[k]);
+    void place_middles(const unsigned* ids) {
         std::size_t next = next_;
         [&]<std::size_t... E>(std::index_sequence<E...>) {
             const auto place = [&](const point& a, const point& b, unsigned id) {
@@ -238,7 +280,7 @@ private:
                 std::copy_n(&p[0], 3, node(next));
                 next += std::size_t(id == next);
             };
-            (place(vertex[Solid.edge[E][0]], vertex[Solid.edge[E][1]], column[Solid.nodes + E]), ...);
+            (place(vertices_[Solid.edge[E][0]], vertices_[Solid.edge[E][1]], ids[E]), ...);
         }
         (std::make_index_sequence<Solid.edges>());
         next_ = next;
@@ -336,13 +378,16 @@ bool memory_suffices(const dense2D<unsigned int>& out, std::uint64_t nodes) {
     return probe != nullptr;
 }
 
-/// Writes the converted connectivity. Returns the number of nodes, old and new; 0 when there is no memory. The tables
-/// of edges and faces are gone before the coordinates grow.
+/// Writes the converted connectivity and, where all new nodes are middles of edges, the ends of these. Returns the
+/// number of nodes, old and new; 0 when there is no memory. The tables of edges and faces are gone before the
+/// coordinates grow.
 std::uint64_t number_nodes(const conversion_inputs& in, const mesh_layouts& layouts, const node_counts& counts,
-                           std::uint64_t first_new, dense2D<unsigned int>& out) {
+                           std::uint64_t first_new, edge_list& ends, dense2D<unsigned int>& out) {
     shared_nodes shared(counts, first_new);
-    const bool done = shared.find(in.connect, in.faces, in.edges) && out.resize(layouts.width(), in.connect.cols()) &&
-                      connectivity_writer(in.connect, layouts, counts, shared, out).run();
+    const bool done = shared.find(in.connect, in.faces, in.edges) &&
+                      (!layouts.only_middles() || ends.resize(shared.edges() + 1)) &&
+                      out.resize(layouts.width(), in.connect.cols()) &&
+                      connectivity_writer(in.connect, layouts, counts, shared, ends.data(), out).run();
     return done ? shared.next() : 0;
 }
 
@@ -351,10 +396,15 @@ int convert(dense2D<double>& pos, const conversion_inputs& in, const node_counts
     const std::size_t first_new = pos.cols();
     const mesh_layouts layouts(in.connect.rows(), counts);
     dense2D<unsigned int> out;
-    const std::uint64_t nodes = number_nodes(in, layouts, counts, first_new, out);
+    edge_list ends;
+    const std::uint64_t nodes = number_nodes(in, layouts, counts, first_new, ends, out);
     if (nodes == 0 || !memory_suffices(out, nodes) || !pos.resize(3, nodes))
         return no_memory;
-    node_placer(pos, first_new, counts, !in.faces.empty() || !in.edges.empty()).run(in.connect, layouts, out);
+    node_placer placer(pos, first_new, counts, !in.faces.empty() || !in.edges.empty());
+    if (ends.empty())
+        placer.run(in.connect, layouts, out);
+    else
+        placer.run(ends);
     connect_out = std::move(out);
     return 0;
 }

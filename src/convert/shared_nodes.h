@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include <numcore/dense1D.h>
 #include <numcore/dense2D.h>
@@ -49,7 +50,7 @@ struct node_groups {
 class shared_nodes {
 public:
     shared_nodes(const node_counts& counts, std::uint64_t first_new)
-        : counts_(counts), side_(square_side(counts.nQ).value_or(0)), next_(first_new) {}
+        : counts_(counts), side_(square_side(counts.nQ).value_or(0)), first_new_(first_new), next_(first_new) {}
 
     /// Finds the edges and faces that elements share with each other and with the given ones. False when there is no
     /// memory.
@@ -63,6 +64,30 @@ public:
     /// Writes the IDs of the nodes of n edges or faces that have one node each. False when an ID would not fit.
     bool number_middles(const unsigned* groups, unsigned n, unsigned* ids) { return number(edges_, groups, n, ids); }
     bool number_centres(const unsigned* groups, unsigned n, unsigned* ids) { return number(faces_, groups, n, ids); }
+
+    /// The same for all edges of an element, behind its vertices in `column`. Writes the edges whose middles are new
+    /// to `ends`, in the order of their IDs; it has room for one more than there are edges, since each is written
+    /// before it is known to be new. So there is no branch, which would often be mispredicted.
+    template <const shape_record& Solid>
+    [[gnu::always_inline]] bool number_middles(const unsigned* groups, unsigned* column, elfes::edge2* ends) {
+        std::uint64_t next = next_;
+        [&]<std::size_t... E>(std::index_sequence<E...>) __attribute__((always_inline)) {
+            const auto number_one = [&](unsigned group, elfes::edge2 edge, unsigned& to) {
+                unsigned& id = edges_.first[group];
+                const bool is_new = id == no_node;
+                ends[next - first_new_] = edge;
+                to = id = is_new ? static_cast<unsigned>(next) : id;
+                next += std::uint64_t(is_new);
+            };
+            (number_one(groups[E], {{column[Solid.edge[E][0]], column[Solid.edge[E][1]]}}, column[Solid.nodes + E]),
+             ...);
+        }
+        (std::make_index_sequence<Solid.edges>());
+        next_ = next;
+        return next <= id_limit;
+    }
+    /// How many edges there are, in elements and given ones.
+    std::uint64_t edges() const { return edges_.numbers.size(); }
 
     /// Writes the IDs of the nodes inside an edge or face of a group, in the direction of the key. False when an ID
     /// would not fit.
@@ -129,6 +154,7 @@ private:
     const unsigned side_; ///< of the grid inside a quadrangle
     const bool edge_keys_ = counts_.nE != 0;
     const face_visits face_keys_{counts_.nT != 0, counts_.nQ != 0};
+    const std::uint64_t first_new_;
     std::uint64_t next_;
     node_groups<elfes::edge2> edges_;
     node_groups<elfes::face_mix> faces_;
