@@ -167,20 +167,19 @@ public:
             largest = std::max(largest, ends_[p]);
             ends_[p] += ends_[p - 1];
         }
-        if (!reserve_table(largest) || !entries_.resize(static_cast<std::size_t>(ends_[ends_.size() - 1])))
+        // From here on ends_[p] is where partition p begins; filling it moves that to its end.
+        const std::uint64_t total = ends_[ends_.size() - 1];
+        const std::uint64_t room = std::min(total, std::max(total / most_rounds + largest, one_round));
+        if (!reserve_table(largest) || !entries_.resize(static_cast<std::size_t>(room)))
             return -199;
-        // Now ends_[p] is where partition p begins; filling it moves that to its end.
-        std::uint64_t* const ends = ends_.data();
-        entry* const entries = entries_.data();
-        auto distribute = [=, this](const face_key<Corners>& key, std::size_t slot) {
-            entries[ends[partition_of(hash_of(key))]++] = {key, static_cast<Slot>(slot)};
-        };
-        for_each_face(distribute);
-        std::uint64_t begin = 0;
-        for (std::size_t p = 0; p + 1 < ends_.size(); ++p) {
-            if (!match_partition(entries + begin, static_cast<std::uint32_t>(ends[p] - begin), neighbors) && strict)
+        for (std::size_t first = 0, last; first + 1 < ends_.size(); first = last) {
+            const std::uint64_t begin = ends_[first];
+            last = first + 1;
+            while (last + 1 < ends_.size() && ends_[last + 1] - begin <= room)
+                ++last;
+            distribute(first, last, for_each_face);
+            if (!match_partitions(first, last, begin, neighbors) && strict)
                 return -3;
-            begin = ends[p];
         }
         return 0;
     }
@@ -195,6 +194,11 @@ private:
 
     static constexpr std::size_t partition_size = 8192; // with its table some 250 KiB: inside a second-level cache
     static constexpr unsigned most_bits = 11;           // more partitions would miss the address translation buffer
+
+    // A large mesh is gone through several times, each time for the faces of some partitions, so that the entries take
+    // no more memory than the neighbours; up to a million tetrahedra one round is quicker.
+    static constexpr std::uint64_t most_rounds = 4;
+    static constexpr std::uint64_t one_round = std::uint64_t(1) << 22; // faces
 
     std::size_t partition_of(std::uint32_t hash) const { return std::size_t(hash) >> shift_; }
 
@@ -213,6 +217,33 @@ private:
         while (places < 2 * largest)
             places *= 2;
         return table_.resize(places);
+    }
+
+    /// Writes the faces of the partitions from `first` to before `last` to the entries.
+    template <class ForEachFace>
+    void distribute(std::size_t first, std::size_t last, ForEachFace for_each_face) {
+        std::uint64_t* const ends = ends_.data();
+        entry* const entries = entries_.data();
+        const std::uint64_t begin = ends[first];
+        auto write = [=, this](const face_key<Corners>& key, std::size_t slot) {
+            const std::size_t p = partition_of(hash_of(key));
+            if (p - first < last - first)
+                entries[ends[p]++ - begin] = {key, static_cast<Slot>(slot)};
+        };
+        for_each_face(write);
+    }
+
+    /// Matches the partitions that were just written; entry 0 is face `begin`. False as of match_partition.
+    bool match_partitions(std::size_t first, std::size_t last, std::uint64_t begin, unsigned* neighbors) {
+        bool manifold = true;
+        const entry* entries = entries_.data();
+        for (std::size_t p = first; p < last; ++p) {
+            const std::uint64_t n = ends_[p] - begin;
+            manifold = match_partition(entries, static_cast<std::uint32_t>(n), neighbors) && manifold;
+            entries += n;
+            begin = ends_[p];
+        }
+        return manifold;
     }
 
     /// Returns false when a face of the partition is shared by more than two elements.

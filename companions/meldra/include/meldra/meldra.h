@@ -47,7 +47,8 @@ MELDRA3D_API bool check_IDs(const dense2D<unsigned int>& connect, element_type t
 ///
 /// Method: the faces are distributed to partitions by a hash of their nodes, and matched partition by partition by
 /// open addressing inside the cache (a radix-partitioned hash join, Manegold, Boncz and Kersten 2002).
-/// Linear in the number of faces; needs 16 (triangular faces) or 20 bytes of working memory for each.
+/// Linear in the number of faces; needs 16 (triangular faces) or 20 bytes of working memory for each of four million
+/// faces, and beyond 16 million for each of a quarter of them: a mesh that large is gone through up to four times.
 MELDRA3D_API int get_neighbors(const dense2D<unsigned int>& connect, element_type type, bool strict,
                                dense2D<unsigned int>& neighbors);
 
