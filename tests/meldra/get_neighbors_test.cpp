@@ -180,16 +180,38 @@ TEST(GetNeighbors, MeshesOfManyPartitionsAgreeWithATableOfFaces) {
 }
 
 TEST(GetNeighbors, CubesOfAGridLieBesideEachOther) {
-    constexpr unsigned n = 13;
-    const auto neighbors = neighbors_of(cube_grid(n), ET_H8);
-    ASSERT_EQ(neighbors.rows(), 6u);
-    for (unsigned j = 0; j < n * n * n; ++j) {
-        const unsigned x = j % n, y = j / n % n, z = j / n / n;
-        const unsigned expected[] = {x > 0 ? j - 1 : none,     x + 1 < n ? j + 1 : none, y > 0 ? j - n : none,
-                                     y + 1 < n ? j + n : none, z > 0 ? j - n * n : none, z + 1 < n ? j + n * n : none};
-        ASSERT_EQ(column(neighbors, j), std::vector<unsigned>(expected, expected + 6)) << j;
+    for (const unsigned n : {13u, 90u}) { // the faces of the larger one do not all lie in memory at a time
+        const auto neighbors = neighbors_of(cube_grid(n), ET_H8);
+        ASSERT_EQ(neighbors.rows(), 6u);
+        for (unsigned j = 0; j < n * n * n; ++j) {
+            const unsigned x = j % n, y = j / n % n, z = j / n / n;
+            const unsigned expected[] = {x > 0 ? j - 1 : none,     x + 1 < n ? j + 1 : none,
+                                         y > 0 ? j - n : none,     y + 1 < n ? j + n : none,
+                                         z > 0 ? j - n * n : none, z + 1 < n ? j + n * n : none};
+            ASSERT_TRUE(std::equal(expected, expected + 6, neighbors.col(j))) << j;
+        }
+        EXPECT_EQ(entries(neighbors_of(cube_grid(n), ET_SOLID_MIX)), entries(neighbors));
     }
-    EXPECT_EQ(entries(neighbors_of(cube_grid(n), ET_SOLID_MIX)), entries(neighbors));
+}
+
+TEST(GetNeighbors, LargeMeshesOfTetrahedraAreManifoldOrNot) {
+    constexpr unsigned n = 58; // 4.7 million faces, which do not all lie in memory at a time
+    auto connect = tetrahedra_of(cube_grid(n));
+    dense2D<unsigned> neighbors;
+    ASSERT_EQ(get_neighbors(connect, ET_TH4, true, neighbors), 0);
+    const auto all = entries(neighbors);
+    EXPECT_EQ(std::count(all.begin(), all.end(), none), 12 * n * n);
+    for (unsigned j = 0; j < connect.cols(); ++j)
+        ASSERT_TRUE(neighbors(1, j) == j - j % 6 + (j + 1) % 6 && neighbors(2, j) == j - j % 6 + (j + 5) % 6) << j;
+
+    for (const unsigned j : {0u, 600000u}) { // a third element at the faces of one
+        const dense2D<unsigned> same = connect.sub(0, j, 4, 1);
+        dense2D<unsigned> more;
+        more.copy(connect);
+        more.append(same.col(0));
+        EXPECT_EQ(get_neighbors(more, ET_TH4, true, neighbors), -3);
+        EXPECT_TRUE(neighbors.empty());
+    }
 }
 
 TEST(GetNeighbors, KuhnTetrahedraMatchWithinAndAcrossCubes) {

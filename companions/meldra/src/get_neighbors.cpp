@@ -196,7 +196,7 @@ private:
     static constexpr unsigned most_bits = 11;           // more partitions would miss the address translation buffer
 
     // A large mesh is gone through several times, each time for the faces of some partitions, so that the entries take
-    // no more memory than the neighbours; up to a million tetrahedra one round is quicker.
+    // about as much memory as the neighbours; up to a million tetrahedra one round is quicker.
     static constexpr std::uint64_t most_rounds = 4;
     static constexpr std::uint64_t one_round = std::uint64_t(1) << 22; // faces
 
