@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages that this project needs and that are missing. When nothing is missing it asks no
 # server and prints nothing.
-#   scripts/setup.sh         all of it: build, tests, benchmarks, fuzzing, format and lint checks
+#   scripts/setup.sh         all of it: build, tests, benchmarks, fuzzing, format and lint checks, packages
 #   scripts/setup.sh demo    what the demonstration needs, for a short first run
 #   scripts/setup.sh peers   all of it, and the tools by others that benchmarks/peers measures against (300 MB)
 #   scripts/setup.sh docs    what the pages and the reference need
@@ -10,20 +10,17 @@ set -euo pipefail
 # Build, Python module and command.
 packages=(cmake ninja-build g++ liblapack-dev pybind11-dev python3-dev
     python3-numpy python3-meshio python3-matplotlib python3-click python3-rich)
+# Tests, benchmarks, checks and packages.
 everything=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-hopscotch-map-dev libnanoflann-dev
-    libtet1.5-dev python3-pytest clang clang-format clang-tidy libclang-rt-14-dev libfuzzer-14-dev)
+    libtet1.5-dev python3-pytest python3-pip python3-venv python3-skbuild dpkg-dev fakeroot clang clang-format
+    clang-tidy cppcheck llvm-14 libclang-rt-14-dev libfuzzer-14-dev)
 case "${1:-all}" in
 demo) ;;
 docs) packages+=(doxygen graphviz python3-pil) ;;
-all)
-    packages+=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-hopscotch-map-dev libnanoflann-dev
-        libtet1.5-dev python3-pytest python3-pip python3-skbuild dpkg-dev fakeroot clang clang-format clang-tidy cppcheck llvm-14 libclang-rt-14-dev libfuzzer-14-dev)
-    ;;
 all) packages+=("${everything[@]}") ;;
 peers) packages+=("${everything[@]}" libgmsh-dev libvtk9-dev libcgal-dev libeigen3-dev libabsl-dev) ;;
 *)
-    echo "usage: scripts/setup.sh [demo | peers]" >&2
-    echo "usage: scripts/setup.sh [demo | docs]" >&2
+    echo "usage: scripts/setup.sh [demo | docs | peers]" >&2
     exit 2
     ;;
 esac

@@ -18,8 +18,8 @@ namespace quorl::meldra3d::detail {
 /// One hashed table of the edges or faces of a mesh in random order would be read outside the caches at every key. So
 /// the keys are first written to partitions by a few bits of another hash, in their own order, and a table that fits
 /// the cache is filled with one partition after another (S. Manegold, P. Boncz, M. Kersten, "Optimizing main-memory
-/// join on modern hardware", IEEE TKDE 14(4), 2002). The numbers of a partition take the place of its keys. Whoever goes
-/// through the same keys once more gets them back in the order of the sequence, which is kept in each partition.
+/// join on modern hardware", IEEE TKDE 14(4), 2002). The numbers of a partition take the place of its keys. Whoever
+/// goes through the same keys once more gets them back in the order of the sequence, which is kept in each partition.
 template <class Key>
 class distinct_keys {
 public:
@@ -74,7 +74,10 @@ private:
     template <class ForEachKey>
     bool distribute(const ForEachKey& for_each_key) {
         std::array<std::uint64_t, partitions> end{};
-        for_each_key([&end](const Key& key) __attribute__((always_inline)) { ++end[partition_of(key)]; });
+        const auto count = [&end](const Key& key) __attribute__((always_inline)) {
+            ++end[partition_of(key)];
+        };
+        for_each_key(count);
         std::uint64_t total = 0;
         for (std::size_t p = 0; p < partitions; ++p) {
             begin_[p] = total;
@@ -84,9 +87,10 @@ private:
         if (!words_.resize(words_each * total))
             return false;
         unsigned* const words = words_.data();
-        for_each_key([words, &end](const Key& key) __attribute__((always_inline)) {
+        const auto write = [&](const Key& key) __attribute__((always_inline)) {
             std::memcpy(words + words_each * end[partition_of(key)]++, &key, sizeof(Key));
-        });
+        };
+        for_each_key(write);
         end_ = end;
         return true;
     }
