@@ -73,14 +73,13 @@ template <class Visits, class Visit>
                                                 std::size_t last, const Visits& visits, const Visit& visit) {
     const mixed_record& mixed = *find_mixed_record(ET_SOLID_MIX);
     const std::size_t rows = connect.rows();
-    const unsigned* column = connect.col(first);
-    for (std::size_t j = first; j < last; ++j, column += connect.ld())
-        with_shape(
-            element_records[std::size_t(kind_of_column(mixed, column, rows))].form, [&]<const shape_record & Solid>()
-                                                                                        __attribute__((always_inline)) {
-                                                                                            visits.template element<
-                                                                                                Solid>(column, visit);
-                                                                                        });
+    for (std::size_t j = first; j < last && !connect.empty(); ++j) {
+        const unsigned* const column = connect.col(j);
+        const auto visit_all = [&]<const shape_record & Solid>() __attribute__((always_inline)) {
+            visits.template element<Solid>(column, visit);
+        };
+        with_shape(element_records[std::size_t(kind_of_column(mixed, column, rows))].form, visit_all);
+    }
 }
 
 } // namespace quorl::meldra3d::detail

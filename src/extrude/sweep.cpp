@@ -261,10 +261,11 @@ private:
             const unsigned* const face = surface_.col(j);
             for (std::size_t c = 0; c < Rows && j + ahead < surface_.cols(); ++c)
                 nodes_.prefetch(face[ahead * surface_.ld() + c]);
-            if (Rows == 4 && face[Rows - 1] != no_node)
-                sweep_face<Rows, Rows>(face, solid, cap);
-            else
+            // NOLINTNEXTLINE(bugprone-branch-clone): with 3 rows both are the same, and the second is never reached
+            if (Rows == 3 || face[Rows - 1] == no_node)
                 sweep_face<Rows, 3>(face, solid, cap);
+            else
+                sweep_face<Rows, Rows>(face, solid, cap);
             solid += layers_ * solids_.matrix.ld();
         }
     }

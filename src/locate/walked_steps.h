@@ -39,7 +39,7 @@ private:
 
     /// Also notes it. What another step displaces is only walked again.
     [[gnu::always_inline]] bool has_been_passed(unsigned element, std::size_t steps) {
-        step& s = passed_[(element * 7 + steps * 31) % passed_.size()];
+        step& s = passed_[(std::size_t(element) * 7 + steps * 31) % passed_.size()];
         if (s.point == point_ && s.element == element && s.steps == steps)
             return true;
         s = {point_, element, steps};
