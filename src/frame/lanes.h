@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -72,7 +73,7 @@ template <class Real>
 }
 
 [[gnu::always_inline]] inline four_doubles with_sign_of(const four_doubles& magnitude, const four_doubles& x) {
-    const four_masks sign = four_masks{} + (1LL << 63);
+    const four_masks sign = four_masks{} + std::numeric_limits<long long>::min(); // the highest bit
     return (four_doubles)(((four_masks)magnitude & ~sign) | ((four_masks)x & sign));
 }
 
