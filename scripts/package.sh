@@ -2,7 +2,9 @@
 # Makes what is given to others, in build/packages, and tests it: the Debian packages libmeldra3d5, libmeldra3d-dev and
 # python3-meldra3d, and a Python wheel. With --clean it installs the Debian packages on a bare Debian 12 (a new folder
 # tree made by mmdebstrap, as root) and builds and runs a program there.
-#   scripts/package.sh [--clean]
+#   scripts/package.sh             all of them
+#   scripts/package.sh --debian    the Debian packages only
+#   scripts/package.sh --clean     all of them, and the bare Debian
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -16,11 +18,13 @@ cmake --build build/debian -j 2
 cpack --config build/debian/CPackConfig.cmake -B build/debian/cpack
 cp build/debian/cpack/*.deb build/packages
 
-# A new copy of the sources, since the wheel's build leaves folders beside them.
-rm -rf build/wheel
-mkdir build/wheel
-git ls-files -z | tar --create --null --files-from=- | tar --extract --directory build/wheel
-/usr/bin/python3 -m pip wheel --quiet --no-build-isolation --no-deps --wheel-dir build/packages build/wheel
+if [ "${1:-}" != --debian ]; then
+    # A new copy of the sources, since the wheel's build leaves folders beside them.
+    rm -rf build/wheel
+    mkdir build/wheel
+    git ls-files -z | tar --create --null --files-from=- | tar --extract --directory build/wheel
+    /usr/bin/python3 -m pip wheel --quiet --no-build-isolation --no-deps --wheel-dir build/packages build/wheel
+fi
 
 tests/packaging/packages/run.sh build/packages build/package_test
 [ "${1:-}" = --clean ] || exit 0

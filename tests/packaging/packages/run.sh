@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Tests the packages of scripts/package.sh without installing them: the Debian packages are unpacked into a folder tree,
-# the wheel goes into a virtual environment that sees the system's Python packages.
+# the wheel, where there is one, goes into a virtual environment that sees the system's Python packages.
 #   run.sh FOLDER SCRATCH
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
@@ -23,6 +23,7 @@ for package in "$packages"/*.deb; do
     [ -s "root/usr/share/doc/$(dpkg-deb --field "$package" Package)/copyright" ]
 done
 
+compgen -G "$packages/*.whl" >/dev/null || { echo "packages: Debian packages work"; exit; }
 /usr/bin/python3 -m venv --system-site-packages --without-pip environment
 /usr/bin/python3 -m pip --python environment/bin/python install --quiet --no-index --no-deps "$packages"/*.whl
 unset LD_LIBRARY_PATH
