@@ -189,8 +189,8 @@ bool columns_have(const Matrix& connect, std::initializer_list<std::size_t> coun
     return true;
 }
 
-/// The number of nodes that a check of IDs is given: IDs end before `no_node`.
-inline unsigned id_limit(std::size_t columns) {
+/// How many of the columns of a matrix have IDs: these end before `no_node`.
+inline unsigned named_columns(std::size_t columns) {
     return unsigned(std::min<std::size_t>(columns, no_node));
 }
 

@@ -42,7 +42,7 @@ std::uint64_t rows_of(const edge_rows& kind, const counts& n) {
 }
 
 int expected_status(const snapshot<double>& pos, const std::array<snapshot<unsigned>, roles>& in, const counts& n) {
-    const auto nodes = id_limit(pos.cols);
+    const auto nodes = named_columns(pos.cols);
     const auto in_nodes = [=](const snapshot<unsigned>& m) {
         return std::all_of(m.entries.begin(), m.entries.end(),
                            [=](unsigned id) { return id < nodes || id == no_node; });
@@ -150,7 +150,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         n = {pick(args, {0, 1, 1, 2, 3}), pick(args, {0, 1, 1, 4, 9}), pick(args, {0, 1, 3}), pick(args, {0, 1, 8, 27}),
              pick(args, {0, 1}),          pick(args, {0, 1, 2, 3, 6}), pick(args, {0, 1})};
     dense2D<double> pos = args.coordinates();
-    const auto nodes = id_limit(pos.cols());
+    const auto nodes = named_columns(pos.cols());
 
     const unsigned solid_rows = args.rarely(12) ? args.below(12) : std::array{4u, 5u, 6u, 8u}[args.below(4)];
     const bool small = n.nE < 100 && n.nQ < 100;

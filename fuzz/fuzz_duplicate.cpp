@@ -37,7 +37,7 @@ unsigned faces_of(quorl::element_type type) {
 opening read_opening(arguments& args) {
     opening o{};
     o.pos = args.coordinates();
-    const auto nodes = id_limit(o.pos.cols());
+    const auto nodes = named_columns(o.pos.cols());
     const quorl::element_type types[] = {quorl::ET_TH4, quorl::ET_H8, quorl::ET_SOLID_MIX, quorl::ET_W6};
     o.type = types[args.rarely(16) ? 3 : args.below(3)];
     const unsigned rows = o.type == quorl::ET_TH4 || (o.type == quorl::ET_SOLID_MIX && args.rarely(4)) ? 4
@@ -49,9 +49,9 @@ opening read_opening(arguments& args) {
         o.connect = args.connectivity(rows, {rows}, nodes);
     if (args.rarely(3)) {
         o.neighbors =
-            args.connectivity(args.rarely(8) ? args.below(7) : faces_of(o.type), {6}, id_limit(o.connect.cols()));
+            args.connectivity(args.rarely(8) ? args.below(7) : faces_of(o.type), {6}, named_columns(o.connect.cols()));
         for (unsigned n = args.below(24); n != 0; --n)
-            o.ancestors.push_back(args.id(id_limit(o.connect.cols())));
+            o.ancestors.push_back(args.id(named_columns(o.connect.cols())));
     } else {
         quorl::meldra::get_neighbors(o.connect, o.type, false, o.neighbors);
         quorl::meldra::get_ancestors(o.connect, o.ancestors);
@@ -78,7 +78,7 @@ int expected_status(const opening& o) {
     const snapshot<unsigned> connect(o.connect), neighbors(o.neighbors), surface(o.surface);
     if (connect.empty() || surface.empty() || (!o.plus && !o.minus))
         return 0;
-    const auto nodes = id_limit(o.pos.cols());
+    const auto nodes = named_columns(o.pos.cols());
     if (o.pos.rows() != 3)
         return -1;
     if (!suits(connect, o.type, nodes))
@@ -114,7 +114,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     } else {
         require(pos.cols() == pos_before.cols + std::size_t(status), "a column for each copy");
         require(pos_before.same(pos.sub(0, 0, 3, pos_before.cols)), "the old nodes");
-        require(suits(snapshot<unsigned>(connect), o.type, id_limit(pos.cols())), "a valid mesh");
+        require(suits(snapshot<unsigned>(connect), o.type, named_columns(pos.cols())), "a valid mesh");
     }
     require(pos_before.same(o.pos) && connect_before.same(o.connect), "other views unchanged");
     require(neighbors_before.same(o.neighbors) && surface_before.same(o.surface), "inputs unchanged");

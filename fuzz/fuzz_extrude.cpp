@@ -94,7 +94,7 @@ int expected_status(const snapshot<double>& pos, const std::array<snapshot<unsig
         return 0;
     if (pos.rows != 2 && pos.rows != 3)
         return -1;
-    if (!suits(in[surface], quorl::ET_FACE_MIX, id_limit(pos.cols)))
+    if (!suits(in[surface], quorl::ET_FACE_MIX, named_columns(pos.cols)))
         return -2;
     const int shifted = s.kind == translation ? 0 : 1;
     if (!((s.counted ? length * (1.0 / s.layers) : s.start) > 0))

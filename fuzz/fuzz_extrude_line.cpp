@@ -54,7 +54,7 @@ int expected_status(const line_arguments& a, const snapshot<double>& pos,
         return 0;
     if (pos.rows != 3)
         return -1;
-    if (!suits(in[surface], quorl::ET_FACE_MIX, id_limit(pos.cols)))
+    if (!suits(in[surface], quorl::ET_FACE_MIX, named_columns(pos.cols)))
         return -2;
     if (a.line.size() < 2 || std::any_of(a.line.begin(), a.line.end(), [&](unsigned id) { return id >= pos.cols; }))
         return -3;
@@ -271,7 +271,7 @@ int call(const line_arguments& a, sweep_matrices& m, const dense1D<unsigned>& li
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     arguments args(bytes, size);
     sweep_matrices m(args);
-    line_arguments a = decode(args, id_limit(m.pos.cols()));
+    line_arguments a = decode(args, named_columns(m.pos.cols()));
     const auto line = dense1D<unsigned>::view(a.line.data(), a.line.size());
     const auto sizes = dense1D<double>::view(a.sizes.data(), a.sizes.size());
     const std::size_t cols = a.metric_rows == 0 ? 0 : a.metrics.size() / a.metric_rows;

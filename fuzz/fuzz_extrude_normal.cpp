@@ -51,7 +51,7 @@ int expected_status_of_vectors(const sweep_matrices& m, const scalars& s, const 
         return 0;
     if (m.pos_before.rows != 3)
         return -1;
-    if (!suits(m.before[surface], quorl::ET_FACE_MIX, id_limit(std::min(m.pos_before.cols, shifts.cols))))
+    if (!suits(m.before[surface], quorl::ET_FACE_MIX, named_columns(std::min(m.pos_before.cols, shifts.cols))))
         return -2;
     if (shifts.rows != 3)
         return -3;
@@ -74,7 +74,7 @@ int expected_status(const sweep_matrices& m, const scalars& s, const snapshot<do
         return 0;
     if (m.pos_before.rows != 3)
         return -1;
-    if (!suits(m.before[surface], quorl::ET_FACE_MIX, id_limit(m.pos_before.cols)))
+    if (!suits(m.before[surface], quorl::ET_FACE_MIX, named_columns(m.pos_before.cols)))
         return -2;
     if (!(s.thickness > 0))
         return -3;

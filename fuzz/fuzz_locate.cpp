@@ -67,7 +67,7 @@ int expected_status(const search_arguments& a) {
         return 0;
     if (m.pos.rows() != 3)
         return -1;
-    if (!suits(snapshot<unsigned>(m.connect), a.type, id_limit(m.pos.cols())))
+    if (!suits(snapshot<unsigned>(m.connect), a.type, named_columns(m.pos.cols())))
         return -2;
     const snapshot<unsigned> neighbors(m.neighbors);
     if (m.neighbors.cols() != m.connect.cols() || m.neighbors.rows() != faces_of(a.type) ||
@@ -135,7 +135,7 @@ void fuzz_many_points(arguments& args, search_arguments a) {
 void fuzz_nodes(arguments& args, const search_arguments& a) {
     list nodes(args.below(5));
     for (unsigned& id : nodes)
-        id = args.id(id_limit(a.mesh.pos.cols()));
+        id = args.id(named_columns(a.mesh.pos.cols()));
     list elements;
     dense2D<double> local;
     const int status = quorl::meldra3d::get_elements_containing_nodes(a.mesh.pos, a.mesh.connect, a.type, nodes,
@@ -155,7 +155,8 @@ int expected_status_of_values(const search_arguments& a, const list& nodes, bool
         return 0;
     if (m.pos.rows() != 3)
         return -1;
-    if (metrics ? m.connect.rows() != 4 : !suits(snapshot<unsigned>(m.connect), quorl::ET_TH4, id_limit(m.pos.cols())))
+    if (metrics ? m.connect.rows() != 4
+                : !suits(snapshot<unsigned>(m.connect), quorl::ET_TH4, named_columns(m.pos.cols())))
         return -2;
     if (m.neighbors.rows() != 4 || m.neighbors.cols() != m.connect.cols() ||
         (!metrics && !ids_are_below(neighbors.entries.data(), neighbors.entries.size(), m.connect.cols())))
@@ -174,7 +175,7 @@ void fuzz_values(arguments& args, const search_arguments& a) {
     const std::size_t n = m.pos.cols();
     list nodes(args.below(6));
     for (unsigned& id : nodes)
-        id = args.id(id_limit(n));
+        id = args.id(named_columns(n));
     const std::size_t count = args.rarely(16) || n > many_columns ? args.below(30) : n;
     const bool metrics = args.flag(), scalar = args.flag(), keep_valid = args.flag();
     const std::size_t rows = scalar ? 1 : metrics && !args.rarely(16) ? 6 : args.below(8);
@@ -211,7 +212,7 @@ void fuzz_values(arguments& args, const search_arguments& a) {
 void spoil(arguments& args, test::searchable& m, bool wild) {
     if (m.connect.empty())
         return;
-    const auto elements = id_limit(m.connect.cols());
+    const auto elements = named_columns(m.connect.cols());
     const auto any = [&] { return wild ? args.integer() : args.rarely(4) ? no_node : args.below(elements); };
     for (unsigned k = args.below(4); k > 0 && !m.neighbors.empty(); --k)
         m.neighbors(args.below(unsigned(m.neighbors.rows())), args.below(unsigned(m.neighbors.cols()))) = any();
@@ -236,7 +237,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
         a.type = quorl::ET_TH10;
     const element_record* const record = find_record(a.type);
     const unsigned rows = !record || args.rarely(16) ? args.below(12) : record->rows;
-    const auto nodes = id_limit(m.pos.cols());
+    const auto nodes = named_columns(m.pos.cols());
     require(m.connect.copy(args.connectivity(rows, {rows}, nodes)), "a copy");
     // Turned round where they are inverted, so that there is a way to go.
     for (std::size_t j = 0; m.pos.rows() == 3 && rows >= 4 && nodes != 0 && j < m.connect.cols(); ++j) {

@@ -13,7 +13,7 @@ int expected_status(const snapshot<double>& pos, const snapshot<unsigned>& conne
         return 0;
     if (pos.rows != 3)
         return -1;
-    return suits(connect, quorl::ET_SOLID_MIX, id_limit(pos.cols)) ? 0 : -2;
+    return suits(connect, quorl::ET_SOLID_MIX, named_columns(pos.cols)) ? 0 : -2;
 }
 
 bool same_bits(double a, double b) {
@@ -54,7 +54,7 @@ void check_angles(angle_export call, const dense2D<double>& pos, const dense2D<u
 void check_centers(const dense2D<double>& pos, const dense2D<unsigned>& connect, bool shared) {
     const snapshot<double> pos_before(pos);
     const snapshot<unsigned> columns(connect);
-    const bool good = connect.rows() == 4 && suits(columns, quorl::ET_TH4, id_limit(pos.cols()));
+    const bool good = connect.rows() == 4 && suits(columns, quorl::ET_TH4, named_columns(pos.cols()));
     dense2D<double> centers = shared ? pos : dense2D<double>(2, 3, 0.0);
     const int status = quorl::meldra3d::circumcenters(pos, connect, centers);
     require(status == (pos.rows() != 3 ? -1 : good ? 0 : -2), "the status of the circumcentres");
@@ -69,12 +69,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     arguments args(bytes, size);
     const dense2D<double> pos = args.coordinates();
     const unsigned rows = args.rarely(12) ? args.below(30) : (args.flag() ? 8 : 4 + args.below(3));
-    const dense2D<unsigned> connect = args.connectivity(rows, {4, 5, 6, 8}, id_limit(pos.cols()));
+    const dense2D<unsigned> connect = args.connectivity(rows, {4, 5, 6, 8}, named_columns(pos.cols()));
     const snapshot<double> pos_before(pos);
     const snapshot<unsigned> connect_before(connect);
 
     check_volume(pos, connect, args.number(), expected_status(pos_before, connect_before));
-    const int expected = suits(connect_before, quorl::ET_SOLID_MIX, id_limit(pos.cols())) ? 0 : -2;
+    const int expected = suits(connect_before, quorl::ET_SOLID_MIX, named_columns(pos.cols())) ? 0 : -2;
     constexpr double pi = 3.1415926535897932;
     check_angles(quorl::meldra3d::dihedral_angles, pos, connect, args.flag(), expected, pi, true);
     check_angles(quorl::meldra3d::solid_angles, pos, connect, args.flag(), expected, 4 * pi, false);

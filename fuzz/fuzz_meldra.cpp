@@ -176,7 +176,7 @@ void check_simplified(const snapshot<double>& pos_before, const std::vector<snap
 
 void fuzz_simplify(arguments& args, const dense2D<unsigned>& witness) {
     dense2D<double> pos = args.coordinates();
-    const unsigned nodes = id_limit(pos.cols());
+    const unsigned nodes = named_columns(pos.cols());
     const unsigned n0 = args.rarely(8) ? args.integer() : args.below(nodes + 1);
     std::vector<dense2D<unsigned>> connects;
     connects.reserve(4);

@@ -114,7 +114,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     const bool unit = args.flag();
     dense2D<double> pos = args.coordinates();
     const unsigned rows = args.rarely(16) ? args.below(6) : 3 + args.below(2);
-    const dense2D<unsigned> faces = args.connectivity(rows, {rows, 3}, id_limit(pos.cols()));
+    const dense2D<unsigned> faces = args.connectivity(rows, {rows, 3}, named_columns(pos.cols()));
     const snapshot<double> pos_before(pos);
     const snapshot<unsigned> faces_before(faces);
     const bool in_place = args.rarely(8);
@@ -130,7 +130,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     if (!faces_before.empty()) {
         if (pos_before.rows != 3)
             expected = -1;
-        else if (!suits(faces_before, quorl::ET_FACE_MIX, id_limit(nodes)))
+        else if (!suits(faces_before, quorl::ET_FACE_MIX, named_columns(nodes)))
             expected = -2;
         else if (!(tolerance >= 0))
             expected = -3;

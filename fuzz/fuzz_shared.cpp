@@ -253,7 +253,7 @@ private:
         auto& m = m_.object;
         auto& l = l_.object;
         x[0] = args_.coordinates();
-        const unsigned nodes = id_limit(x[0].cols());
+        const unsigned nodes = named_columns(x[0].cols());
         const unsigned rows = args_.rarely(12) ? args_.below(30) : std::array{4u, 8u, 4u, 5u, 6u}[args_.below(5)];
         m[0] = args_.connectivity(rows, {rows, rows == 8 ? 6u : rows, rows == 8 ? 4u : rows}, nodes);
         const auto type = rows == 4 ? ET_TH4 : ET_SOLID_MIX;
@@ -482,7 +482,7 @@ bool can_be_cut(const frame& f) {
     const snapshot<unsigned> solids(*f.m[0]), quadrangles(*f.m[1]);
     const std::size_t nodes = f.x[0]->cols();
     return f.x[0]->rows() == 3 && solids.rows == 8 && quadrangles.rows == 4 &&
-           suits(solids, ET_SOLID_MIX, id_limit(nodes)) && suits(quadrangles, ET_Q4, id_limit(nodes)) &&
+           suits(solids, ET_SOLID_MIX, named_columns(nodes)) && suits(quadrangles, ET_Q4, named_columns(nodes)) &&
            f.l[0]->size() >= quadrangles.cols &&
            std::all_of(f.l[0]->begin(), f.l[0]->end(), [](unsigned bit) { return bit < 2; });
 }

@@ -84,7 +84,7 @@ inline std::vector<column> expected_cap(const snapshot<unsigned>& faces, const n
 
 /// The nodes of a surface in order of first appearance, and no layers yet.
 inline numbering number_surface(const snapshot<double>& pos, const snapshot<unsigned>& faces) {
-    numbering n{{}, id_limit(pos.cols), 0};
+    numbering n{{}, named_columns(pos.cols), 0};
     for (const unsigned id : faces.entries)
         if (id != no_node && std::find(n.nodes.begin(), n.nodes.end(), id) == n.nodes.end())
             n.nodes.push_back(id);
@@ -100,7 +100,7 @@ public:
         std::vector<dense2D<unsigned>*> earlier;
         for (unsigned r = 0; r < roles; ++r) {
             const unsigned rows = args.rarely(16) ? args.below(10) : usual_rows[r][args.below(2)];
-            pool_[r] = args.connectivity(rows, {rows, r == solids ? 6u : 3u}, id_limit(pos.cols()), earlier);
+            pool_[r] = args.connectivity(rows, {rows, r == solids ? 6u : 3u}, named_columns(pos.cols()), earlier);
             earlier.push_back(&pool_[r]);
             matrices_[r] = args.rarely(12) ? &pool_[args.below(r + 1)] : &pool_[r];
         }
