@@ -8,8 +8,8 @@
 // The model of the tests can let allocations fail; here all succeed.
 namespace test {
 void fail_allocation(std::size_t) {}
-bool stop_failing() {
-    return false;
+std::size_t stop_failing() {
+    return 0;
 }
 } // namespace test
 
