@@ -178,14 +178,17 @@ private:
     }
 
     /// Lets the nodes of the path stand for copies where it begins in the surface. Those copies are left out unless the
-    /// caller's own entries name nodes that there would not be.
+    /// caller's own entries, in the rows that outputs keep, name nodes that there would not be.
     void follow(const unsigned* guide) {
         const std::uint32_t first = nodes_.find(guide[0]);
         if (first == no_node)
             return;
-        bool known = meldra::check_IDs(edges_, levels_.all_nodes());
-        for (const appended_matrix* output : {&solids_, &sides_, &cap_})
-            known = known && meldra::check_IDs(output->matrix, levels_.all_nodes());
+        const auto known_in = [this](const dense2D<unsigned int>& matrix, std::size_t rows) {
+            const auto kept = matrix.sub(0, 0, std::min(rows, matrix.rows()), matrix.cols());
+            return meldra::check_IDs(kept, levels_.all_nodes());
+        };
+        const bool known = known_in(edges_, 2) && known_in(solids_.matrix, 2 * surface_.rows()) &&
+                           known_in(sides_.matrix, 4) && known_in(cap_.matrix, surface_.rows());
         levels_.replace(first, guide, !known);
     }
 
