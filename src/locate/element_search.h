@@ -39,7 +39,10 @@ public:
     /// The parts of it: a close node, its element (asked for some time before), and the walks from around the closest
     /// node, but for the element `walked_from`, from which the walk is known to end at the boundary.
     unsigned close_node(const point<double>& p) const { return detector_.find_close({p.x, p.y, p.z}); }
-    [[gnu::always_inline]] void expect_element_of(unsigned node) const { __builtin_prefetch(ancestors_.data() + node); }
+    [[gnu::always_inline]] void expect_element_of(unsigned node) const {
+        if (node < ancestors_.size())
+            __builtin_prefetch(ancestors_.data() + node);
+    }
     unsigned element_of(unsigned node) const {
         const unsigned element = node < ancestors_.size() ? ancestors_[node] : no_node;
         return element < mesh_.elements ? element : no_node;
