@@ -35,12 +35,14 @@ mmdebstrap --variant=apt --include=g++,cmake,make,pkg-config bookworm $root
 mkdir $root/given
 cp -r build/packages/*.deb tests/packaging/outside.cpp tests/packaging/find_package examples/data/flange.msh $root/given
 cp tests/packaging/outside.cpp $root
-chroot $root sh -euc '
+DEBIAN_FRONTEND=noninteractive chroot $root sh -euc '
+    apt-get update -qq # the lists of packages went with the making of the tree
     apt-get install -y -qq --no-install-recommends /given/*.deb >/dev/null
     cmake -S /given/find_package -B /tmp/outside >/dev/null
     cmake --build /tmp/outside
     /tmp/outside/outside
-    c++ -std=c++17 /given/outside.cpp $(pkg-config --cflags --libs meldra3d) -o /tmp/by_hand
+    version=$(pkg-config --modversion meldra3d)
+    c++ -std=c++17 -DPACKAGE_VERSION="\"$version\"" /given/outside.cpp $(pkg-config --cflags --libs meldra3d) -o /tmp/by_hand
     /tmp/by_hand
     meldra3d info /given/flange.msh
     apt-get remove -y -qq libmeldra3d5 >/dev/null
