@@ -54,9 +54,9 @@ private:
 };
 
 /// Gives the free nodes their values: values.combine(node, nodes of the element, local coordinates) for one that an
-/// element holds, values.copy(node, closest node) for another, and values.expect(node) some time before for all nodes
-/// whose values it takes. Free nodes are only written and the nodes of elements only read, so that the order does not
-/// matter.
+/// element holds, which may wait for values.finish(), values.copy(node, closest node) for another, and
+/// values.expect(node) some time before for all nodes whose values it takes. Free nodes are only written and the nodes
+/// of elements only read, so that the order does not matter.
 template <class Values>
 class value_giver {
 public:
@@ -70,6 +70,7 @@ public:
         if (!done_.resize(nodes_.size(), 0) ||
             find_all(search_, nodes_.points(), tolerance, *this) == search_out_of_memory)
             return search_out_of_memory;
+        values_.finish();
         for (std::size_t k = 0; k < nodes_.size(); ++k)
             if (done_[k] == 0)
                 copy_closest(k);

@@ -46,6 +46,8 @@ public:
             f[i] = (f0[i] - f3[i]) * w[0] + (f1[i] - f3[i]) * w[1] + (f2[i] - f3[i]) * w[2] + f3[i];
     }
 
+    void finish() const {}
+
     void copy(unsigned node, unsigned from) const {
         if (node != from)
             std::copy_n(at(from), components_, at(node));

@@ -45,7 +45,7 @@ bool drop_bad_ids(valued_mesh& mesh) {
     return true;
 }
 
-/// Metrics at the nodes, at a distance of `ld`.
+/// Metrics at the nodes, at a distance of `ld`. Points wait until there are four, which are treated together.
 class metric_values {
 public:
     explicit metric_values(dense2D<double>& metrics) : data_(metrics.data()), ld_(metrics.ld()) {}
@@ -54,10 +54,20 @@ public:
 
     [[gnu::always_inline]] void expect(unsigned node) const { __builtin_prefetch(at(node), 1); }
 
-    void combine(unsigned node, const unsigned* nodes, const barycentric& w) const {
-        const metric m[4] = {load(nodes[0]), load(nodes[1]), load(nodes[2]), load(nodes[3])};
-        if (const auto result = combine_metrics(m, w))
-            std::copy_n(result->values, 6, at(node));
+    void combine(unsigned node, const unsigned* nodes, const barycentric& w) {
+        nodes_[waiting_] = node;
+        points_[waiting_] = {{load(nodes[0]), load(nodes[1]), load(nodes[2]), load(nodes[3])}, w};
+        if (++waiting_ == 4)
+            finish();
+    }
+
+    void finish() {
+        metric results[4]{};
+        const unsigned combined = combine_metrics(points_, waiting_, results);
+        for (unsigned k = 0; k < 4; ++k)
+            if (combined >> k & 1)
+                std::copy_n(results[k].values, 6, at(nodes_[k]));
+        waiting_ = 0;
     }
 
     void copy(unsigned node, unsigned from) const {
@@ -75,6 +85,9 @@ private:
 
     double* const data_;
     const std::size_t ld_;
+    unsigned waiting_ = 0;
+    unsigned nodes_[4]{};
+    metrics_around points_[4]{};
 };
 
 class size_values {
@@ -90,6 +103,8 @@ public:
         if (const auto result = combine_sizes(h, w))
             data_[node] = *result;
     }
+
+    void finish() const {}
 
     void copy(unsigned node, unsigned from) const { data_[node] = data_[from]; }
 
