@@ -132,7 +132,7 @@ const bench::suite all([] {
         if (s.kind == "W6")
             add_refinement("split_into_H8", s, refinement::hexahedra);
     }
-    for (const sample& s : bench::samples({"TH4", "H8"}, bench::smallest * 8, {bench::order::shuffled})) {
+    for (const sample& s : bench::samples({"TH4", "H8"}, bench::million, {bench::order::shuffled})) {
         bench::add("convert_into_high_order", s.with("cubic"), BM_high_order, 2u);
         bench::add("convert_into_high_order", s.with("quartic"), BM_high_order, 3u);
     }
