@@ -102,7 +102,8 @@ MELDRA3D_API int get_elements_containing_nodes(const dense2D<double>& pos, const
 /// Otherwise 0, whether nodes were found or not.
 /// The values are written where they are: other views of the storage of `field` see them. Results are those of taking
 /// the nodes one by one; inside, they are taken in an order in which neighbours follow each other. The nodes of the
-/// mesh are sorted once a call; working memory is about 40 bytes for each of them and 45 for each node listed.
+/// mesh are sorted once a call; working memory is about 40 bytes for each of them and 16 for each node listed, of four
+/// million at a time. A `field` that may share storage with `pos` costs a copy of `pos`.
 MELDRA3D_API int interpolate(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
                              const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
                              dense2D<double>& field, const dense1D<unsigned int, 8>& nodes);

@@ -29,8 +29,8 @@ constexpr std::uint32_t number_of(morton_key key) {
     return static_cast<std::uint32_t>(key);
 }
 
-/// Sorts keys whose numbers rise by their places, those of one place by their numbers. `work` has room for as many.
-/// A radix sort; linear.
+/// Sorts keys by their places. Those of one place stay as they are among many keys, and are sorted by their numbers
+/// among few. `work` has room for as many. A radix sort; linear.
 void sort_by_place(morton_key* keys, morton_key* work, std::size_t n);
 
 } // namespace quorl::meldra3d::detail

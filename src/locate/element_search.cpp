@@ -45,14 +45,15 @@ int element_search::find_around_closest(const point<double>& p, double tolerance
     }
 }
 
-bool order_points(const double* points, std::size_t ld, std::size_t count, dense1D<morton_key, 8>& keys,
-                  dense1D<morton_key, 8>& work) {
+bool order_points(const double* points, std::size_t ld, dense1D<morton_key, 8>& keys, dense1D<morton_key, 8>& work) {
+    if (!work.resize(keys.size()))
+        return false;
     constexpr double infinity = std::numeric_limits<double>::infinity();
     std::array<double, 3> low{infinity, infinity, infinity};
     std::array<double, 3> high{-infinity, -infinity, -infinity};
-    for (std::size_t k = 0; k < count; ++k)
+    for (const morton_key key : keys)
         for (unsigned i = 0; i < 3; ++i) {
-            const double x = points[i + k * ld];
+            const double x = points[i + number_of(key) * ld];
             if (std::isfinite(x)) {
                 low[i] = std::min(low[i], x);
                 high[i] = std::max(high[i], x);
@@ -63,16 +64,15 @@ bool order_points(const double* points, std::size_t ld, std::size_t count, dense
     for (unsigned i = 0; i < 3; ++i)
         edge = std::max(edge, high[i] - low[i]);
     const double scale = cells / edge; // infinite or 0 for a box that is a point or too large, which orders nothing
-    if (!keys.resize(count) || !work.resize(count))
-        return false;
-    for (std::size_t k = 0; k < count; ++k) {
+    for (morton_key& key : keys) {
+        const std::uint32_t number = number_of(key);
         const auto place = [&](unsigned i) {
-            const double q = (points[i + k * ld] - low[i]) * scale;
+            const double q = (points[i + number * ld] - low[i]) * scale;
             return static_cast<std::uint32_t>(std::min(std::max(0.0, q), cells - 1));
         };
-        keys[k] = morton_key_of(place(0), place(1), place(2), static_cast<std::uint32_t>(k));
+        key = morton_key_of(place(0), place(1), place(2), number);
     }
-    sort_by_place(keys.data(), work.data(), count);
+    sort_by_place(keys.data(), work.data(), keys.size());
     return true;
 }
 

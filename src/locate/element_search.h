@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 
 #include <meldra/meldra.h>
 #include <numcore/numcore.h>
@@ -67,25 +68,24 @@ private:
 /// Points are taken in blocks of at most this number, so that their keys take no more than 64 MiB.
 inline constexpr std::size_t points_in_block = std::size_t(1) << 22;
 
-/// Fills a list with the numbers 0 to count - 1 of points in Morton order, in the low half of the keys. Points that are
-/// not finite may be anywhere. False when memory ran out.
-bool order_points(const double* points, std::size_t ld, std::size_t count, dense1D<morton_key, 8>& keys,
-                  dense1D<morton_key, 8>& work);
+/// Sorts keys that hold the numbers of points, which are columns of `points`, by their places in Morton order. Points
+/// that are not finite may be anywhere. False when memory ran out.
+bool order_points(const double* points, std::size_t ld, dense1D<morton_key, 8>& keys, dense1D<morton_key, 8>& work);
 
 /// A block of points on their walks. Some walk at the same time, a step each in turn, so that while one waits for its
 /// next element to come from memory the others compute.
 template <class Results>
 class block_search {
 public:
-    /// `keys` are `count` keys that number the points, which are the columns from `first` on.
-    block_search(element_search& search, const dense2D<double>& points, std::size_t first, const morton_key* keys,
-                 std::size_t count, double tolerance, Results& results)
-        : search_(search), points_(points), first_(first), keys_(keys), count_(count), tolerance_(tolerance),
-          results_(results), found_(search.mesh(), results) {}
+    /// `keys` hold the numbers of the points, which are columns of `points`. Results are told them as numbers from
+    /// `first` on.
+    block_search(element_search& search, const double* points, std::size_t ld, const dense1D<morton_key, 8>& keys,
+                 double tolerance, Results& results, std::size_t first = 0)
+        : search_(search), points_(points), ld_(ld), keys_(keys.data()), count_(keys.size()), tolerance_(tolerance),
+          results_(results), first_(first), found_(search.mesh(), results) {}
 
-    /// Returns the status of the last column that has not been found, 0 when there is none, or -199 when memory ran
-    /// out.
-    int run() {
+    /// False when memory ran out.
+    bool run() {
         return quickest([&]() __attribute__((always_inline)) {
             std::size_t walking = 0;
             while (walking < at_once && begin(walkers_[walking]))
@@ -98,18 +98,16 @@ public:
                         continue;
                     }
                     if (!end(one))
-                        return search_out_of_memory;
+                        return false;
                     if (!begin(one)) {
                         one = walkers_[--walking];
                         --k; // which may wrap: ++k comes next
                     }
                 }
             found_.finish();
-            return status_;
+            return true;
         });
     }
-
-    bool missed() const { return missed_ != 0; }
 
 private:
     static constexpr std::size_t at_once = 8;
@@ -132,12 +130,12 @@ private:
         departing_ = 0;
         for (departures_ = 0; departures_ < ahead && next_ < count_; ++departures_) {
             if (next_ + ahead < count_) {
-                const std::size_t coming = first_ + number_of(keys_[next_ + ahead]);
-                __builtin_prefetch(points_.col(coming));
-                results_.expect(coming);
+                const std::uint32_t coming = number_of(keys_[next_ + ahead]);
+                __builtin_prefetch(points_ + coming * ld_);
+                results_.expect(first_ + coming);
             }
             const std::uint32_t j = number_of(keys_[next_++]);
-            const point<double> p = point_at(points_.col(first_ + j));
+            const point<double> p = point_at(points_ + j * ld_);
             const unsigned node = search_.close_node(p);
             search_.expect_element_of(node);
             departure_[departures_] = {p, node, j};
@@ -151,7 +149,7 @@ private:
             const departure& d = departure_[departing_++];
             const unsigned element = search_.element_of(d.node);
             if (element == no_node) {
-                miss(d.number, walk_left);
+                results_.missed(first_ + d.number, walk_left);
                 continue;
             }
             search_.mesh().prefetch(element);
@@ -167,30 +165,24 @@ private:
         unsigned element = one.on.element();
         if (status == walk_left)
             status = search_.find_around_closest(one.on.target(), tolerance_, one.start, element);
+        if (status == search_out_of_memory)
+            return false;
         if (status == walk_found)
             found_.add(first_ + one.number, element, one.on.target());
         else
-            miss(one.number, status);
-        return status != search_out_of_memory;
-    }
-
-    void miss(std::uint32_t j, int status) {
-        if (j < missed_)
-            return;
-        missed_ = j + 1;
-        status_ = status;
+            results_.missed(first_ + one.number, status);
+        return true;
     }
 
     element_search& search_;
-    const dense2D<double>& points_;
-    std::size_t first_;
+    const double* points_;
+    std::size_t ld_;
     const morton_key* keys_;
     std::size_t count_;
     double tolerance_;
     Results& results_;
+    std::size_t first_;
     std::size_t next_ = 0;
-    std::uint32_t missed_ = 0; // one more than the last column that has not been found
-    int status_ = 0;
     walker walkers_[at_once];
     departure departure_[ahead];
     std::size_t departing_ = 0; // those before are on their way
@@ -199,27 +191,24 @@ private:
 };
 
 /// Finds the elements of many points: results.found(k, element, local coordinates) for each point k (a column) that is
-/// found with all walks that it takes, in any order; results.expect(k) some time before and results.expect_at(nodes of
-/// the element) in between, to ask for the memory. Points that are near each other come one after another, since their
-/// walks meet the same elements. Returns 0 when all have been found, else the status of the last column that has not,
-/// or -199 when memory ran out.
+/// found with all walks that it takes, or else results.missed(k, status of the last walk), in any order;
+/// results.expect(k) some time before and results.expect_at(nodes of the element) in between, to ask for the memory.
+/// Points that are near each other come one after another, since their walks meet the same elements. False when memory
+/// ran out.
 template <class Results>
-int find_all(element_search& search, const dense2D<double>& points, double tolerance, Results& results,
-             std::size_t block_size = points_in_block) {
+bool find_all(element_search& search, const dense2D<double>& points, double tolerance, Results& results,
+              std::size_t block_size = points_in_block) {
     dense1D<morton_key, 8> keys, work;
-    int status = 0;
     for (std::size_t first = 0; first < points.cols(); first += block_size) {
-        const std::size_t count = std::min(block_size, points.cols() - first);
-        if (!order_points(points.col(first), points.ld(), count, keys, work))
-            return search_out_of_memory;
-        block_search<Results> block(search, points, first, keys.data(), count, tolerance, results);
-        const int of_block = block.run();
-        if (of_block == search_out_of_memory)
-            return of_block;
-        if (block.missed())
-            status = of_block;
+        if (!keys.resize(std::min(block_size, points.cols() - first)))
+            return false;
+        std::iota(keys.begin(), keys.end(), morton_key(0));
+        const double* const block = points.col(first);
+        if (!order_points(block, points.ld(), keys, work) ||
+            !block_search<Results>(search, block, points.ld(), keys, tolerance, results, first).run())
+            return false;
     }
-    return status;
+    return true;
 }
 
 } // namespace quorl::meldra3d::detail

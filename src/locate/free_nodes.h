@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <limits>
+#include <functional>
 
 #include <meldra/meldra.h>
 #include <numcore/numcore.h>
@@ -13,7 +13,7 @@
 // the node that is closest to them.
 namespace quorl::meldra3d::detail {
 
-/// A mesh of tetrahedra with its values at nodes and what the search in it needs. `connectivity` may name anything.
+/// A mesh of tetrahedra with values at its nodes, and what the search in it needs. `connectivity` may name anything.
 struct valued_mesh {
     dense2D<double> pos;
     dense2D<unsigned int> connectivity;
@@ -24,97 +24,89 @@ struct valued_mesh {
     bool is_free(unsigned node) const { return node >= ancestors.size() || ancestors[node] == no_node; }
 };
 
-/// The nodes to be given values, with their coordinates: copies, since the values may share storage with `pos`.
-class free_nodes {
-public:
-    /// Takes those of a list (`no_node` is skipped) that are free and for which wanted(node) holds.
-    template <class Wanted>
-    bool take(const valued_mesh& mesh, const dense1D<unsigned int, 8>& nodes, const Wanted& wanted) {
-        if (!ids_.reserve(nodes.size(), 1))
-            return false;
-        for (const unsigned node : nodes)
-            if (node != no_node && mesh.is_free(node) && wanted(node) && !ids_.push_back(node))
-                return false;
-        if (!points_.resize(3, ids_.size()))
-            return false;
-        for (std::size_t k = 0; k < ids_.size(); ++k)
-            std::copy_n(mesh.pos.col(ids_[k]), 3, points_.col(k));
-        return true;
-    }
+/// Makes coordinates that values between two addresses may share storage with ones of their own: they have to stay what
+/// they are while values are written. False when memory ran out.
+inline bool keep_apart(dense2D<double>& pos, const double* begin, const double* end) {
+    const std::less<const double*> before;
+    const double* const last = pos.data() + pos.ld() * pos.cols();
+    return !before(begin, last) || !before(pos.data(), end) || pos.copy(pos);
+}
 
-    std::size_t size() const { return ids_.size(); }
-    unsigned id(std::size_t k) const { return ids_[k]; }
-    /// Asks for an ID.
-    [[gnu::always_inline]] void expect(std::size_t k) const { __builtin_prefetch(ids_.data() + k); }
-    const dense2D<double>& points() const { return points_; }
-
-private:
-    dense1D<unsigned int, 8> ids_;
-    dense2D<double> points_;
-};
-
-/// Gives the free nodes their values: values.combine(node, nodes of the element, local coordinates) for one that an
-/// element holds, which may wait for values.finish(), values.copy(node, closest node) for another, and
-/// values.expect(node) some time before for all nodes whose values it takes. Free nodes are only written and the nodes
-/// of elements only read, so that the order does not matter.
+/// Gives free nodes their values: values.combine(node, nodes of the element, local coordinates) for one that an element
+/// holds, which may wait for values.finish(), values.copy(node, closest node) for another, and values.expect(node) some
+/// time before for all nodes whose values it takes or gives. Free nodes are only written and the nodes of elements only
+/// read, so that the order does not matter.
 template <class Values>
 class value_giver {
 public:
-    value_giver(const valued_mesh& mesh, const free_nodes& nodes, const meldra::node_detector& detector, Values& values)
-        : nodes_(nodes), detector_(detector), values_(values),
+    value_giver(const valued_mesh& mesh, const meldra::node_detector& detector, Values& values)
+        : mesh_(mesh), detector_(detector), values_(values),
           search_(mesh.pos, mesh.connectivity, mesh.neighbors, mesh.ancestors, detector) {}
 
-    /// Returns 0, or -199 when memory ran out.
-    int run() {
+    /// For the nodes that the keys hold. False when memory ran out.
+    bool give(dense1D<morton_key, 8>& nodes) {
         constexpr double tolerance = 1e-6;
-        if (!done_.resize(nodes_.size(), 0) ||
-            find_all(search_, nodes_.points(), tolerance, *this) == search_out_of_memory)
-            return search_out_of_memory;
+        const double* const points = mesh_.pos.data();
+        const std::size_t ld = mesh_.pos.ld();
+        if (!order_points(points, ld, nodes, work_) ||
+            !block_search<value_giver>(search_, points, ld, nodes, tolerance, *this).run())
+            return false;
         values_.finish();
-        for (std::size_t k = 0; k < nodes_.size(); ++k)
-            if (done_[k] == 0)
-                copy_closest(k);
-        return 0;
+        return true;
     }
 
-    [[gnu::always_inline]] void expect(std::size_t k) const { nodes_.expect(k); }
+    [[gnu::always_inline]] void expect(std::size_t node) const { values_.expect(unsigned(node)); }
 
     void expect_at(const unsigned* nodes) const {
         for (unsigned i = 0; i < 4; ++i)
             values_.expect(nodes[i]);
     }
 
-    void found(std::size_t k, unsigned element, const vector_fixed<double, 3>& local) {
-        done_[k] = 1;
-        values_.combine(nodes_.id(k), search_.mesh().nodes_of(element), local);
+    void found(std::size_t node, unsigned element, const vector_fixed<double, 3>& local) {
+        values_.combine(unsigned(node), search_.mesh().nodes_of(element), local);
+    }
+
+    void missed(std::size_t node, int) {
+        const double* const x = mesh_.pos.col(node);
+        if (const unsigned closest = detector_.find_closest({x[0], x[1], x[2]}); closest != no_node)
+            values_.copy(unsigned(node), closest);
     }
 
 private:
-    void copy_closest(std::size_t k) {
-        const double* const x = nodes_.points().col(k);
-        if (const unsigned closest = detector_.find_closest({x[0], x[1], x[2]}); closest != no_node)
-            values_.copy(nodes_.id(k), closest);
-    }
-
-    const free_nodes& nodes_;
+    const valued_mesh& mesh_;
     const meldra::node_detector& detector_;
     Values& values_;
     element_search search_;
-    dense1D<unsigned char, 8> done_; ///< for each of the nodes, whether an element holds it
+    dense1D<morton_key, 8> work_;
 };
 
-/// The whole of it for checked arguments. Returns 0, or -199 when memory ran out.
+/// The whole of it for checked arguments: for the nodes of a list (`no_node` is skipped) that are free and for which
+/// wanted(node) holds. The values lie between values.begin() and values.end(). Returns 0, or -199 when memory ran out.
 template <class Values, class Wanted>
-int give_values(const valued_mesh& mesh, const dense1D<unsigned int, 8>& nodes, const Wanted& wanted, Values& values) {
-    free_nodes wanted_nodes;
-    meldra::node_detector detector;
-    if (!wanted_nodes.take(mesh, nodes, wanted))
+int give_values(valued_mesh mesh, const dense1D<unsigned int, 8>& nodes, const Wanted& wanted, Values& values,
+                std::size_t block_size = points_in_block) {
+    if (!keep_apart(mesh.pos, values.begin(), values.end()))
         return search_out_of_memory;
-    if (wanted_nodes.size() == 0)
-        return 0;
-    if (detector.reinit(mesh.pos, mesh.connectivity) != 0)
-        return search_out_of_memory; // its other checks have been made
-    return value_giver<Values>(mesh, wanted_nodes, detector, values).run();
+    dense1D<morton_key, 8> keys;
+    meldra::node_detector detector;
+    value_giver<Values> giver(mesh, detector, values);
+    bool prepared = false;
+    for (const unsigned* node = nodes.begin(); node != nodes.end();) {
+        if (!keys.resize(std::min(block_size, std::size_t(nodes.end() - node))))
+            return search_out_of_memory;
+        std::size_t count = 0;
+        for (; node != nodes.end() && count != keys.size(); ++node)
+            if (*node != no_node && mesh.is_free(*node) && wanted(*node))
+                keys[count++] = *node;
+        if (count == 0)
+            break;
+        // The other checks of the detector have been made.
+        if (!keys.resize(count) || (!prepared && detector.reinit(mesh.pos, mesh.connectivity) != 0) ||
+            !giver.give(keys))
+            return search_out_of_memory;
+        prepared = true;
+    }
+    return 0;
 }
 
 } // namespace quorl::meldra3d::detail

@@ -66,6 +66,8 @@ bool resize_outputs(std::size_t points, dense1D<unsigned int, 8>& elements, dens
 struct found_elements {
     unsigned* elements;
     double* local; // a contiguous matrix of 3 rows
+    std::size_t last_missed = 0;
+    int status = 0; // of that point, or 0 when all have been found
 
     [[gnu::always_inline]] void expect(std::size_t k) const {
         __builtin_prefetch(elements + k, 1);
@@ -77,13 +79,20 @@ struct found_elements {
         elements[k] = element;
         std::copy_n(w.values, 3, local + 3 * k);
     }
+
+    void missed(std::size_t k, int why) {
+        if (k >= last_missed) {
+            last_missed = k;
+            status = why;
+        }
+    }
 };
 
 int search_points(const searched_mesh& mesh, const meldra::node_detector& detector, const dense2D<double>& points,
                   double tolerance, dense1D<unsigned int, 8>& elements, dense2D<double>& local) {
     element_search search(mesh.pos, mesh.connectivity, mesh.neighbors, mesh.ancestors, detector);
     found_elements results{elements.data(), local.data()};
-    return find_all(search, points, tolerance, results);
+    return find_all(search, points, tolerance, results) ? results.status : search_out_of_memory;
 }
 
 /// The coordinates of nodes, one column each; those of `no_node` are no numbers.

@@ -33,8 +33,11 @@ int check(const valued_mesh& mesh, bool fits, const dense1D<unsigned int, 8>& no
 /// A field at the nodes: `components` values each, at a distance of `ld`.
 class linear_values {
 public:
-    linear_values(double* data, std::size_t ld, std::size_t components)
-        : data_(data), ld_(ld), components_(components) {}
+    linear_values(double* data, std::size_t nodes, std::size_t ld, std::size_t components)
+        : data_(data), nodes_(nodes), ld_(ld), components_(components) {}
+
+    const double* begin() const { return data_; }
+    const double* end() const { return at(nodes_); }
 
     [[gnu::always_inline]] void expect(unsigned node) const { __builtin_prefetch(at(node), 1); }
 
@@ -54,9 +57,10 @@ public:
     }
 
 private:
-    double* at(unsigned node) const { return data_ + node * ld_; }
+    double* at(std::size_t node) const { return data_ + node * ld_; }
 
     double* const data_;
+    const std::size_t nodes_;
     const std::size_t ld_;
     const std::size_t components_;
 };
@@ -76,14 +80,14 @@ int interpolate(const dense2D<double>& pos, const dense2D<unsigned int>& connect
                 const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
                 dense2D<double>& field, const dense1D<unsigned int, 8>& nodes) {
     return interpolate_at({pos, connectivity, neighbors, ancestors}, field.cols() == pos.cols(),
-                          {field.data(), field.ld(), field.rows()}, nodes);
+                          {field.data(), field.cols(), field.ld(), field.rows()}, nodes);
 }
 
 int interpolate(const dense2D<double>& pos, const dense2D<unsigned int>& connectivity,
                 const dense2D<unsigned int>& neighbors, const dense1D<unsigned int, 8>& ancestors,
                 dense1D<double, 8>& field, const dense1D<unsigned int, 8>& nodes) {
-    return interpolate_at({pos, connectivity, neighbors, ancestors}, field.size() == pos.cols(), {field.data(), 1, 1},
-                          nodes);
+    return interpolate_at({pos, connectivity, neighbors, ancestors}, field.size() == pos.cols(),
+                          {field.data(), field.size(), 1, 1}, nodes);
 }
 
 } // namespace quorl::meldra3d

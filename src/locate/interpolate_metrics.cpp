@@ -48,7 +48,11 @@ bool drop_bad_ids(valued_mesh& mesh) {
 /// Metrics at the nodes, at a distance of `ld`. Points wait until there are four, which are treated together.
 class metric_values {
 public:
-    explicit metric_values(dense2D<double>& metrics) : data_(metrics.data()), ld_(metrics.ld()) {}
+    explicit metric_values(dense2D<double>& metrics)
+        : data_(metrics.data()), count_(metrics.cols()), ld_(metrics.ld()) {}
+
+    const double* begin() const { return data_; }
+    const double* end() const { return at(count_); }
 
     bool is_valid(unsigned node) const { return is_valid_metric(load(node)); }
 
@@ -76,7 +80,7 @@ public:
     }
 
 private:
-    double* at(unsigned node) const { return data_ + node * ld_; }
+    double* at(std::size_t node) const { return data_ + node * ld_; }
     metric load(unsigned node) const {
         metric m{};
         std::copy_n(at(node), 6, m.values);
@@ -84,6 +88,7 @@ private:
     }
 
     double* const data_;
+    const std::size_t count_;
     const std::size_t ld_;
     unsigned waiting_ = 0;
     unsigned nodes_[4]{};
@@ -92,7 +97,10 @@ private:
 
 class size_values {
 public:
-    explicit size_values(dense1D<double, 8>& sizes) : data_(sizes.data()) {}
+    explicit size_values(dense1D<double, 8>& sizes) : data_(sizes.data()), count_(sizes.size()) {}
+
+    const double* begin() const { return data_; }
+    const double* end() const { return data_ + count_; }
 
     bool is_valid(unsigned node) const { return is_valid_size(data_[node]); }
 
@@ -110,6 +118,7 @@ public:
 
 private:
     double* const data_;
+    const std::size_t count_;
 };
 
 template <class Values>

@@ -9,6 +9,7 @@
 #include <numeric>
 
 #include "locate/element_search.h"
+#include "locate/free_nodes.h"
 #include "locate/plain_search.h"
 
 using namespace quorl;
@@ -326,19 +327,24 @@ TEST(ElementSearch, BlocksOfPointsMakeNoDifference) {
         struct record {
             std::vector<unsigned> elements;
             std::vector<place> local;
+            std::vector<int> missed_with;
             void expect(std::size_t k) { EXPECT_LT(k, elements.size()); }
             void expect_at(const unsigned*) {}
             void found(std::size_t k, unsigned element, const place& w) {
                 elements.at(k) = element;
                 local.at(k) = w;
             }
+            void missed(std::size_t k, int status) { missed_with.at(k) = status; }
         };
         element_search search(m.pos, m.connect, m.neighbors, m.ancestors, m.detector);
-        record whole{std::vector<unsigned>(n, none), std::vector<place>(n)}, parts = whole;
-        const int status = find_all(search, sought, 1e-6, whole);
-        EXPECT_EQ(find_all(search, sought, 1e-6, parts, 7), status);
+        record whole{std::vector<unsigned>(n, none), std::vector<place>(n), std::vector<int>(n, walk_found)};
+        record parts = whole;
+        EXPECT_TRUE(find_all(search, sought, 1e-6, whole));
+        EXPECT_TRUE(find_all(search, sought, 1e-6, parts, 7));
         EXPECT_EQ(parts.elements, whole.elements);
+        EXPECT_EQ(parts.missed_with, whole.missed_with);
         for (std::size_t k = 0; k < n; ++k) {
+            EXPECT_EQ(whole.elements[k] == none, whole.missed_with[k] != walk_found);
             const place one = whole.elements[k] == none
                                   ? place{}
                                   : search.local_coordinates(whole.elements[k], point_at(sought.col(k)));
@@ -346,6 +352,47 @@ TEST(ElementSearch, BlocksOfPointsMakeNoDifference) {
             EXPECT_TRUE(std::equal(one.values, one.values + 3, parts.local[k].values));
         }
     }
+}
+
+TEST(ValueGiver, GivesEachWantedNodeItsValueOnce) {
+    // Blocks of any size, the whole list in one or no node at all.
+    searchable m = cube_of_tetrahedra(2, 0.2);
+    ASSERT_TRUE(m.prepare());
+    dice random(3);
+    const unsigned of_mesh = unsigned(m.pos.cols());
+    list nodes;
+    for (unsigned k = 0; k < 40; ++k) {
+        const place p = random_place(random);
+        ASSERT_TRUE(m.pos.append(p.values) && nodes.push_back(of_mesh + k) && nodes.push_back(k % of_mesh) &&
+                    nodes.push_back(none));
+    }
+    struct record {
+        std::vector<int> combined, copied;
+        bool finished = true;
+        const double* begin() const { return nullptr; }
+        const double* end() const { return nullptr; }
+        void expect(unsigned node) const { EXPECT_LT(node, combined.size()); }
+        void combine(unsigned node, const unsigned* at, const place&) {
+            ++combined.at(node);
+            EXPECT_LT(*std::max_element(at, at + 4), 27u);
+            finished = false;
+        }
+        void finish() { finished = true; }
+        void copy(unsigned node, unsigned from) {
+            ++copied.at(node);
+            EXPECT_LT(from, 27u);
+        }
+    };
+    for (const std::size_t block : {1, 7, 40, 119, 120, 1000})
+        for (const unsigned wanted : {of_mesh + 40, of_mesh + 11, of_mesh}) { // those below
+            record values{std::vector<int>(m.pos.cols()), std::vector<int>(m.pos.cols())};
+            const auto is_wanted = [&](unsigned node) { return node < wanted; };
+            ASSERT_EQ(give_values({m.pos, m.connect, m.neighbors, m.ancestors}, nodes, is_wanted, values, block), 0);
+            EXPECT_TRUE(values.finished);
+            for (unsigned k = 0; k < m.pos.cols(); ++k)
+                EXPECT_EQ(values.combined[k] + values.copied[k], k >= of_mesh && k < wanted ? 1 : 0);
+            EXPECT_EQ(std::count(values.combined.begin(), values.combined.end(), 1) > 0, wanted > of_mesh);
+        }
 }
 
 TEST(Walk, IsTheSameWithoutWideVectors) {
@@ -372,8 +419,9 @@ TEST(ElementSearch, PointsAreOrderedWhateverTheyAre) {
          {points({{1, 2, 3}}), points({{0, 0, 0}, {0, 0, 0}}), points({{large, 0, 0}, {-large, 0, 0}, {0, 0, 0}}),
           points({{not_a_number, infinity, -infinity}, {1, 1, 1}, {0, 0, 0}, {infinity, 0, not_a_number}}),
           points({{5e-324, 0, 0}, {0, 0, 0}, {0, 5e-324, 0}})}) {
-        dense1D<morton_key, 8> keys, work;
-        ASSERT_TRUE(order_points(some.data(), some.ld(), some.cols(), keys, work));
+        dense1D<morton_key, 8> keys(some.cols()), work;
+        std::iota(keys.begin(), keys.end(), morton_key(0));
+        ASSERT_TRUE(order_points(some.data(), some.ld(), keys, work));
         std::vector<unsigned> numbers;
         for (const morton_key key : keys)
             numbers.push_back(number_of(key));
