@@ -49,13 +49,9 @@ template <class Masks> // compilers differ on the type of a comparison
 
 [[gnu::always_inline]] inline four_doubles square_root(const four_doubles& x) {
 #if defined(__SSE2__)
-    __m128d halves[2];
-    std::memcpy(halves, &x, sizeof halves);
-    halves[0] = _mm_sqrt_pd(halves[0]);
-    halves[1] = _mm_sqrt_pd(halves[1]);
-    four_doubles root;
-    std::memcpy(&root, halves, sizeof root);
-    return root;
+    // The halves are put together in a register: read from memory as one they would wait for both stores to end.
+    return __builtin_shufflevector(_mm_sqrt_pd(__builtin_shufflevector(x, x, 0, 1)),
+                                   _mm_sqrt_pd(__builtin_shufflevector(x, x, 2, 3)), 0, 1, 2, 3);
 #else
     return four_doubles{std::sqrt(x[0]), std::sqrt(x[1]), std::sqrt(x[2]), std::sqrt(x[3])};
 #endif
