@@ -13,6 +13,7 @@ namespace {
 using bench::fresh_memory;
 
 constexpr unsigned none = 0xFFFFFFFFu;
+constexpr int wrong_id = -1, shared_by_many = -3;
 
 struct face {
     unsigned least, middle, most;
@@ -38,9 +39,11 @@ void join(unsigned a, unsigned b, unsigned* neighbors) {
 }
 
 struct placed_face {
-    std::uint64_t others; ///< the two greater nodes
+    std::uint64_t others; ///< the two greater nodes; `done` once the face has been compared with all of its list
     unsigned place;
 };
+
+constexpr std::uint64_t done = ~std::uint64_t(0);
 
 struct sorted_face {
     unsigned least;
@@ -54,12 +57,51 @@ struct by_nodes { // of this namespace, so that each compilation has its own sor
     }
 };
 
+bool same(const face& a, const face& b) {
+    return a.least == b.least && a.middle == b.middle && a.most == b.most;
+}
+
+/// Joins what is there twice in a list of faces with the same smallest node. False when something is there more often.
+bool join_pairs(placed_face* first, placed_face* last, unsigned* neighbors) {
+    bool manifold = true;
+    for (; first != last; ++first) {
+        const std::uint64_t others = first->others;
+        if (others == done)
+            continue;
+        unsigned times = 1;
+        unsigned partner = none;
+        for (placed_face* other = first + 1; other != last; ++other)
+            if (other->others == others) {
+                other->others = done;
+                partner = other->place;
+                ++times;
+            }
+        if (times == 2)
+            join(first->place, partner, neighbors);
+        manifold = manifold && times <= 2;
+    }
+    return manifold;
+}
+
+/// Parts the tetrahedron of a face from that across it, if there is one.
+void part(const unsigned* connect, unsigned place, unsigned* neighbors) {
+    const unsigned across = neighbors[place];
+    if (across == none)
+        return;
+    const face shared = face_of(connect + place / 4 * 4, place % 4);
+    for (unsigned f = 0; f < 4; ++f)
+        if (same(face_of(connect + 4 * std::size_t(across), f), shared))
+            neighbors[4 * std::size_t(across) + f] = none;
+    neighbors[place] = none;
+}
+
 } // namespace
 
-bool neighbors_by_counting_sort(const unsigned* connect, std::size_t cols, unsigned nodes, unsigned* neighbors) {
+int neighbors_by_counting_sort(const unsigned* connect, std::size_t cols, unsigned nodes, bool strict,
+                               unsigned* neighbors) {
     const std::size_t n = 4 * cols;
     if (!all_below(connect, n, nodes))
-        return false;
+        return wrong_id;
     std::vector<unsigned> end(std::size_t(nodes) + 1, 0);
     for (std::size_t p = 0; p < n; ++p)
         ++end[face_of(connect + p / 4 * 4, p % 4).least + 1];
@@ -72,21 +114,18 @@ bool neighbors_by_counting_sort(const unsigned* connect, std::size_t cols, unsig
         faces[end[f.least]++] = {std::uint64_t(f.middle) << 32 | f.most, unsigned(p)};
     }
     std::fill_n(neighbors, n, none);
+    bool manifold = true;
     for (std::size_t v = 0, first = 0; v < nodes; first = end[v++])
-        for (std::size_t k = first; k < end[v]; ++k)
-            for (std::size_t l = k + 1; l < end[v]; ++l)
-                if (faces[k].others == faces[l].others) {
-                    join(faces[k].place, faces[l].place, neighbors);
-                    break;
-                }
-    return true;
+        manifold = join_pairs(faces + first, faces + end[v], neighbors) && manifold;
+    return manifold || !strict ? 0 : shared_by_many;
 }
 
-bool neighbors_by_open_addressing(const unsigned* connect, std::size_t cols, unsigned nodes, unsigned* neighbors) {
+int neighbors_by_open_addressing(const unsigned* connect, std::size_t cols, unsigned nodes, bool strict,
+                                 unsigned* neighbors) {
     constexpr std::size_t ahead = 4; // elements
     const std::size_t n = 4 * cols;
     if (!all_below(connect, n, nodes))
-        return false;
+        return wrong_id;
     unsigned bits = 4;
     while ((std::size_t(1) << bits) < n) // half of the faces, and the boundary, stand in it
         ++bits;
@@ -98,6 +137,7 @@ bool neighbors_by_open_addressing(const unsigned* connect, std::size_t cols, uns
         const std::uint64_t mixed = (f.least * 0x9E3779B97F4A7C15u ^ f.middle) * 0xBF58476D1CE4E5B9u ^ f.most;
         return std::size_t(mixed * 0x94D049BB133111EBu >> (64 - bits));
     };
+    std::vector<unsigned> shared; // by more than two: the first place of each such face, once for each place too many
     std::fill_n(neighbors, n, none);
     for (std::size_t j = 0; j < cols; ++j) {
         const unsigned* const later = connect + 4 * std::min(j + ahead, cols - 1);
@@ -106,25 +146,25 @@ bool neighbors_by_open_addressing(const unsigned* connect, std::size_t cols, uns
         for (unsigned f = 0; f < 4; ++f) {
             const face mine = face_of(connect + 4 * j, f);
             std::size_t at = hash(mine);
-            for (; places[at] != none; at = (at + 1) & mask) {
-                const unsigned p = places[at];
-                const face other = face_of(connect + p / 4 * 4, p % 4);
-                if (other.least == mine.least && other.middle == mine.middle && other.most == mine.most)
-                    break;
-            }
+            while (places[at] != none && !same(face_of(connect + places[at] / 4 * 4, places[at] % 4), mine))
+                at = (at + 1) & mask;
             if (places[at] == none)
                 places[at] = unsigned(4 * j + f);
-            else
+            else if (neighbors[places[at]] == none)
                 join(places[at], unsigned(4 * j + f), neighbors);
+            else
+                shared.push_back(places[at]);
         }
     }
-    return true;
+    for (const unsigned place : shared)
+        part(connect, place, neighbors);
+    return shared.empty() || !strict ? 0 : shared_by_many;
 }
 
-bool neighbors_by_sorting(const unsigned* connect, std::size_t cols, unsigned nodes, unsigned* neighbors) {
+int neighbors_by_sorting(const unsigned* connect, std::size_t cols, unsigned nodes, bool strict, unsigned* neighbors) {
     const std::size_t n = 4 * cols;
     if (!all_below(connect, n, nodes))
-        return false;
+        return wrong_id;
     const fresh_memory memory(n * sizeof(sorted_face), fresh_memory::pages::huge);
     sorted_face* const faces = memory.as<sorted_face>();
     for (std::size_t p = 0; p < n; ++p) {
@@ -133,12 +173,15 @@ bool neighbors_by_sorting(const unsigned* connect, std::size_t cols, unsigned no
     }
     std::sort(faces, faces + n, by_nodes());
     std::fill_n(neighbors, n, none);
-    for (std::size_t k = 0; k + 1 < n; ++k)
-        if (faces[k].least == faces[k + 1].least && faces[k].others == faces[k + 1].others) {
+    bool manifold = true;
+    for (std::size_t k = 0, end = 0; k < n; k = end) {
+        while (end < n && faces[end].least == faces[k].least && faces[end].others == faces[k].others)
+            ++end;
+        if (end - k == 2)
             join(faces[k].place, faces[k + 1].place, neighbors);
-            ++k;
-        }
-    return true;
+        manifold = manifold && end - k <= 2;
+    }
+    return manifold || !strict ? 0 : shared_by_many;
 }
 
 } // namespace BASELINES
