@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
+#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -95,8 +97,9 @@ constexpr std::uint64_t no_key = ~std::uint64_t(0);
 template <group G>
 std::uint64_t key_of(const unsigned* column) {
     const std::uint64_t a = column[G.node[0]], b = column[G.node[1]];
-    if constexpr (G.size == 2) {
-        return std::min(a, b) << 32 | std::max(a, b);
+    if constexpr (G.size == 2) { // no std::min: compilers make a branch of it, foreseen no better than a coin
+        const auto differ = unsigned(a ^ b) & (0u - unsigned(a > b));
+        return (a ^ differ) << 32 | (b ^ differ);
     } else if constexpr (G.size == 3) {
         const std::uint64_t c = column[G.node[2]], least = std::min({a, b, c}), most = std::max({a, b, c});
         return face_bit | least << 42 | (a + b + c - least - most) << 21 | most;
@@ -123,43 +126,82 @@ void visit_keys(const unsigned* connect, std::size_t cols, const Visit& visit) {
     (std::make_index_sequence<n>());
 }
 
-void place_mean(const double* pos, const unsigned* column, const unsigned* corners, unsigned n, double* to) {
+/// The mean of some nodes.
+template <std::size_t N>
+void place_mean(const double* pos, const unsigned* column, const unsigned* corners, double* to) {
     double sum[3] = {0, 0, 0};
-    for (unsigned k = 0; k < n; ++k)
+    for (std::size_t k = 0; k < N; ++k)
         for (std::size_t i = 0; i < 3; ++i)
             sum[i] += pos[3 * std::size_t(column[corners[k]]) + i];
     for (std::size_t i = 0; i < 3; ++i)
-        to[i] = sum[i] / n;
+        to[i] = sum[i] / N;
 }
 
-/// Writes the elements one after another: number(place, new_number) gives the number of a group, taking the new one for
-/// itself where it is the first.
-template <class Shape, class Number>
-refined_mesh write_elements(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols,
-                            const Number& number) {
+/// What new nodes are made for: the groups of an element and, where the shape has one, its centre.
+template <class Shape>
+constexpr std::size_t places_each = Shape::groups.size() + (Shape::centre ? 1 : 0);
+
+template <class Shape>
+constexpr bool only_edges = places_each<Shape> == 6;
+
+/// Asks for the nodes of a group or, where there are other groups than edges, with the first those of its element.
+template <class Shape>
+void prefetch_corners(const double* pos, const unsigned* column, std::size_t g) {
+    for (std::size_t i = 0; i < (only_edges<Shape> ? 2 : g == 0 ? Shape::rows : 0); ++i)
+        __builtin_prefetch(pos + 3 * std::size_t(column[only_edges<Shape> ? Shape::groups[g].node[i] : i]));
+}
+
+/// Places new nodes at the means of the groups for which they were made.
+template <class Shape>
+void place_nodes(double* pos, std::size_t nodes, const unsigned* connect, const unsigned* places, std::size_t n) {
     constexpr unsigned corners[8] = {0, 1, 2, 3, 4, 5, 6, 7};
+    constexpr std::size_t ahead = 16, each = places_each<Shape>;
+    double* to = pos + 3 * nodes;
+    for (std::size_t k = 0; k < n; ++k, to += 3) {
+        const std::size_t later = places[std::min(k + ahead, n - 1)];
+        prefetch_corners<Shape>(pos, connect + later / each * Shape::rows, later % each);
+        const std::size_t g = places[k] % each;
+        const unsigned* const column = connect + places[k] / each * Shape::rows;
+        if (g == Shape::groups.size())
+            place_mean<Shape::rows>(pos, column, corners, to);
+        else if (only_edges<Shape> || Shape::groups[g].size == 2)
+            place_mean<2>(pos, column, Shape::groups[g].node, to);
+        else if (Shape::groups[g].size == 3)
+            place_mean<3>(pos, column, Shape::groups[g].node, to);
+        else
+            place_mean<4>(pos, column, Shape::groups[g].node, to);
+    }
+}
+
+constexpr std::size_t block = 16; // elements whose groups are looked up together
+
+/// Writes the elements a block at a time: look_up(j, column, elements) is told what is to come. Then number(k, new_id)
+/// gives the ID of the k-th group of the block, which is the new one where it is the first.
+template <class Shape, class LookUp, class Number>
+refined_mesh write_elements(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols,
+                            const LookUp& look_up, const Number& number) {
     constexpr std::size_t n = Shape::groups.size();
     refined_mesh made;
-    made.pos = std::make_unique<fresh_memory>(3 * sizeof(double) * (nodes + (n + 1) * cols), fresh_memory::pages::huge);
     made.connect = std::make_unique<fresh_memory>(sizeof(unsigned) * Shape::out_rows * Shape::pieces * cols,
                                                   fresh_memory::pages::huge);
-    double* const all = made.pos->as<double>();
+    const fresh_memory made_for(sizeof(unsigned) * (places_each<Shape> * cols + 1), fresh_memory::pages::huge);
+    unsigned* const places = made_for.as<unsigned>();
     unsigned* out = made.connect->as<unsigned>();
-    std::copy_n(pos, 3 * nodes, all);
     auto next = unsigned(nodes);
-    for (std::size_t j = 0; j < cols; ++j, connect += Shape::rows) {
+    const unsigned* column = connect;
+    for (std::size_t j = 0; j < cols; ++j, column += Shape::rows) {
+        if (j % block == 0)
+            look_up(j, column, std::min(block, cols - j));
         unsigned ids[Shape::rows + n + 1];
-        std::copy_n(connect, Shape::rows, ids);
+        std::copy_n(column, Shape::rows, ids);
         for (std::size_t k = 0; k < n; ++k) {
-            const unsigned id = number(j * n + k, connect, next);
-            if (id == next) {
-                place_mean(pos, connect, Shape::groups[k].node, Shape::groups[k].size, all + 3 * std::size_t(next));
-                ++next;
-            }
+            const unsigned id = number(j % block * n + k, next);
+            places[next - nodes] = unsigned(j * places_each<Shape> + k);
+            next += id == next ? 1 : 0;
             ids[Shape::rows + k] = id;
         }
-        if constexpr (Shape::centre) {
-            place_mean(pos, connect, corners, Shape::rows, all + 3 * std::size_t(next));
+        if (Shape::centre) {
+            places[next - nodes] = unsigned(j * places_each<Shape> + n);
             ids[Shape::rows + n] = next++;
         }
         for (const auto& piece : Shape::piece)
@@ -167,6 +209,9 @@ refined_mesh write_elements(const double* pos, std::size_t nodes, const unsigned
                 *out++ = ids[at];
     }
     made.nodes = next;
+    made.pos = std::make_unique<fresh_memory>(3 * sizeof(double) * next, fresh_memory::pages::huge);
+    std::copy_n(pos, 3 * nodes, made.pos->as<double>());
+    place_nodes<Shape>(made.pos->as<double>(), nodes, connect, places, next - nodes);
     return made;
 }
 
@@ -174,44 +219,52 @@ refined_mesh write_elements(const double* pos, std::size_t nodes, const unsigned
 template <class Shape>
 refined_mesh write_by_first_places(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols,
                                    unsigned* first) {
-    constexpr std::size_t ahead = 64;
-    const std::size_t last = Shape::groups.size() * cols - 1;
-    return write_elements<Shape>(pos, nodes, connect, cols, [&](std::size_t place, const unsigned*, unsigned next) {
-        __builtin_prefetch(first + first[std::min(place + ahead, last)]);
-        return first[place] = first[place] == place ? next : first[first[place]]; // earlier ones are numbers already
-    });
+    constexpr std::size_t n = Shape::groups.size();
+    unsigned* of_block = first;
+    return write_elements<Shape>(
+        pos, nodes, connect, cols,
+        [&](std::size_t j, const unsigned*, std::size_t elements) {
+            of_block = first + j * n;
+            for (std::size_t k = 0; k < elements * n; ++k)
+                __builtin_prefetch(first + of_block[k]);
+        },
+        [&](std::size_t k, unsigned next) {
+            unsigned& mine = of_block[k]; // earlier ones are IDs already
+            return mine = first + mine == &mine ? next : first[mine];
+        });
 }
 
 struct by_open_addressing {
     template <class Shape>
     static refined_mesh refine(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols) {
+        constexpr std::size_t n = Shape::groups.size();
         std::size_t bits = 4;
-        while ((std::size_t(1) << bits) <
-               2 * (Shape::groups.size() * cols / 3)) // few keys are met less than three times
+        while ((std::size_t(1) << bits) < 2 * (n * cols / 3)) // few keys are met less than three times
             ++bits;
         const std::size_t mask = (std::size_t(1) << bits) - 1;
         const fresh_memory memory((mask + 1) * 16, fresh_memory::pages::huge);
         std::uint64_t* const keys = memory.as<std::uint64_t>();
         std::uint64_t* const ids = keys + mask + 1;
         std::fill_n(keys, mask + 1, no_key);
-        std::array<std::uint64_t, Shape::groups.size()> of_element{};
-        return write_elements<Shape>(pos, nodes, connect, cols,
-                                     [&](std::size_t place, const unsigned* column, unsigned next) {
-                                         const std::size_t k = place % Shape::groups.size();
-                                         if (k == 0)
-                                             visit_keys<Shape>(column, 1, [&](unsigned g, std::uint64_t key) {
-                                                 of_element[g] = key;
-                                                 __builtin_prefetch(keys + (hash_of(key) >> (64 - bits)));
-                                             });
-                                         std::size_t at = hash_of(of_element[k]) >> (64 - bits);
-                                         while (keys[at] != no_key && keys[at] != of_element[k])
-                                             at = (at + 1) & mask;
-                                         if (keys[at] == no_key) {
-                                             keys[at] = of_element[k];
-                                             ids[at] = next;
-                                         }
-                                         return unsigned(ids[at]);
-                                     });
+        std::uint64_t of_block[block * n];
+        return write_elements<Shape>(
+            pos, nodes, connect, cols,
+            [&](std::size_t, const unsigned* column, std::size_t elements) {
+                visit_keys<Shape>(column, elements, [&](unsigned k, std::uint64_t key) {
+                    of_block[k] = key;
+                    __builtin_prefetch(keys + (hash_of(key) >> (64 - bits)));
+                });
+            },
+            [&](std::size_t k, unsigned next) {
+                std::size_t at = hash_of(of_block[k]) >> (64 - bits);
+                while (keys[at] != no_key && keys[at] != of_block[k])
+                    at = (at + 1) & mask;
+                if (keys[at] == no_key) {
+                    keys[at] = of_block[k];
+                    ids[at] = next;
+                }
+                return unsigned(ids[at]);
+            });
     }
 };
 
@@ -245,62 +298,121 @@ struct by_sorting {
     }
 };
 
+/// The keys are distributed to parts by the leading bits of a hash. Then a small table, which stays in the cache,
+/// replaces the keys of one part after the other by numbers: equal keys have the same, and the first of them bears a
+/// mark. Whoever visits the keys once more meets their numbers in the same order.
 struct by_partitions {
-    template <class Shape>
-    static refined_mesh refine(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols) {
-        constexpr std::size_t keys_of_a_part = 16384; // with its table half a second-level cache at most
-        const std::size_t n = Shape::groups.size() * cols;
-        std::size_t part_bits = 0;
-        while ((keys_of_a_part << part_bits) < n)
-            ++part_bits;
-        const std::size_t parts = std::size_t(1) << part_bits;
-        const auto part_of = [&](std::uint64_t key) {
-            return part_bits == 0 ? 0 : std::size_t(hash_of(key) >> (64 - part_bits));
+    static constexpr unsigned mark = 0x80000000u;
+
+    /// Calls visit(part, key) for all groups of all elements. The part depends on the nodes and not on their order.
+    template <class Shape, std::size_t Bits, class Visit>
+    static void visit_parts(const unsigned* connect, std::size_t cols, const Visit& visit) {
+        const auto visit_one = [&]<group G>(const unsigned* column, std::integral_constant<group, G>) {
+            std::uint64_t sum = 0, all = 0;
+            for (std::size_t i = 0; i < G.size; ++i) {
+                sum += column[G.node[i]];
+                all ^= column[G.node[i]];
+            }
+            const std::uint64_t hash = sum * 0x9E3779B97F4A7C15u ^ all * 0xD6E8FEB86659FD93u;
+            visit(std::size_t(hash >> (64 - Bits)), key_of<G>(column));
         };
+        for (std::size_t j = 0; j < cols; ++j, connect += Shape::rows)
+            [&]<std::size_t... K>(std::index_sequence<K...>) {
+                (visit_one(connect, std::integral_constant<group, Shape::groups[K]>()), ...);
+            }
+        (std::make_index_sequence<Shape::groups.size()>());
+    }
 
-        std::vector<std::size_t> end(parts + 1, 0);
-        visit_keys<Shape>(connect, cols, [&](unsigned, std::uint64_t key) { ++end[part_of(key) + 1]; });
-        for (std::size_t p = 0; p < parts; ++p)
-            end[p + 1] += end[p];
-        const std::vector<std::size_t> begin = end;
-        const fresh_memory keys(n * 8, fresh_memory::pages::huge), places(n * 4, fresh_memory::pages::huge),
-            firsts(n * 4, fresh_memory::pages::huge);
-        std::uint64_t* const key_at = keys.as<std::uint64_t>();
-        unsigned* const place_at = places.as<unsigned>();
-        unsigned* const first = firsts.as<unsigned>();
-        visit_keys<Shape>(connect, cols, [&](unsigned place, std::uint64_t key) {
-            const std::size_t at = end[part_of(key)]++;
-            key_at[at] = key;
-            place_at[at] = place;
-        });
-
-        std::vector<std::uint64_t> table;
-        std::vector<unsigned> leader;
-        for (std::size_t p = 0; p < parts; ++p) {
-            std::size_t bits = 4;
-            while ((std::size_t(1) << bits) < end[p] - begin[p] + 1)
-                ++bits;
-            const std::size_t mask = (std::size_t(1) << bits) - 1;
-            table.assign(mask + 1, no_key);
-            leader.resize(mask + 1);
-            for (std::size_t k = begin[p]; k < end[p]; ++k) {
-                std::size_t at = hash_of(key_at[k]) >> (64 - part_bits - bits) & mask;
-                while (table[at] != no_key && table[at] != key_at[k])
-                    at = (at + 1) & mask;
-                if (table[at] == no_key) {
-                    table[at] = key_at[k];
-                    leader[at] = place_at[k];
-                }
-                first[place_at[k]] = leader[at];
+    /// Numbers the keys of one part; the numbers are `first` and so on. Returns the next one.
+    static unsigned number(const unsigned* keys, std::size_t n, unsigned first, std::uint64_t* table,
+                           unsigned* number_of, std::size_t bits, unsigned* numbers) {
+        const std::size_t mask = (std::size_t(1) << bits) - 1;
+        std::fill_n(table, mask + 1, no_key);
+        for (std::size_t k = 0; k < n; ++k) {
+            std::uint64_t key;
+            std::memcpy(&key, keys + 2 * k, sizeof key);
+            std::size_t at = key * 0x9E3779B97F4A7C15u >> (64 - bits);
+            while (table[at] != key && table[at] != no_key)
+                at = (at + 1) & mask;
+            if (table[at] == key) {
+                numbers[k] = number_of[at];
+            } else {
+                table[at] = key;
+                number_of[at] = first;
+                numbers[k] = first++ | mark;
             }
         }
-        return write_by_first_places<Shape>(pos, nodes, connect, cols, first);
+        return first;
+    }
+
+    template <class Shape>
+    static refined_mesh refine(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols) {
+        constexpr std::size_t n = Shape::groups.size();
+        constexpr std::size_t part_bits = n > 6 ? 8 : 6; // a million elements give tables of one to two MiB
+        constexpr std::size_t parts = std::size_t(1) << part_bits;
+
+        std::size_t end[parts] = {};
+        visit_parts<Shape, part_bits>(connect, cols, [&](std::size_t part, std::uint64_t) { ++end[part]; });
+        const std::size_t largest = *std::max_element(end, end + parts);
+        std::exclusive_scan(end, end + parts, end, std::size_t(0));
+        std::size_t begin[parts];
+        std::copy_n(end, parts, begin);
+        const fresh_memory keys(n * cols * sizeof(std::uint64_t), fresh_memory::pages::huge);
+        unsigned* const words = keys.as<unsigned>();
+        visit_parts<Shape, part_bits>(connect, cols, [&](std::size_t part, std::uint64_t key) {
+            std::memcpy(words + 2 * end[part]++, &key, sizeof key);
+        });
+
+        std::size_t bits = 4;
+        while ((std::size_t(1) << bits) <= largest)
+            ++bits;
+        const fresh_memory table(sizeof(std::uint64_t) << bits, fresh_memory::pages::huge);
+        const fresh_memory number_of(sizeof(unsigned) << bits, fresh_memory::pages::huge);
+        unsigned numbers = 0;
+        for (std::size_t p = 0; p < parts; ++p) // the numbers take the place of keys that were read before
+            numbers = number(words + 2 * begin[p], end[p] - begin[p], numbers, table.as<std::uint64_t>(),
+                             number_of.as<unsigned>(), bits, words + begin[p]);
+        return write<Shape, part_bits>(pos, nodes, connect, cols, words, begin, numbers);
+    }
+
+    template <class Shape, std::size_t PartBits>
+    static refined_mesh write(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols,
+                              const unsigned* numbers, std::size_t* next_of_part, unsigned last) {
+        const fresh_memory memory(last * sizeof(unsigned), fresh_memory::pages::huge);
+        unsigned* const ids = memory.as<unsigned>();
+        unsigned of_block[block * Shape::groups.size()];
+        return write_elements<Shape>(
+            pos, nodes, connect, cols,
+            [&](std::size_t, const unsigned* column, std::size_t elements) {
+                unsigned* to = of_block;
+                visit_parts<Shape, PartBits>(column, elements, [&](std::size_t part, std::uint64_t) {
+                    const unsigned* const number = numbers + next_of_part[part]++;
+                    __builtin_prefetch(number + 32);
+                    __builtin_prefetch(ids + (*number & ~mark));
+                    *to++ = *number;
+                });
+            },
+            [&](std::size_t k, unsigned next) {
+                unsigned& id = ids[of_block[k] & ~mark];
+                if (of_block[k] & mark)
+                    id = next;
+                return id;
+            });
     }
 };
+
+bool all_below(const unsigned* connect, std::size_t n, unsigned nodes) {
+    unsigned beyond = 0;
+    for (std::size_t k = 0; k < n; ++k)
+        beyond |= connect[k] >= nodes ? 1u : 0u;
+    return beyond == 0;
+}
 
 template <class Way>
 refined_mesh refine(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t rows, std::size_t cols,
                     refinement into) {
+    if (!all_below(connect, rows * cols, unsigned(nodes)))
+        return {};
     const bool quadratic = into == refinement::quadratic;
     if (rows == 4)
         return quadratic ? Way::template refine<tetrahedron_of_10>(pos, nodes, connect, cols)

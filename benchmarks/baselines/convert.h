@@ -1,13 +1,13 @@
 // Conversion to quadratic elements, and the cut into hexahedra, as one would write them for meshes of tetrahedra or of
 // hexahedra with less than two million nodes. Included once for each compilation, see harness.h.
 //
-// All give each new node the number that the library gives it: in the order in which the elements meet them. Three ways
-// find what elements share, told by keys of 64 bits:
+// All check the IDs, and give each new node the number that the library gives it: in the order in which the elements
+// meet them. Three ways find what elements share, told by keys of 64 bits:
 //   open addressing   one table, in which the elements look up and enter their edges and faces one by one
 //   sorting           all keys with their places, sorted
-//   partitions        the keys distributed by the leading bits of their hash, then a small table for each part, which
-//                     stays in the cache (a radix-partitioned join; Manegold, Boncz and Kersten 2002)
-// The latter two tell for each place the first with the same key, and a last pass over the elements gives the numbers.
+//   partitions        the keys distributed by a hash, then a small table for each part, which stays in the cache and
+//                     puts numbers in the place of the keys (a radix-partitioned join; Manegold, Boncz, Kersten 2002)
+// With the latter two a last pass over the elements gives the IDs.
 
 #include "refined_mesh.h"
 
