@@ -1,0 +1,15 @@
+#pragma once
+
+#include <meldra3d_mpi/meldra3d_mpi.h>
+
+namespace quorl::meldra3d_mpi::detail {
+
+/// Whether a part is one, see `distributed_mesh`: 0 or -20 on this rank alone; `agree` follows. What only all ranks
+/// together can see, that no element is on two ranks and that the lists of shared nodes suit each other, is not looked
+/// at here. -199 when memory ran out.
+int check_part(const distributed_mesh& part, MPI_Comm comm);
+
+/// The same without the lists of shared nodes.
+int check_part_alone(const distributed_mesh& part, MPI_Comm comm);
+
+} // namespace quorl::meldra3d_mpi::detail
