@@ -4,7 +4,8 @@
 
 // Lets chosen allocations fail. failing_alloc.cpp puts its own functions in the place of malloc and its family and of
 // all forms of `operator new`, for the whole program. Under a sanitizer, which has a malloc of its own, it replaces the
-// library's raw allocation instead of malloc. A program that uses it must link the shared library.
+// library's raw allocation instead of malloc; so it does where SPARE_MALLOC is defined, for tests of a library that
+// calls others. A program that uses it must link the shared library.
 //
 // Between the call that chooses and `stop_failing` a test does nothing but call the library, since its own allocations
 // count as well.
