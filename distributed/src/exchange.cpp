@@ -71,6 +71,8 @@ int exchange_counts(const dense1D<int, 8>& sent_counts, dense1D<int, 8>& receive
 
 int exchange_blocks(std::size_t bytes, const void* sent, const int* sent_counts, void* received,
                     const int* received_counts, MPI_Comm comm) {
+    if (bytes > std::size_t(std::numeric_limits<int>::max())) // the same on all ranks
+        return no_memory;
     const int ranks = size_of(comm);
     dense1D<int, 8> sent_first, received_first;
     const bool placed =

@@ -19,6 +19,11 @@ constexpr int no_message = -200;
 /// the argument that is tested first. -200 when MPI fails.
 int agree(int status, MPI_Comm comm);
 
+/// Whether a message of MPI 3 can have so many records.
+constexpr bool is_count(std::size_t n) {
+    return n <= 0x7FFFFFFF;
+}
+
 int rank_of(MPI_Comm comm);
 int size_of(MPI_Comm comm);
 
@@ -83,7 +88,7 @@ bool sort_by_rank(std::size_t n, int ranks, RankAt rank_at, RecordAt record_at, 
         if (const int rank = rank_at(k); rank >= 0)
             ++next[static_cast<std::size_t>(rank) + 1];
     for (std::size_t r = 0; r < static_cast<std::size_t>(ranks); ++r) {
-        if (next[r + 1] > 0x7FFFFFFF)
+        if (!is_count(next[r + 1]))
             return false;
         sent.counts[r] = static_cast<int>(next[r + 1]);
         next[r + 1] += next[r];
