@@ -1,0 +1,29 @@
+#include "common_values.h"
+
+#include <array>
+
+#include "exchange.h"
+
+namespace quorl::meldra3d_mpi::detail {
+
+int check_common(std::initializer_list<common_value> values, MPI_Comm comm) {
+    // The largest complement is that of the smallest value, so one reduction finds both ends.
+    std::array<std::uint64_t, 32> mine{}, largest{};
+    std::size_t n = 0;
+    for (const common_value& value : values) {
+        mine[n++] = value.bits;
+        mine[n++] = ~value.bits;
+    }
+    if (MPI_Allreduce(mine.data(), largest.data(), static_cast<int>(n), MPI_UINT64_T, MPI_MAX, comm) != MPI_SUCCESS)
+        return agree(no_message, comm);
+    int status = 0;
+    n = 0;
+    for (const common_value& value : values) {
+        if (largest[n] != ~largest[n + 1] && (status == 0 || value.code > status))
+            status = value.code;
+        n += 2;
+    }
+    return status;
+}
+
+} // namespace quorl::meldra3d_mpi::detail

@@ -1,0 +1,145 @@
+// The serial conversion of the part with its ghosts: the first element that meets an edge or a face of an own element
+// is then that of the whole mesh, which decides where the nodes stand and with which bits they are placed.
+
+#include <algorithm>
+#include <utility>
+
+#include <meldra3d_mpi/meldra3d_mpi.h>
+
+#include "check_part.h"
+#include "common_values.h"
+#include "exchange.h"
+#include "frame/element_tables.h"
+#include "ghost_layer.h"
+#include "numbering.h"
+
+namespace quorl::meldra3d_mpi {
+
+namespace {
+
+using namespace detail;
+
+/// The names are those of the public header.
+struct node_counts {
+    unsigned nE, nQ, nT, nH, nTH, nX, nY;
+
+    bool none() const { return (nE | nQ | nT | nH | nTH | nX | nY) == 0; }
+};
+
+bool is_linear_solid(element_type type) {
+    return type == ET_TH4 || type == ET_PY5 || type == ET_W6 || type == ET_H8 || type == ET_SOLID_MIX;
+}
+
+/// What the serial function says of the counts, tried on one tetrahedron. How many nodes an edge or a wedge gets needs
+/// no check.
+int check_counts(const node_counts& n) {
+    dense2D<double> pos(3, 4, 0.0);
+    dense2D<unsigned int> tetrahedron(4, 1), converted, faces, edges;
+    if (pos.empty() || tetrahedron.empty())
+        return no_memory;
+    for (unsigned i = 0; i < 4; ++i)
+        tetrahedron(i, 0) = i;
+    return meldra3d::convert_into_high_order(pos, tetrahedron, std::min(n.nE, 1u), n.nQ, n.nT, n.nH, n.nTH, 0, n.nY,
+                                             converted, faces, edges);
+}
+
+/// `rows` are those of the parts that have elements.
+int check(const distributed_mesh& mesh, const node_counts& n, std::uint64_t rows, MPI_Comm comm) {
+    if (!is_linear_solid(mesh.type))
+        return -2;
+    if (const int status = check_counts(n); status < 0)
+        return status;
+    if (!mesh.connectivity.empty() && mesh.connectivity.rows() != rows)
+        return not_a_part;
+    return check_part(mesh, comm);
+}
+
+/// The type of the one kind that a mesh holds; a mixed one of fewer than 8 rows holds only one.
+element_type kind_of(element_type type, std::uint64_t rows) {
+    if (type == ET_SOLID_MIX)
+        for (const element_type kind : {ET_TH4, ET_PY5, ET_W6})
+            if (rows == meldra3d::detail::rows_of(kind))
+                return kind;
+    return type;
+}
+
+/// The type of converted elements: the quadratic one where there is one, that of elements that got no nodes, or none.
+element_type converted_type(element_type kind, const node_counts& n) {
+    const unsigned in_triangle = kind == ET_H8 ? 0 : n.nT;
+    const unsigned in_quadrangle = kind == ET_TH4 ? 0 : n.nQ;
+    const bool mixed = kind == ET_SOLID_MIX;
+    const unsigned in_hexahedron = kind == ET_H8 || mixed ? n.nH : 0;
+    const unsigned in_others = (kind == ET_TH4 || mixed ? n.nTH : 0) | (kind == ET_PY5 || mixed ? n.nY : 0) |
+                               (kind == ET_W6 || mixed ? n.nX : 0);
+    if ((n.nE | in_triangle | in_quadrangle | in_hexahedron | in_others) == 0)
+        return kind;
+    if (n.nE != 1 || in_triangle != 0 || in_quadrangle > 1 || in_others != 0)
+        return ET_NONE;
+    switch (kind) {
+    case ET_TH4:
+        return ET_TH10;
+    case ET_PY5:
+        return in_quadrangle == 0 ? ET_PY13 : ET_PY14;
+    case ET_W6:
+        return in_quadrangle == 0 ? ET_W15 : ET_W18;
+    case ET_H8:
+        if (in_hexahedron == in_quadrangle)
+            return in_quadrangle == 0 ? ET_H20 : ET_H27;
+        return ET_NONE;
+    default:
+        return in_hexahedron == in_quadrangle ? ET_SOLID_MIX_Q : ET_NONE;
+    }
+}
+
+/// The result for this part. The same status on all ranks.
+int convert(const distributed_mesh& mesh, const node_counts& n, distributed_mesh& converted, MPI_Comm comm) {
+    extended_part extended;
+    if (const int status = extend(mesh, extended, comm); status < 0)
+        return status;
+    const std::size_t nodes = extended.pos.cols();
+    extended_result result;
+    dense2D<unsigned int> faces, edges;
+    const int done = meldra3d::convert_into_high_order(extended.pos, extended.connectivity, n.nE, n.nQ, n.nT, n.nH,
+                                                       n.nTH, n.nX, n.nY, result.connectivity, faces, edges);
+    if (const int status = agree(done, comm); status < 0)
+        return status;
+    const id_range range{static_cast<unsigned>(nodes), static_cast<unsigned>(extended.pos.cols() - nodes)};
+    new_nodes found;
+    if (const int status = number_new_nodes(mesh, extended, result, range, found, comm); status < 0)
+        return status;
+    const part_numbering numbering{static_cast<unsigned>(mesh.pos.cols()), range.first, found};
+    const int cut = cut_nodes(mesh, extended.pos, numbering, 1, converted);
+    const bool copied =
+        cut_elements(result, numbering, converted.connectivity) && converted.element_ids.copy(mesh.element_ids);
+    converted.elements = mesh.elements;
+    return agree(copied ? cut : no_memory, comm);
+}
+
+} // namespace
+
+int convert_into_high_order(distributed_mesh& mesh, unsigned int nE, unsigned int nQ, unsigned int nT, unsigned int nH,
+                            unsigned int nTH, unsigned int nX, unsigned int nY, MPI_Comm comm) {
+    const node_counts n{nE, nQ, nT, nH, nTH, nX, nY};
+    const int alike = check_common({common(nE, -3), common(nQ, -4), common(nT, -5), common(nH, -6), common(nTH, -7),
+                                    common(nX, -8), common(nY, -9)},
+                                   comm);
+    if (alike < 0 || n.none())
+        return alike;
+    const std::uint64_t rows = largest_of_all(mesh.connectivity.empty() ? 0 : mesh.connectivity.rows(), comm);
+    if (rows == 0)
+        return agree(0, comm); // an empty mesh
+    if (const int status = agree_on_part(check(mesh, n, rows, comm), mesh, comm); status < 0)
+        return status;
+    distributed_mesh converted;
+    converted.type = converted_type(kind_of(mesh.type, rows), n);
+    const int status = convert(mesh, n, converted, comm);
+    if (status == 0)
+        mesh = std::move(converted);
+    return status;
+}
+
+int convert_into_quadratic(distributed_mesh& mesh, MPI_Comm comm) {
+    return convert_into_high_order(mesh, 1, 1, 0, 1, 0, 0, 0, comm);
+}
+
+} // namespace quorl::meldra3d_mpi

@@ -1,0 +1,351 @@
+// A new node belongs to the element that meets it first. Its global number is the number of nodes that elements of
+// lower global IDs meet first, which are counted in a directory (each rank adds up the counts of a range of global
+// IDs), and its place among those of its element. A rank knows both for its own elements. Where a ghost comes first,
+// its rank is asked, by the element and the place in it, since ghosts at the rim of the layer may number their nodes
+// differently.
+
+#include "numbering.h"
+
+#include <algorithm>
+
+#include "exchange.h"
+
+namespace quorl::meldra3d_mpi::detail {
+
+namespace {
+
+constexpr std::uint64_t asked = no_id - 1; ///< stands for a number that another rank will tell
+
+struct element_count {
+    std::uint64_t element;
+    std::uint64_t count;
+};
+
+/// A place in what became of an element of another rank.
+struct question {
+    std::uint32_t column; ///< of that rank's part
+    std::uint32_t place;  ///< among the entries of its columns of the result
+};
+
+/// Replaces the counts that came by the sums over lower elements, from 0. False when memory ran out.
+bool sum_up(const dense1D<element_count, 8>& came, dense1D<std::uint64_t, 8>& sums, std::uint64_t& total) {
+    dense1D<std::size_t, 8> order;
+    if (!order.resize(came.size()) || !sums.resize(came.size()))
+        return false;
+    for (std::size_t k = 0; k < order.size(); ++k)
+        order[k] = k;
+    std::sort(order.begin(), order.end(),
+              [&](std::size_t a, std::size_t b) { return came[a].element < came[b].element; });
+    total = 0;
+    for (const std::size_t k : order) {
+        sums[k] = total;
+        total += came[k].count;
+    }
+    return true;
+}
+
+class numbering_of_part {
+public:
+    numbering_of_part(const distributed_mesh& part, const extended_part& extended, const extended_result& result,
+                      const id_range& range, new_nodes& found, MPI_Comm comm)
+        : part_(part), extended_(extended), result_(result), range_(range), found_(found), comm_(comm) {}
+
+    int run() {
+        if (const int status = agree(meet() ? 0 : no_memory, comm_); status < 0)
+            return status;
+        if (const int status = sum_below(part_, counts_, starts_, found_.in_all, comm_); status < 0)
+            return status;
+        number_own();
+        if (const int status = ask(); status < 0)
+            return status;
+        return agree(list_own() && list_shared() ? 0 : no_memory, comm_);
+    }
+
+private:
+    std::size_t elements() const { return extended_.element_ids.size(); }
+    bool is_own(std::size_t element) const { return extended_.ranks[element] == rank_of_this_; }
+    bool is_named(unsigned place) const { return place < range_.count && found_.place[place] != no_node; }
+
+    /// Calls visit(place in the range, place in the element) for the entries of an element.
+    template <class Visit>
+    void for_each_entry(std::size_t element, const Visit& visit) const {
+        const dense2D<unsigned int>& all = result_.connectivity;
+        std::uint32_t entry = 0;
+        for (std::size_t j = result_.begin(element); j < result_.end(element); ++j)
+            for (std::size_t i = 0; i < all.rows(); ++i)
+                visit(range_.place(all(i, j)), entry++);
+    }
+
+    /// Notes which new nodes each element meets first, and which are named by own elements.
+    bool meet() {
+        if (!first_met_.resize(elements() + 1) || !found_.own.resize(part_.element_ids.size()) ||
+            !counts_.resize(part_.element_ids.size()) || !numbers_.resize(range_.count, no_id) ||
+            !found_.place.resize(range_.count, no_node))
+            return false;
+        unsigned met = 0;
+        for (std::size_t element = 0; element < elements(); ++element) {
+            first_met_[element] = met;
+            for_each_entry(element, [&](unsigned place, std::uint32_t) {
+                if (place >= range_.count)
+                    return;
+                met = std::max(met, place + 1);
+                if (is_own(element))
+                    found_.place[place] = 0;
+            });
+            if (is_own(element)) {
+                found_.own[extended_.columns[element]] = element;
+                counts_[extended_.columns[element]] = met - first_met_[element];
+            }
+        }
+        first_met_[elements()] = met;
+        return true;
+    }
+
+    void number_own() {
+        for (std::size_t j = 0; j < found_.own.size(); ++j) {
+            const unsigned first = first_met_[found_.own[j]];
+            for (unsigned k = 0; k < counts_[j]; ++k)
+                numbers_[first + k] = starts_[j] + k;
+        }
+    }
+
+    struct open_number {
+        unsigned place; ///< in the range
+        int rank;       ///< to be asked
+        question what;
+    };
+
+    bool collect(dense1D<open_number, 8>& open) {
+        bool collected = true;
+        for (std::size_t element = 0; element < elements(); ++element) {
+            if (is_own(element))
+                continue;
+            for_each_entry(element, [&](unsigned place, std::uint32_t entry) {
+                if (!is_named(place) || place < first_met_[element] || numbers_[place] != no_id)
+                    return;
+                numbers_[place] = asked;
+                collected =
+                    collected && open.push_back({place, extended_.ranks[element], {extended_.columns[element], entry}});
+            });
+        }
+        return collected;
+    }
+
+    /// The number of the node that a question is about; `no_id` when this rank is not the one to know.
+    std::uint64_t reply(const question& what) const {
+        if (what.column >= found_.own.size())
+            return no_id;
+        const std::size_t element = found_.own[what.column];
+        const std::size_t rows = result_.connectivity.rows();
+        const std::size_t column = result_.begin(element) + what.place / rows;
+        if (column >= result_.end(element))
+            return no_id;
+        const unsigned place = range_.place(result_.connectivity(what.place % rows, column));
+        return place < range_.count && numbers_[place] != asked ? numbers_[place] : no_id;
+    }
+
+    int ask() {
+        dense1D<open_number, 8> open;
+        by_rank<question> sent, came;
+        dense1D<std::size_t, 8> sent_place;
+        const bool sorted =
+            collect(open) && sort_by_rank(
+                                 open.size(), size_of(comm_), [&](std::size_t k) { return open[k].rank; },
+                                 [&](std::size_t k) { return open[k].what; }, sent, sent_place);
+        if (const int status = agree(sorted ? 0 : no_memory, comm_); status < 0)
+            return status;
+        if (const int status = exchange(sent, came, comm_); status < 0)
+            return status;
+        dense1D<std::uint64_t, 8> replies, got;
+        if (const int status = agree(replies.resize(came.records.size()) ? 0 : no_memory, comm_); status < 0)
+            return status;
+        std::transform(came.records.begin(), came.records.end(), replies.begin(),
+                       [this](const question& what) { return reply(what); });
+        if (const int status = answer(came, replies, sent, got, comm_); status < 0)
+            return status;
+        bool known = true;
+        for (std::size_t k = 0; k < open.size(); ++k) {
+            numbers_[open[k].place] = got[sent_place[k]];
+            known = known && got[sent_place[k]] != no_id;
+        }
+        return agree(known ? 0 : not_a_part, comm_);
+    }
+
+    /// Sorts the new nodes that own elements name.
+    bool list_own() {
+        dense1D<unsigned int, 8>& source = found_.source;
+        for (unsigned place = 0; place < range_.count; ++place)
+            if (is_named(place) && !source.push_back(place))
+                return false;
+        std::sort(source.begin(), source.end(), [this](unsigned a, unsigned b) { return numbers_[a] < numbers_[b]; });
+        if (!found_.numbers.resize(source.size()))
+            return false;
+        for (unsigned k = 0; k < source.size(); ++k) {
+            found_.numbers[k] = numbers_[source[k]];
+            found_.place[source[k]] = k;
+        }
+        return true;
+    }
+
+    /// A node that an own element and a ghost name is shared with the rank of the ghost.
+    bool list_shared() {
+        dense1D<shared_new_node, 8>& shared = found_.shared;
+        bool listed = true;
+        for (std::size_t element = 0; element < elements(); ++element)
+            if (!is_own(element))
+                for_each_entry(element, [&](unsigned place, std::uint32_t) {
+                    if (is_named(place))
+                        listed = listed && shared.push_back({extended_.ranks[element], found_.place[place]});
+                });
+        std::sort(shared.begin(), shared.end(), [](const shared_new_node& a, const shared_new_node& b) {
+            return a.rank != b.rank ? a.rank < b.rank : a.place < b.place;
+        });
+        const auto* const end =
+            std::unique(shared.begin(), shared.end(), [](const shared_new_node& a, const shared_new_node& b) {
+                return a.rank == b.rank && a.place == b.place;
+            });
+        return shared.resize(static_cast<std::size_t>(end - shared.begin())) && listed;
+    }
+
+    const distributed_mesh& part_;
+    const extended_part& extended_;
+    const extended_result& result_;
+    const id_range range_;
+    new_nodes& found_;
+    const MPI_Comm comm_;
+    const int rank_of_this_ = rank_of(comm_);
+    dense1D<unsigned int, 8> first_met_; ///< new nodes that the elements before each have met, and all
+    dense1D<unsigned int, 8> counts_;    ///< new nodes that each own element meets first
+    dense1D<std::uint64_t, 8> starts_;   ///< the number of the first of them
+    dense1D<std::uint64_t, 8> numbers_;  ///< of the new nodes of the extended result, as far as the part needs them
+};
+
+/// The entries of a list of rank-ordered new nodes that are shared with one rank.
+struct shared_block {
+    const shared_new_node* begin;
+    const shared_new_node* end;
+};
+
+shared_block block_of(const dense1D<shared_new_node, 8>& shared, int rank) {
+    const auto below = [](const shared_new_node& node, int r) { return node.rank < r; };
+    const auto* const begin = std::lower_bound(shared.begin(), shared.end(), rank, below);
+    return {begin, std::lower_bound(begin, shared.end(), rank + 1, below)};
+}
+
+/// The lists of shared nodes: for each neighbour those that there were, then its new ones, level after level. New nodes
+/// have higher global IDs than all others, and whom a rank shares them with it shares the vertices around them with.
+bool list_shared_nodes(const distributed_mesh& part, const new_nodes& found, unsigned levels, distributed_mesh& cut) {
+    if (!cut.neighbor_ranks.copy(part.neighbor_ranks) || !cut.first_shared.resize(part.first_shared.size()) ||
+        !cut.shared_nodes.resize(part.shared_nodes.size() + levels * found.shared.size()))
+        return false;
+    const auto part_nodes = static_cast<unsigned>(part.pos.cols());
+    const auto own = static_cast<unsigned>(found.numbers.size());
+    unsigned* next = cut.shared_nodes.begin();
+    for (std::size_t n = 0; n < part.neighbor_ranks.size(); ++n) {
+        cut.first_shared[n] = static_cast<std::uint64_t>(next - cut.shared_nodes.begin());
+        next = std::copy(part.shared_nodes.begin() + part.first_shared[n],
+                         part.shared_nodes.begin() + part.first_shared[n + 1], next);
+        const shared_block block = block_of(found.shared, part.neighbor_ranks[n]);
+        for (unsigned level = 0; level < levels; ++level)
+            next = std::transform(block.begin, block.end, next,
+                                  [&](const shared_new_node& node) { return part_nodes + level * own + node.place; });
+    }
+    if (!cut.first_shared.empty())
+        cut.first_shared[part.neighbor_ranks.size()] = cut.shared_nodes.size();
+    return true;
+}
+
+} // namespace
+
+int sum_below(const distributed_mesh& part, const dense1D<unsigned int, 8>& counts, dense1D<std::uint64_t, 8>& sums,
+              std::uint64_t& total, MPI_Comm comm) {
+    const auto ranks = static_cast<std::uint64_t>(size_of(comm));
+    const std::uint64_t each = part.elements / ranks + 1; // global IDs that a rank adds up
+    by_rank<element_count> sent, came;
+    dense1D<std::size_t, 8> place;
+    const bool sorted = sort_by_rank(
+        counts.size(), size_of(comm), [&](std::size_t j) { return static_cast<int>(part.element_ids[j] / each); },
+        [&](std::size_t j) {
+            return element_count{part.element_ids[j], counts[j]};
+        },
+        sent, place);
+    if (const int status = agree(sorted ? 0 : no_memory, comm); status < 0)
+        return status;
+    if (const int status = exchange(sent, came, comm); status < 0)
+        return status;
+
+    dense1D<std::uint64_t, 8> replies, got;
+    std::uint64_t here = 0;
+    const bool summed = sum_up(came.records, replies, here) && sums.resize(counts.size());
+    if (const int status = agree(summed ? 0 : no_memory, comm); status < 0)
+        return status;
+    std::uint64_t before = 0; // of ranks below, which leaves rank 0 as it is
+    const int result = MPI_Exscan(&here, &before, 1, MPI_UINT64_T, MPI_SUM, comm);
+    if (const int status = agree(result == MPI_SUCCESS ? 0 : no_message, comm); status < 0)
+        return status;
+    for (std::uint64_t& reply : replies)
+        reply += before;
+    total = sum_of_all(here, comm);
+    if (const int status = answer(came, replies, sent, got, comm); status < 0)
+        return status;
+    for (std::size_t j = 0; j < counts.size(); ++j)
+        sums[j] = got[place[j]];
+    return 0;
+}
+
+int number_new_nodes(const distributed_mesh& part, const extended_part& extended, const extended_result& result,
+                     const id_range& range, new_nodes& found, MPI_Comm comm) {
+    return numbering_of_part(part, extended, result, range, found, comm).run();
+}
+
+unsigned part_numbering::operator()(unsigned id) const {
+    if (id == no_node || id < part_nodes)
+        return id;
+    const auto per_level = static_cast<unsigned>(found.place.size());
+    const unsigned level = (id - first_new) / per_level;
+    const auto own = static_cast<unsigned>(found.numbers.size());
+    return part_nodes + level * own + found.place[(id - first_new) % per_level];
+}
+
+int cut_nodes(const distributed_mesh& part, const dense2D<double>& pos, const part_numbering& numbering,
+              std::uint64_t levels, distributed_mesh& cut) {
+    const new_nodes& found = numbering.found;
+    if (found.in_all != 0 && levels > (no_id - part.nodes) / found.in_all)
+        return no_memory;
+    const std::size_t own = found.numbers.size();
+    const std::size_t part_nodes = part.pos.cols();
+    const std::size_t here = own == 0 ? 0 : levels; // else, a rank without new nodes may know of any number of levels
+    if (!cut.pos.resize(3, part_nodes + here * own) || !cut.node_ids.resize(part_nodes + here * own) ||
+        !list_shared_nodes(part, found, static_cast<unsigned>(here), cut))
+        return no_memory;
+    for (std::size_t j = 0; j < part_nodes; ++j) {
+        std::copy_n(part.pos.col(j), 3, cut.pos.col(j));
+        cut.node_ids[j] = part.node_ids[j];
+    }
+    std::size_t to = part_nodes;
+    for (std::size_t level = 0; level < here; ++level)
+        for (std::size_t k = 0; k < own; ++k, ++to) {
+            const std::size_t from = numbering.first_new + level * found.place.size() + found.source[k];
+            std::copy_n(pos.col(from), 3, cut.pos.col(to));
+            cut.node_ids[to] = part.nodes + level * found.in_all + found.numbers[k];
+        }
+    cut.nodes = part.nodes + levels * found.in_all;
+    return 0;
+}
+
+bool cut_elements(const extended_result& result, const part_numbering& numbering, dense2D<unsigned int>& cut) {
+    const dense1D<std::size_t, 8>& own = numbering.found.own;
+    std::size_t columns = 0;
+    for (const std::size_t element : own)
+        columns += result.end(element) - result.begin(element);
+    const dense2D<unsigned int>& all = result.connectivity;
+    if (!cut.resize(all.rows(), columns))
+        return false;
+    std::size_t to = 0;
+    for (const std::size_t element : own)
+        for (std::size_t j = result.begin(element); j < result.end(element); ++j)
+            std::transform(all.col(j), all.col(j) + all.rows(), cut.col(to++), numbering);
+    return true;
+}
+
+} // namespace quorl::meldra3d_mpi::detail

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include <meldra3d_mpi/meldra3d_mpi.h>
+
+#include "ghost_layer.h"
+
+// Serial functions number new nodes in the order in which the elements meet them. Called on an extended part, they
+// number those of the part and its ghosts in the same order; here each gets the number that the call on the whole mesh
+// would give it, and what the ghosts brought is cut off again.
+namespace quorl::meldra3d_mpi::detail {
+
+/// What a serial function made of each element of an extended part: one or more columns, which lie together.
+struct extended_result {
+    dense2D<unsigned int> connectivity;
+    std::size_t each = 1;            ///< columns from each element, unless
+    dense1D<std::size_t, 8> first{}; ///< the columns where those of each element begin, and their end, are given
+
+    std::size_t begin(std::size_t element) const { return first.empty() ? element * each : first[element]; }
+    std::size_t end(std::size_t element) const { return begin(element + 1); }
+};
+
+/// Consecutive IDs of an extended result, from `first` on, in the order in which its elements first name them.
+struct id_range {
+    unsigned first;
+    unsigned count;
+
+    /// The place of an ID in the range; `count` or more for others, `no_node` included.
+    unsigned place(unsigned id) const { return id - first; }
+    bool holds(unsigned id) const { return place(id) < count; }
+};
+
+/// A new node of the part that another rank has, too.
+struct shared_new_node {
+    int rank;
+    unsigned place;
+};
+
+/// The new nodes that own elements name.
+struct new_nodes {
+    std::uint64_t in_all = 0;           ///< new nodes of the whole mesh
+    dense1D<std::uint64_t, 8> numbers;  ///< theirs, ascending; from 0 in the order in which the whole mesh meets them
+    dense1D<unsigned int, 8> source;    ///< the place of each in the range of the extended result
+    dense1D<unsigned int, 8> place;     ///< of each in that range: its place here; `no_node` for what is cut off
+    dense1D<shared_new_node, 8> shared; ///< by rank and number
+    dense1D<std::size_t, 8> own;        ///< the element of the extended part that is each of the part's own
+};
+
+/// Numbers the new nodes of a result, those of a range of IDs. Collective over `comm`; the same status on all ranks: 0,
+/// -20 when the lists of shared nodes do not suit each other, -199, -200.
+int number_new_nodes(const distributed_mesh& part, const extended_part& extended, const extended_result& result,
+                     const id_range& range, new_nodes& found, MPI_Comm comm);
+
+/// For each own element, the sum of the counts of all elements with a lower global ID, on whichever rank; and the sum
+/// of all. Collective; 0, -199 or -200.
+int sum_below(const distributed_mesh& part, const dense1D<unsigned int, 8>& counts, dense1D<std::uint64_t, 8>& sums,
+              std::uint64_t& total, MPI_Comm comm);
+
+/// The nodes of an extended result as those of a part: first the columns that the part has, then its new nodes in
+/// ascending order of global IDs. There may be several levels of new nodes, each with those of `found` in their order.
+struct part_numbering {
+    unsigned part_nodes;
+    unsigned first_new; ///< in the extended result, where a level has as many nodes as found.place
+    const new_nodes& found;
+
+    unsigned operator()(unsigned id) const;
+};
+
+/// Fills `pos`, `node_ids`, `nodes` and the lists of shared nodes of a result from those of the part and the new nodes
+/// on some levels. `pos` has the columns of the extended result. 0 or -199; not collective.
+int cut_nodes(const distributed_mesh& part, const dense2D<double>& pos, const part_numbering& numbering,
+              std::uint64_t levels, distributed_mesh& cut);
+
+/// The columns that a result has of own elements, in the order of these, renumbered. False when memory ran out.
+bool cut_elements(const extended_result& result, const part_numbering& numbering, dense2D<unsigned int>& cut);
+
+} // namespace quorl::meldra3d_mpi::detail
