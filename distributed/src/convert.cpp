@@ -63,36 +63,44 @@ element_type kind_of(element_type type, std::uint64_t rows) {
     return type;
 }
 
-/// The type of converted elements: the quadratic one where there is one, that of elements that got no nodes, or none.
-element_type converted_type(element_type kind, const node_counts& n) {
+/// The quadratic type of converted elements of one kind, or the kind where they got no nodes; otherwise none.
+element_type type_of_kind(element_type kind, const node_counts& n) {
     const unsigned in_triangle = kind == ET_H8 ? 0 : n.nT;
     const unsigned in_quadrangle = kind == ET_TH4 ? 0 : n.nQ;
-    const bool mixed = kind == ET_SOLID_MIX;
-    const unsigned in_hexahedron = kind == ET_H8 || mixed ? n.nH : 0;
-    const unsigned in_others = (kind == ET_TH4 || mixed ? n.nTH : 0) | (kind == ET_PY5 || mixed ? n.nY : 0) |
-                               (kind == ET_W6 || mixed ? n.nX : 0);
-    if ((n.nE | in_triangle | in_quadrangle | in_hexahedron | in_others) == 0)
+    const unsigned inside = kind == ET_TH4 ? n.nTH : kind == ET_PY5 ? n.nY : kind == ET_W6 ? n.nX : n.nH;
+    if ((n.nE | in_triangle | in_quadrangle | inside) == 0)
         return kind;
-    if (n.nE != 1 || in_triangle != 0 || in_quadrangle > 1 || in_others != 0)
+    const bool centres = in_quadrangle == 1;
+    if (n.nE != 1 || in_triangle != 0 || in_quadrangle > 1 || inside != (kind == ET_H8 ? in_quadrangle : 0))
         return ET_NONE;
     switch (kind) {
     case ET_TH4:
         return ET_TH10;
     case ET_PY5:
-        return in_quadrangle == 0 ? ET_PY13 : ET_PY14;
+        return centres ? ET_PY14 : ET_PY13;
     case ET_W6:
-        return in_quadrangle == 0 ? ET_W15 : ET_W18;
-    case ET_H8:
-        if (in_hexahedron == in_quadrangle)
-            return in_quadrangle == 0 ? ET_H20 : ET_H27;
-        return ET_NONE;
+        return centres ? ET_W18 : ET_W15;
     default:
-        return in_hexahedron == in_quadrangle ? ET_SOLID_MIX_Q : ET_NONE;
+        return centres ? ET_H27 : ET_H20;
     }
 }
 
+/// The type of converted elements of the kind `kind`, or of all kinds, in a matrix of so many rows: for hexahedra it
+/// may have more rows than they fill, since the serial function takes 8 rows for mixed ones.
+element_type converted_type(element_type kind, const node_counts& n, std::uint64_t rows) {
+    if (kind != ET_SOLID_MIX) {
+        const element_type type = type_of_kind(kind, n);
+        return rows == meldra3d::detail::rows_of(type) ? type : ET_NONE;
+    }
+    for (const element_type each : {ET_TH4, ET_PY5, ET_W6, ET_H8})
+        if (const element_type type = type_of_kind(each, n); type == ET_NONE || type == each)
+            return ET_NONE;
+    return ET_SOLID_MIX_Q;
+}
+
 /// The result for this part. The same status on all ranks.
-int convert(const distributed_mesh& mesh, const node_counts& n, distributed_mesh& converted, MPI_Comm comm) {
+int convert(const distributed_mesh& mesh, const node_counts& n, element_type kind, distributed_mesh& converted,
+            MPI_Comm comm) {
     extended_part extended;
     if (const int status = extend(mesh, extended, comm); status < 0)
         return status;
@@ -112,6 +120,7 @@ int convert(const distributed_mesh& mesh, const node_counts& n, distributed_mesh
     const bool copied =
         cut_elements(result, numbering, converted.connectivity) && converted.element_ids.copy(mesh.element_ids);
     converted.elements = mesh.elements;
+    converted.type = converted_type(kind, n, largest_of_all(result.connectivity.rows(), comm));
     return agree(copied ? cut : no_memory, comm);
 }
 
@@ -131,8 +140,7 @@ int convert_into_high_order(distributed_mesh& mesh, unsigned int nE, unsigned in
     if (const int status = agree_on_part(check(mesh, n, rows, comm), mesh, comm); status < 0)
         return status;
     distributed_mesh converted;
-    converted.type = converted_type(kind_of(mesh.type, rows), n);
-    const int status = convert(mesh, n, converted, comm);
+    const int status = convert(mesh, n, kind_of(mesh.type, rows), converted, comm);
     if (status == 0)
         mesh = std::move(converted);
     return status;

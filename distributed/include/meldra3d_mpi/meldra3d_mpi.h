@@ -10,8 +10,9 @@
 /// collective calls of MPI. The parts are plain arrays, and each process works on its own part with the library itself.
 ///
 /// Every function here is collective over `comm`: all ranks call it, with the same values of arguments that are not
-/// arrays or parts (where ranks differ in them, each part follows its own). Communication goes over `comm` itself, by
-/// collectives only, so a caller's own messages between pairs of ranks are safe.
+/// arrays or parts (where ranks differ in them, each part follows its own; a function that needs them alike returns the
+/// code of the argument). Communication goes over `comm` itself, by collectives only, so a caller's own messages between
+/// pairs of ranks are safe.
 ///
 /// Status: what goes wrong on one rank is returned by all. The codes are those of the serial function, minus the
 /// position of an argument in the serial function's list; of several, the one that is tested first. Besides: -20 a part
@@ -103,10 +104,12 @@ MELDRA3D_API int gather_field(const dense2D<double>& values, const distributed_m
 /// `meldra3d::convert_into_high_order` of a partitioned mesh, in place: one set of nodes for an edge or face, whichever
 /// ranks have it. See there for the counts and for where the nodes lie and stand.
 ///   mesh   in/out   ET_TH4, ET_PY5, ET_W6, ET_H8 or ET_SOLID_MIX; then with the new nodes and the type of the new
-///                   elements: the quadratic one where there is one, otherwise ET_NONE. New nodes have the global IDs
-///                   that the serial call gives them; elements keep theirs
+///                   elements: the quadratic one where there is one, the same where these get no nodes, otherwise
+///                   ET_NONE. The new nodes stand behind the others, in ascending order of the global IDs that the
+///                   serial call gives them; elements keep theirs
 /// Returns 0, also for an empty mesh or when all counts are 0 (the mesh is then as before, unlike the serial one); -2
-/// when the type is not one of those above; -4, -5, -6, -7 and -9 for nQ, nT, nH, nTH and nY; -20; -199.
+/// when the type is not one of those above; -4, -5, -6, -7 and -9 for nQ, nT, nH, nTH and nY, -3 to -9 for a count that
+/// is not the same on all ranks; -20, also when lists of shared nodes turn out not to suit each other; -199.
 /// Each rank asks its neighbours for the elements around shared nodes, once; memory and time are those of the serial
 /// call on the part and this layer.
 MELDRA3D_API int convert_into_high_order(distributed_mesh& mesh, unsigned int nE, unsigned int nQ, unsigned int nT,

@@ -1,0 +1,81 @@
+#pragma once
+
+#include "parts.h"
+
+// Ways to cut a mesh, and parts in the order that a caller may have them in.
+namespace test {
+
+/// Blocks, elements anywhere, ranks without elements in between, and all elements on the last rank.
+inline std::vector<dense1D<int, 8>> many_owners(std::size_t elements) {
+    const int ranks = world_size();
+    std::vector<dense1D<int, 8>> all{blocks_of_owners(elements, ranks), scattered_owners(elements, ranks)};
+    dense1D<int, 8> odd = scattered_owners(elements, ranks, 3);
+    for (int& owner : odd)
+        owner |= ranks > 1 ? 1 : 0;
+    for (int& owner : odd)
+        owner = std::min(owner, ranks - 1);
+    all.push_back(odd);
+    all.push_back(dense1D<int, 8>(elements, ranks - 1));
+    return all;
+}
+
+/// The owners when each element becomes a number of them.
+template <class Pieces>
+dense1D<int, 8> owners_of_pieces(const dense1D<int, 8>& owners, const Pieces& pieces_of) {
+    dense1D<int, 8> all;
+    for (std::size_t j = 0; j < owners.size(); ++j)
+        for (std::size_t k = 0; k < pieces_of(j); ++k)
+            all.push_back(owners[j]);
+    return all;
+}
+
+/// The places of a list's entries in ascending order.
+inline std::vector<std::size_t> ascending(const dense1D<std::uint64_t, 8>& ids) {
+    std::vector<std::size_t> order(ids.size());
+    std::iota(order.begin(), order.end(), std::size_t(0));
+    std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return ids[a] < ids[b]; });
+    return order;
+}
+
+/// A part with its k-th node from column nodes[k], and its elements likewise.
+inline distributed_mesh reordered(const distributed_mesh& part, const std::vector<std::size_t>& nodes,
+                                  const std::vector<std::size_t>& elements) {
+    distributed_mesh result = deep_copy(part);
+    std::vector<unsigned> to(nodes.size());
+    for (std::size_t k = 0; k < nodes.size(); ++k) {
+        to[nodes[k]] = static_cast<unsigned>(k);
+        std::copy_n(part.pos.col(nodes[k]), 3, result.pos.col(k));
+        result.node_ids[k] = part.node_ids[nodes[k]];
+    }
+    for (std::size_t k = 0; k < elements.size(); ++k) {
+        result.element_ids[k] = part.element_ids[elements[k]];
+        for (std::size_t i = 0; i < part.connectivity.rows(); ++i) {
+            const unsigned id = part.connectivity(i, elements[k]);
+            result.connectivity(i, k) = id == no_node ? no_node : to[id];
+        }
+    }
+    for (unsigned& node : result.shared_nodes)
+        node = to[node];
+    return result;
+}
+
+inline distributed_mesh in_order(const distributed_mesh& part) {
+    return reordered(part, ascending(part.node_ids), ascending(part.element_ids));
+}
+
+inline distributed_mesh in_disorder(const distributed_mesh& part) {
+    std::mt19937 random(static_cast<unsigned>(world_rank()) + 1);
+    std::vector<std::size_t> nodes = ascending(part.node_ids), elements = ascending(part.element_ids);
+    std::shuffle(nodes.begin(), nodes.end(), random);
+    std::shuffle(elements.begin(), elements.end(), random);
+    return reordered(part, nodes, elements);
+}
+
+/// Whether something holds on all ranks.
+inline bool on_all(bool here) {
+    int mine = here ? 1 : 0, all = 0;
+    MPI_Allreduce(&mine, &all, 1, MPI_INT, MPI_MIN, MPI_COMM_WORLD);
+    return all == 1;
+}
+
+} // namespace test
