@@ -49,6 +49,12 @@ int bring_first_face(partitioned_sweep& sweep) {
     return sweep.bring_first_face();
 }
 
+/// The normals of a surface of triangles and quadrangles are summed in an order that depends on all of its faces.
+int unify_copies(partitioned_sweep& sweep) {
+    sweep.unify_copies();
+    return 0;
+}
+
 /// A line of points for the serial function, which takes IDs of nodes.
 class appended_line {
 public:
@@ -191,10 +197,11 @@ int extrude_normal(const distributed_mesh& surface, double thickness, double siz
         {common(thickness, -3), common(size_start, -4), common(size_end, -5), common(unsigned(even_layers), -6)}, comm);
     if (alike < 0)
         return alike;
-    return run({surface, edges, -8, comm}, 0, {solids, connectQ, connectT}, prepare_nothing, [&](serial_arrays& a) {
-        return meldra3d::extrude_normal(a.pos, a.faces, thickness, size_start, size_end, even_layers, a.solids, a.edges,
-                                        a.sides, a.cap);
-    });
+    return run({surface, edges, -8, comm}, 0, {solids, connectQ, connectT},
+               surface.type == ET_FACE_MIX ? unify_copies : prepare_nothing, [&](serial_arrays& a) {
+                   return meldra3d::extrude_normal(a.pos, a.faces, thickness, size_start, size_end, even_layers,
+                                                   a.solids, a.edges, a.sides, a.cap);
+               });
 }
 
 int extrude_normal(const distributed_mesh& surface, double thickness, unsigned int nlayers, distributed_mesh& solids,
@@ -203,9 +210,11 @@ int extrude_normal(const distributed_mesh& surface, double thickness, unsigned i
     const int alike = check_common({common(thickness, -3), common(nlayers, -4)}, comm);
     if (alike < 0 || nlayers == 0)
         return alike;
-    return run({surface, edges, -8, comm}, 0, {solids, connectQ, connectT}, prepare_nothing, [&](serial_arrays& a) {
-        return meldra3d::extrude_normal(a.pos, a.faces, thickness, nlayers, a.solids, a.edges, a.sides, a.cap);
-    });
+    return run({surface, edges, -8, comm}, 0, {solids, connectQ, connectT},
+               surface.type == ET_FACE_MIX ? unify_copies : prepare_nothing, [&](serial_arrays& a) {
+                   return meldra3d::extrude_normal(a.pos, a.faces, thickness, nlayers, a.solids, a.edges, a.sides,
+                                                   a.cap);
+               });
 }
 
 int extrude_normal(const distributed_mesh& surface, const dense2D<double>& node_shifts, unsigned int nlayers,

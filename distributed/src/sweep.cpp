@@ -139,7 +139,9 @@ int partitioned_sweep::finish(int status, std::size_t first_new) {
     new_nodes found;
     if (status = number_new_nodes(surface_, extended_, {arrays_.cap}, last_level, found, comm_); status < 0)
         return status;
-    return agree(cut(found, first), comm_);
+    if (status = agree(cut(found, first), comm_); status < 0)
+        return status;
+    return unified_ ? send_copies() : 0;
 }
 
 int partitioned_sweep::cut(const new_nodes& found, unsigned first_new) {
@@ -187,6 +189,52 @@ bool partitioned_sweep::number_solids() {
     for (std::size_t j = 0; j < solids_.element_ids.size(); ++j)
         solids_.element_ids[j] = surface_.element_ids[j / layers_] * layers_ + j % layers_;
     return true;
+}
+
+/// Sends the copies of shared nodes to the higher ranks that have them, too.
+int partitioned_sweep::send_copies() {
+    const distributed_mesh& s = solids_;
+    const int here = rank_of(comm_);
+    const auto receiver = [&](std::size_t k) {
+        const auto* const above = std::upper_bound(s.first_shared.begin(), s.first_shared.end(), k);
+        const int rank = s.neighbor_ranks[static_cast<std::size_t>(above - s.first_shared.begin()) - 1];
+        return rank > here && s.shared_nodes[k] >= surface_.pos.cols() ? rank : -1;
+    };
+    const auto copy = [&](std::size_t k) {
+        const double* const p = s.pos.col(s.shared_nodes[k]);
+        return point{p[0], p[1], p[2]};
+    };
+    by_rank<point> sent, came;
+    dense1D<std::size_t, 8> place;
+    const bool sorted = sort_by_rank(s.shared_nodes.size(), size_of(comm_), receiver, copy, sent, place);
+    if (const int status = agree(sorted ? 0 : no_memory, comm_); status < 0)
+        return status;
+    if (const int status = exchange(sent, came, comm_); status < 0)
+        return status;
+    return agree(take_copies(came) ? 0 : not_a_part, comm_);
+}
+
+/// False when another rank has sent more or less copies than it shares with this one.
+bool partitioned_sweep::take_copies(const by_rank<point>& came) {
+    const point* end = came.records.end();
+    // From the highest rank down: what comes last, from the lowest, stays.
+    for (std::size_t n = solids_.neighbor_ranks.size(); n-- > 0;) {
+        const auto rank = static_cast<std::size_t>(solids_.neighbor_ranks[n]);
+        if (solids_.neighbor_ranks[n] > rank_of(comm_))
+            continue;
+        const point* next = end -= came.counts[rank];
+        for (std::uint64_t k = solids_.first_shared[n]; k < solids_.first_shared[n + 1]; ++k) {
+            const unsigned node = solids_.shared_nodes[k];
+            if (node < surface_.pos.cols())
+                continue;
+            if (next == end + came.counts[rank])
+                return false;
+            std::copy_n(&(*next++)[0], 3, solids_.pos.col(node));
+        }
+        if (next != end + came.counts[rank])
+            return false;
+    }
+    return end == came.records.begin();
 }
 
 void partitioned_sweep::give(distributed_mesh& solids, dense2D<unsigned int>& connectQ,

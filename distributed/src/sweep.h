@@ -5,6 +5,7 @@
 
 #include <meldra3d_mpi/meldra3d_mpi.h>
 
+#include "exchange.h"
 #include "ghost_layer.h"
 #include "numbering.h"
 
@@ -40,6 +41,9 @@ public:
     /// Puts points behind the nodes, from `first` on.
     int append_points(const dense2D<double>& points, std::size_t& first);
 
+    /// Lets the lowest of the ranks that have a copy say where it lies, where these may find different bits.
+    void unify_copies() { unified_ = true; }
+
     bool has_faces() const { return !arrays_.faces.empty(); }
     serial_arrays& arrays() { return arrays_; }
 
@@ -49,6 +53,7 @@ public:
 
 private:
     struct face_record;
+    using point = vector_fixed<double, 3>;
 
     int check_here(int status) const;
     bool insert(const face_record& face);
@@ -57,6 +62,8 @@ private:
     bool cut_sides(const part_numbering& numbering);
     bool edges_are_swept(const new_nodes& found, unsigned first_new) const;
     bool number_solids();
+    int send_copies();
+    bool take_copies(const by_rank<point>& came);
 
     const distributed_mesh& surface_;
     const dense2D<unsigned int>& edges_;
@@ -64,6 +71,7 @@ private:
     const MPI_Comm comm_;
     std::uint64_t rows_ = 0; ///< of the parts that have faces
     std::uint64_t layers_ = 0;
+    bool unified_ = false;
     extended_part extended_; ///< without nodes and faces, which are in the arrays
     serial_arrays arrays_;
     distributed_mesh solids_;

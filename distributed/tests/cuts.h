@@ -78,4 +78,26 @@ inline bool on_all(bool here) {
     return all == 1;
 }
 
+/// Whether the ranks that have a node have the same bits for where it lies.
+inline bool agree_on_nodes(const distributed_mesh& part) {
+    std::vector<std::uint64_t> mine(6 * part.nodes, 0), largest(6 * part.nodes);
+    const auto visit = [&](const auto& with) {
+        for (std::size_t j = 0; j < part.node_ids.size(); ++j)
+            for (unsigned i = 0; i < 3; ++i) {
+                std::uint64_t bits = 0;
+                std::memcpy(&bits, &part.pos(i, j), sizeof bits);
+                with(6 * part.node_ids[j] + 2 * i, bits);
+            }
+    };
+    visit([&](std::size_t at, std::uint64_t bits) {
+        mine[at] = bits;
+        mine[at + 1] = ~bits;
+    });
+    MPI_Allreduce(mine.data(), largest.data(), static_cast<int>(mine.size()), MPI_UINT64_T, MPI_MAX, MPI_COMM_WORLD);
+    bool alike = true;
+    visit(
+        [&](std::size_t at, std::uint64_t bits) { alike = alike && largest[at] == bits && largest[at + 1] == ~bits; });
+    return alike;
+}
+
 } // namespace test
