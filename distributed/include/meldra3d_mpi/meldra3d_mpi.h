@@ -212,10 +212,13 @@ MELDRA3D_API int extrude_line(const distributed_mesh& surface, const dense2D<dou
 // Searching and interpolating between meshes that are cut differently. Each rank asks for points of its own, any
 // number, wherever they lie; the mesh is of tetrahedra (ET_TH4; for the search ET_TH10, too) and cut in any way.
 //
-// A point that elements of several ranks hold (one on a common face, or within the tolerance of it) is found in the one
-// with the lowest global ID. A serial search may find another of these, and walks differ at re-entrant boundaries:
-// there one of the two may find what the other misses. Values that both find are equal to rounding (1e-12 of the
-// values).
+// An element holds a point when it is direct and no barycentric coordinate is below -tolerance, as in the serial
+// search. A point is found when any element holds it, and in the one with the lowest global ID of these: elements,
+// local coordinates and values have the same bits however the mesh is cut. The serial search walks from element to
+// element: it finds the first on its way, and at a re-entrant boundary its walks may all end before. Values that both
+// find are equal to rounding (1e-12 of the values) where the point lies in both elements or on their common face, and
+// differ by as much as the field changes over the tolerance where it lies beside one. Metrics on a common face depend
+// on the order in which those of the nodes are merged, and so on the element.
 
 /// `meldra3d::get_elements_containing_points` in a partitioned mesh.
 ///   points     in    3 x points, the caller's own
@@ -223,7 +226,9 @@ MELDRA3D_API int extrude_line(const distributed_mesh& surface, const dense2D<dou
 ///   local      out   3 x points, the local coordinates in it (those of its own order of nodes), 0 where not found
 /// Returns 0, whether points are found or not; -2 when the type is neither ET_TH4 nor ET_TH10; -7 when `points` is not
 /// empty and has not 3 rows; -20; -199.
-/// Method: the boxes of all parts are known to all; a point goes to the ranks whose box holds it, and back.
+/// Method: up to 64 boxes of each part are known to all (3 KiB a rank). A point goes to the ranks that have one around
+/// it, 24 bytes each, which search a tree of the boxes of their elements; 8 bytes come back from each, and the result
+/// from one. Scratch memory: 68 bytes an element, and about 100 a point.
 MELDRA3D_API int get_elements_containing_points(const distributed_mesh& mesh, const dense2D<double>& points,
                                                 dense1D<std::uint64_t, 8>& elements, dense2D<double>& local,
                                                 double tolerance, MPI_Comm comm);
@@ -231,20 +236,27 @@ MELDRA3D_API int get_elements_containing_points(const distributed_mesh& mesh, co
 /// `meldra3d::interpolate` from a partitioned mesh to points of each rank. A point that is not found takes the value of
 /// the nearest node of the whole mesh, of equally near ones that with the lowest global ID.
 ///   field      in    a column for each node of the part, the same number of rows on all ranks
-///   values     out   those rows, a column for each point; 0 where the mesh has no nodes or the point is not finite
+///   values     out   those rows, a column for each point; 0 where the mesh has no nodes, or none that is finite, or
+///   the
+///                    point is not finite
 ///   elements   out   where the point was found, `no_id` where the nearest node was taken
 /// Returns 0; -2 when the type is not ET_TH4; -5 when `field` has not a column for each node or other rows than on
-/// another rank; -7 when `points` is not empty and has not 3 rows; -20; -199.
+/// another rank (that of a part without nodes may be anything); -7 when `points` is not empty and has not 3 rows; -20;
+/// -199.
+/// The search is that of `get_elements_containing_points` with a tolerance of 1e-6. A value is computed where its
+/// element or node is, and only the value travels. Points in no element go to the rank with the nearest box, and then
+/// to all that may have a node as near.
 MELDRA3D_API int interpolate(const distributed_mesh& mesh, const dense2D<double>& field, const dense2D<double>& points,
                              dense2D<double>& values, dense1D<std::uint64_t, 8>& elements, MPI_Comm comm);
 
 /// `meldra3d::interpolate_metrics` from a partitioned mesh to points of each rank.
-///   metrics    in        6 rows, a column for each node of the part
-///   values     in/out    6 rows, a column for each point; one whose combination fails keeps what it has
+///   metrics    in        6 rows, a column for each node of the part (that of a part without nodes may be anything)
+///   values     in/out    6 rows, a column for each point; one whose combination fails keeps what it has. Written where
+///                        they are: other views of the storage see them
 ///   elements   out       as for `interpolate`
 /// Returns 0; -2 when the type is not ET_TH4; -5 when `metrics` has not 6 rows and a column for each node; -7 when
-/// `points` is not empty and has not 3 rows; -8 when `values` has not 6 rows and a column for each point (a mesh of no
-/// points may be empty); -20; -199.
+/// `points` is not empty and has not 3 rows; -8 when `values` has not 6 rows and a column for each point (where there
+/// are no points, it may be anything); -20; -199.
 MELDRA3D_API int interpolate_metrics(const distributed_mesh& mesh, const dense2D<double>& metrics,
                                      const dense2D<double>& points, dense2D<double>& values,
                                      dense1D<std::uint64_t, 8>& elements, MPI_Comm comm);
@@ -253,11 +265,11 @@ MELDRA3D_API int interpolate_metrics(const distributed_mesh& mesh, const dense2D
 
 /// `meldra3d::volume` of the whole mesh, the same on all ranks: the volumes of the parts, added in the order of ranks.
 /// Differs from the serial sum by rounding (some units of the last place of the sum of absolute volumes).
-/// Returns 0; -2 when the type is not that of linear solids; -20; -200.
+/// Returns 0; -2 when the type is not that of linear solids; -20; -199.
 MELDRA3D_API int volume(const distributed_mesh& mesh, double& vol, MPI_Comm comm);
 
 /// The smallest and the largest solid angle in the whole mesh, those of `meldra3d::solid_angles`, the same on all
-/// ranks. Of no elements: infinity and minus infinity. Returns the codes of `volume`, and -199.
+/// ranks; what is not a number is left out. Of no elements: infinity and minus infinity. Returns the codes of `volume`.
 MELDRA3D_API int solid_angles(const distributed_mesh& mesh, bool normalized, double& smallest, double& largest,
                               MPI_Comm comm);
 
