@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup.sh
-find benchmarks companions docs examples fuzz include python src tests \( -name '*.cpp' -o -name '*.h' \) -print0 |
+find benchmarks companions distributed docs examples fuzz include python src tests \( -name '*.cpp' -o -name '*.h' \) -print0 |
     xargs -0 clang-format --dry-run -Werror
 [ "${1:-}" != --format ] || exit 0
 
@@ -20,8 +20,8 @@ docs/figures/numbering.py --check
 scripts/docs.sh
 
 [ -f build/release/compile_commands.json ] || cmake --preset release >/dev/null
-find src companions -name '*.cpp' -print0 | xargs -0 -P 2 -n 2 clang-tidy -p build/release --quiet \
+find src companions distributed/src -name '*.cpp' -print0 | xargs -0 -P 2 -n 2 clang-tidy -p build/release --quiet \
     2> >(grep -v 'warnings\? generated' >&2)
-cppcheck --project=build/release/compile_commands.json --file-filter='src/*' --file-filter='companions/*' \
+cppcheck --project=build/release/compile_commands.json --file-filter='src/*' --file-filter='companions/*' --file-filter='distributed/src/*' \
     --enable=warning,performance,portability,style --suppressions-list=.cppcheck-suppressions --inline-suppr \
     --error-exitcode=1 --quiet -j 2

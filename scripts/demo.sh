@@ -8,7 +8,7 @@ scripts/setup.sh demo
 [ -d build/demo ] || echo "demo: building, half a minute"
 mkdir -p build/demo
 build() {
-    cmake --preset release -B build/demo -DMELDRA3D_TESTS=OFF -DMELDRA3D_BENCHMARKS=OFF && cmake --build build/demo -j 2
+    cmake --preset release -B build/demo -DMELDRA3D_TESTS=OFF -DMELDRA3D_BENCHMARKS=OFF -DMELDRA3D_MPI=OFF && cmake --build build/demo -j 2
 }
 build >build/demo/log.txt 2>&1 || {
     cat build/demo/log.txt >&2

@@ -12,8 +12,8 @@ packages=(cmake ninja-build g++ liblapack-dev pybind11-dev python3-dev
     python3-numpy python3-meshio python3-matplotlib python3-click python3-rich)
 # Tests, benchmarks, checks and packages.
 everything=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-hopscotch-map-dev libnanoflann-dev
-    libtet1.5-dev python3-pytest python3-pip python3-venv python3-skbuild dpkg-dev fakeroot clang clang-format
-    clang-tidy cppcheck llvm-14 libclang-rt-14-dev libfuzzer-14-dev)
+    libtet1.5-dev libopenmpi-dev openmpi-bin libscotch-dev python3-pytest python3-pip python3-venv python3-skbuild
+    dpkg-dev fakeroot clang clang-format clang-tidy cppcheck llvm-14 libclang-rt-14-dev libfuzzer-14-dev)
 case "${1:-all}" in
 demo) ;;
 docs) packages+=(doxygen graphviz python3-pil) ;;
