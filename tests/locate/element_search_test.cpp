@@ -383,7 +383,7 @@ TEST(ValueGiver, GivesEachWantedNodeItsValueOnce) {
             EXPECT_LT(from, 27u);
         }
     };
-    for (const std::size_t block : {1, 7, 40, 119, 120, 1000})
+    for (const std::size_t block : {1u, 7u, 40u, 119u, 120u, 1000u})
         for (const unsigned wanted : {of_mesh + 40, of_mesh + 11, of_mesh}) { // those below
             record values{std::vector<int>(m.pos.cols()), std::vector<int>(m.pos.cols())};
             const auto is_wanted = [&](unsigned node) { return node < wanted; };
