@@ -22,6 +22,14 @@ using four_masks = long long __attribute__((vector_size(4 * sizeof(double)))); /
     return four_doubles{x, x, x, x};
 }
 
+/// Four doubles from anywhere in memory.
+[[gnu::always_inline]] inline four_doubles load(const double* from) {
+    struct __attribute__((packed, may_alias)) unaligned {
+        four_doubles x;
+    };
+    return reinterpret_cast<const unaligned*>(from)->x;
+}
+
 /// How many doubles one holds, and each of them.
 template <class Real>
 inline constexpr std::size_t lane_count = sizeof(Real) / sizeof(double);

@@ -45,7 +45,7 @@ bool drop_bad_ids(valued_mesh& mesh) {
     return true;
 }
 
-/// Metrics at the nodes, at a distance of `ld`. Points wait until there are four, which are treated together.
+/// Metrics at the nodes, at a distance of `ld`. Points wait until there are eight, which are treated together.
 class metric_values {
 public:
     explicit metric_values(dense2D<double>& metrics)
@@ -59,18 +59,14 @@ public:
     [[gnu::always_inline]] void expect(unsigned node) const { __builtin_prefetch(at(node), 1); }
 
     void combine(unsigned node, const unsigned* nodes, const barycentric& w) {
-        nodes_[waiting_] = node;
-        points_[waiting_] = {{load(nodes[0]), load(nodes[1]), load(nodes[2]), load(nodes[3])}, w};
-        if (++waiting_ == 4)
+        results_[waiting_] = at(node);
+        points_[waiting_] = {{at(nodes[0]), at(nodes[1]), at(nodes[2]), at(nodes[3])}, w};
+        if (++waiting_ == metrics_at_once)
             finish();
     }
 
     void finish() {
-        metric results[4]{};
-        const unsigned combined = combine_metrics(points_, waiting_, results);
-        for (unsigned k = 0; k < 4; ++k)
-            if (combined >> k & 1)
-                std::copy_n(results[k].values, 6, at(nodes_[k]));
+        combine_metrics(points_, waiting_, results_);
         waiting_ = 0;
     }
 
@@ -91,8 +87,8 @@ private:
     const std::size_t count_;
     const std::size_t ld_;
     unsigned waiting_ = 0;
-    unsigned nodes_[4]{};
-    metrics_around points_[4]{};
+    double* results_[metrics_at_once]{};
+    metrics_around points_[metrics_at_once]{};
 };
 
 class size_values {

@@ -29,14 +29,17 @@ std::optional<metric> between_metrics(double t, const metric& first, const metri
 
 /// The metrics at the nodes of a tetrahedron, and a point in it.
 struct metrics_around {
-    metric at_nodes[4];
+    const double* at_nodes[4];
     barycentric w;
 };
 
-/// The metrics at points of tetrahedra, four at most, which is much quicker than one after another. A node with a
-/// weight below 1e-12 takes no part, and its metric need not be valid. Returns bit k for each point k that has a
-/// result, which it does not have when a reduction fails.
-unsigned combine_metrics(const metrics_around* points, unsigned count, metric (&results)[4]);
+inline constexpr unsigned metrics_at_once = 8;
+
+/// Writes the metrics at points of tetrahedra, as many as are named above at most, which is much quicker than one after
+/// another. All is read before anything is written. A node with a weight below 1e-12 takes no part, and its metric need
+/// not be valid. Returns bit k for each point k that has a result, which it does not have when a reduction fails: then
+/// nothing is written.
+unsigned combine_metrics(const metrics_around* points, unsigned count, double* const* results);
 
 /// The metric at a point of a tetrahedron with four metrics. None when a reduction fails.
 std::optional<metric> combine_metrics(const metric (&m)[4], const barycentric& w);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <vector>
@@ -224,6 +225,43 @@ TEST(CombineMetrics, ClampsTheShareOfTwoWeightsOfOppositeSigns) {
     // The share of node 2 beside node 1 would be above 1: of the two, only node 2 counts.
     expect_same(combine_metrics(m, {0, -0.125, 0.625}), *between_metrics(0.5, m[3], m[2]));
     expect_same(combine_metrics(m, {0, 0.625, -0.125}), *between_metrics(0.5, m[3], m[1]));
+}
+
+TEST(CombineMetrics, ManyPointsAreCombinedAsIfOneByOne) {
+    // Neighbours in a vector take other steps, meet other shortcuts and other guards, or fail.
+    const barycentric weights[] = {{0.1, 0.2, 0.3}, {0, 0.4, 0.2},   {0.5, 0, 0.5},   {1, 0, 0},
+                                   {0, 0, 0},       {0.25, 0.75, 0}, {0.2, 0.3, 0.1}, {1e-9, -1e-9, 0}};
+    metric_dice random;
+    for (unsigned round = 0; round < 2000; ++round) {
+        metric m[metrics_at_once][4], expected[metrics_at_once], found[metrics_at_once];
+        metrics_around points[metrics_at_once];
+        double* results[metrics_at_once];
+        const unsigned count = round % (metrics_at_once + 1);
+        unsigned combined = 0;
+        for (unsigned k = 0; k < count; ++k) {
+            const auto pick = [&](std::size_t n) { return random.engine() % n; };
+            points[k].w = weights[pick(std::size(weights))];
+            for (unsigned i = 0; i < 4; ++i) {
+                m[k][i] = metric_of(random.frame(), random.lengths());
+                const double scale = pick(8) == 0 ? std::pow(10, 300 * random.entry()) : 1;
+                for (double& x : m[k][i].values)
+                    x *= scale;
+                if (pick(20) == 0)
+                    m[k][i] = bad_metrics[pick(std::size(bad_metrics))];
+                points[k].at_nodes[i] = m[k][i].values;
+            }
+            found[k] = expected[k] = isotropic(7);
+            results[k] = found[k].values;
+            if (const auto one = combine_metrics(m[k], points[k].w)) {
+                expected[k] = *one;
+                combined |= 1u << k;
+            }
+        }
+        ASSERT_EQ(combine_metrics(points, count, results), combined);
+        for (unsigned k = 0; k < count; ++k)
+            for (unsigned i = 0; i < 6; ++i)
+                ASSERT_TRUE(found[k][i] == expected[k][i] || (std::isnan(found[k][i]) && std::isnan(expected[k][i])));
+    }
 }
 
 TEST(CombineSizes, FollowsTheTableOfBasesAndWeights) {
