@@ -286,11 +286,14 @@ void measure_interpolation(const bench::mesh& mesh, const distributed_mesh& part
     print("interpolate", found, seconds, double(part.elements), shared_nodes(part));
 
     require(gather_field(values, target, gathered, world) == 0, "interpolate", "was not gathered");
-    double difference = 0;
+    // A point within the tolerance of a face may be found on either side, where the field is not quite the same unless
+    // it is linear.
+    const double most[2] = {1e-10, 1e-5};
+    double difference[2] = {};
     for (std::size_t j = 0; rank == 0 && j < gathered.cols(); ++j)
         for (std::size_t i = 0; i < 2; ++i)
-            difference = std::max(difference, std::abs(gathered(i, j) - expected(i, j)));
-    require(difference < 1e-10, "interpolate", "differs from the serial call");
+            difference[i] = std::max(difference[i], std::abs(gathered(i, j) - expected(i, j)));
+    require(difference[0] < most[0] && difference[1] < most[1], "interpolate", "differs from the serial call");
 }
 
 } // namespace
