@@ -234,10 +234,11 @@ shared_block block_of(const dense1D<shared_new_node, 8>& shared, int rank) {
 
 /// The lists of shared nodes: for each neighbour those that there were, then its new ones, level after level. New nodes
 /// have higher global IDs than all others, and whom a rank shares them with it shares the vertices around them with.
-bool list_shared_nodes(const distributed_mesh& part, const new_nodes& found, unsigned levels, distributed_mesh& cut) {
+/// -20 when a new node is shared with a rank that is no neighbour.
+int list_shared_nodes(const distributed_mesh& part, const new_nodes& found, unsigned levels, distributed_mesh& cut) {
     if (!cut.neighbor_ranks.copy(part.neighbor_ranks) || !cut.first_shared.resize(part.first_shared.size()) ||
         !cut.shared_nodes.resize(part.shared_nodes.size() + levels * found.shared.size()))
-        return false;
+        return no_memory;
     const auto part_nodes = static_cast<unsigned>(part.pos.cols());
     const auto own = static_cast<unsigned>(found.numbers.size());
     unsigned* next = cut.shared_nodes.begin();
@@ -252,7 +253,7 @@ bool list_shared_nodes(const distributed_mesh& part, const new_nodes& found, uns
     }
     if (!cut.first_shared.empty())
         cut.first_shared[part.neighbor_ranks.size()] = cut.shared_nodes.size();
-    return true;
+    return next == cut.shared_nodes.end() ? 0 : not_a_part;
 }
 
 } // namespace
@@ -315,9 +316,10 @@ int cut_nodes(const distributed_mesh& part, const dense2D<double>& pos, const pa
     const std::size_t own = found.numbers.size();
     const std::size_t part_nodes = part.pos.cols();
     const std::size_t here = own == 0 ? 0 : levels; // else, a rank without new nodes may know of any number of levels
-    if (!cut.pos.resize(3, part_nodes + here * own) || !cut.node_ids.resize(part_nodes + here * own) ||
-        !list_shared_nodes(part, found, static_cast<unsigned>(here), cut))
+    if (!cut.pos.resize(3, part_nodes + here * own) || !cut.node_ids.resize(part_nodes + here * own))
         return no_memory;
+    if (const int status = list_shared_nodes(part, found, static_cast<unsigned>(here), cut); status < 0)
+        return status;
     for (std::size_t j = 0; j < part_nodes; ++j) {
         std::copy_n(part.pos.col(j), 3, cut.pos.col(j));
         cut.node_ids[j] = part.node_ids[j];

@@ -69,7 +69,8 @@ struct part_numbering {
 };
 
 /// Fills `pos`, `node_ids`, `nodes` and the lists of shared nodes of a result from those of the part and the new nodes
-/// on some levels. `pos` has the columns of the extended result. 0 or -199; not collective.
+/// on some levels. `pos` has the columns of the extended result. Not collective: 0,
+/// -20 when lists of shared nodes do not suit each other, -199.
 int cut_nodes(const distributed_mesh& part, const dense2D<double>& pos, const part_numbering& numbering,
               std::uint64_t levels, distributed_mesh& cut);
 

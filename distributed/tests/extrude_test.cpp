@@ -304,6 +304,27 @@ TEST(MpiExtrude, RandomCuts) {
     }
 }
 
+TEST(MpiExtrude, LayersOfARotationFollowTheFirstFaceWherever) {
+    // A strip: most ranks neither have that face nor touch it.
+    for (const element_type type : face_types)
+        for (const unsigned seed : {0U, 1U, 2U}) {
+            whole_mesh surface = grid(type, 16, 1, 0);
+            if (seed != 0)
+                surface = shuffled(surface, seed);
+            std::vector<double> x(surface.connectivity.cols());
+            for (std::size_t j = 0; j < x.size(); ++j)
+                x[j] = surface.pos(0, surface.connectivity(0, j));
+            dense1D<int, 8> owners(x.size(), 0); // along the strip
+            for (std::size_t j = 0; j < x.size(); ++j)
+                owners[j] = std::min(static_cast<int>(x[j] / 16 * world_size()), world_size() - 1);
+            const distributed_mesh part = cut(surface, owners);
+            for (const std::vector<sweep>& forms : {sweeps_in_sizes(), sweeps_in_equal_layers(3)})
+                for (const sweep& s : forms)
+                    if (std::string(s.name).starts_with("rotate"))
+                        expect_serial(s, surface, part, owners);
+        }
+}
+
 TEST(MpiExtrude, TheResultInThePlaceOfTheSurface) {
     const whole_mesh surface = surface_of(ET_FACE_MIX, 3, 3, 1);
     const dense1D<int, 8> owners = scattered_owners(surface.connectivity.cols(), world_size());
@@ -490,8 +511,8 @@ TEST(MpiExtrude, RanksMustAgree) {
 }
 
 TEST(MpiExtrude, WithoutMemoryOnOneRankNothingChanges) {
-    const whole_mesh surface = surface_of(ET_FACE_MIX, 2, 2, 1);
-    const dense1D<int, 8> owners = scattered_owners(surface.connectivity.cols(), world_size());
+    const whole_mesh surface = grid(ET_FACE_MIX, 6, 1, 0); // a strip, so that not all ranks have the first face
+    const dense1D<int, 8> owners = blocks_of_owners(surface.connectivity.cols(), world_size());
     const distributed_mesh given = cut(surface, owners), copy = cut(surface, owners);
     const id_matrix edges = edges_of(given);
     const dense2D<double> shifts = shifts_of(entries(given.node_ids)), line = line_points(), metrics = line_metrics();

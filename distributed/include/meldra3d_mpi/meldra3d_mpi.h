@@ -11,8 +11,8 @@
 ///
 /// Every function here is collective over `comm`: all ranks call it, with the same values of arguments that are not
 /// arrays or parts (where ranks differ in them, each part follows its own; a function that needs them alike returns the
-/// code of the argument). Communication goes over `comm` itself, by collectives only, so a caller's own messages between
-/// pairs of ranks are safe.
+/// code of the argument). Communication goes over `comm` itself, by collectives only, so a caller's own messages
+/// between pairs of ranks are safe.
 ///
 /// Status: what goes wrong on one rank is returned by all. The codes are those of the serial function, minus the
 /// position of an argument in the serial function's list; of several, the one that is tested first. Besides: -20 a part
@@ -122,23 +122,29 @@ MELDRA3D_API int convert_into_quadratic(distributed_mesh& mesh, MPI_Comm comm);
 /// `meldra3d::split_into_H8` of a partitioned mesh, in place: its elements become ET_H8, with the global IDs that the
 /// serial call gives them, on the rank of the element they come from.
 /// Returns 0, also for an empty mesh; -2 when the type is none of ET_TH4, ET_W6, ET_H8 and ET_SOLID_MIX, or a mixed
-/// mesh holds a tetrahedron or a pyramid; -20; -199.
+/// mesh holds a tetrahedron or a pyramid; -20, also when lists of shared nodes turn out not to suit each other; -199.
 MELDRA3D_API int split_into_H8(distributed_mesh& mesh, MPI_Comm comm);
 
 // Sweeping a partitioned surface. The frame is that of meldra3d/extrude.h:
 //
 //   surface    in    ET_T3, ET_Q4 or ET_FACE_MIX
-//   edges      in    2 x n, columns of the part's `pos`: edges of the part to sweep into side quadrangles; may be empty
-//   solids     out   the swept part: the surface's nodes, in their columns, and the copies; ET_W6, ET_H8 or
-//                    ET_SOLID_MIX (6 rows for ET_T3, 8 for the others). May be `surface` itself
+//   edges      in    2 x n, columns of the part's `pos`: edges between nodes of the part's own faces to sweep into side
+//                    quadrangles; may be empty
+//   solids     out   the swept part: the surface's nodes, in their columns, and behind them the copies, in ascending
+//                    order of global IDs; ET_W6, ET_H8 or ET_SOLID_MIX (6 rows for ET_T3, 8 for the others). May be
+//                    `surface` itself
 //   connectQ   out   the side quadrangles of the part, 4 rows; IDs are columns of the `pos` of `solids`
 //   connectT   out   the faces that close the last layer, one for each face of the surface and in its order
 //
 // The copy of a node on level k has the global ID nodes + (k - 1) * nn + j, where the whole surface names nn nodes and
 // it is the j-th in order of first appearance; a layer of face i has the global ID i * layers + k - 1. Both are those
 // of the serial call.
-// Returns 0, also for an empty surface (nothing is then changed) or no layers; -2 when the type is none of the above;
-// the codes of the serial function for sizes and `edges`, by the positions in its full form; -20; -199.
+// Returns, in the order tested: minus its position for an argument besides the surface and arrays that is not the same
+// on all ranks; 0 for no layers or an empty surface, and nothing is then changed; -2 when the type is none of the
+// above; what a function below says of arrays of its own; the serial function's code for `edges`, by its position in
+// the full form (here also when an edge names a node that no face of the part has); -20, also when lists of shared
+// nodes turn out not to suit each other; the serial function's codes for sizes; -199. Each rank asks its neighbours for
+// the faces around shared nodes, once; memory and time are those of the serial call on the part and this layer.
 
 /// `meldra3d::extrude_translate` of a partitioned surface.
 MELDRA3D_API int extrude_translate(const distributed_mesh& surface, const vector_fixed<double, 3>& dir,
@@ -177,7 +183,10 @@ MELDRA3D_API int extrude_spiral(const distributed_mesh& surface, const vector_fi
                                 unsigned int nlayers, distributed_mesh& solids, const dense2D<unsigned int>& edges,
                                 dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT, MPI_Comm comm);
 
-/// `meldra3d::extrude_normal` of a partitioned surface: the normal of a shared node is that of the whole surface.
+/// `meldra3d::extrude_normal` of a partitioned surface: the normal of a shared node is that of the whole surface. Where
+/// triangles and quadrangles meet at a node, the serial function adds their shares in an order that depends on all
+/// faces before: in a mesh of ET_FACE_MIX the copies may differ from the serial ones by rounding, some units of the
+/// last place of `thickness` (more where the shares nearly cancel), but not from rank to rank.
 MELDRA3D_API int extrude_normal(const distributed_mesh& surface, double thickness, double size_start, double size_end,
                                 bool even_layers, distributed_mesh& solids, const dense2D<unsigned int>& edges,
                                 dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT, MPI_Comm comm);
@@ -189,6 +198,7 @@ MELDRA3D_API int extrude_normal(const distributed_mesh& surface, double thicknes
 
 /// The same along a vector of each node, in equal layers.
 ///   node_shifts   in   3 rows, a column for each node of the part; of a shared node the same on all ranks
+/// -3 stands for `node_shifts` of other dimensions. Without layers nothing is changed, unlike in the serial form.
 MELDRA3D_API int extrude_normal(const distributed_mesh& surface, const dense2D<double>& node_shifts,
                                 unsigned int nlayers, distributed_mesh& solids, const dense2D<unsigned int>& edges,
                                 dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT, MPI_Comm comm);
@@ -197,7 +207,8 @@ MELDRA3D_API int extrude_normal(const distributed_mesh& surface, const dense2D<d
 /// on all ranks, and its nodes never stand for copies of a node of the surface.
 ///   line      in   3 x points of the polyline, at least two
 ///   metrics   in   empty, or 6 rows, a column for each point
-/// -3 stands for a `line` that has not 3 rows and two columns.
+/// -3 stands for a `line` that has not 3 rows and two columns or more, or another number of columns than on other
+/// ranks; -5 for `metrics` of other rows.
 MELDRA3D_API int extrude_line(const distributed_mesh& surface, const dense2D<double>& line,
                               const vector_fixed<double, 3>& dir0, const dense2D<double>& metrics,
                               distributed_mesh& solids, const dense2D<unsigned int>& edges,
