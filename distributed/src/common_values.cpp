@@ -3,6 +3,7 @@
 #include <array>
 
 #include "exchange.h"
+#include "frame/element_tables.h"
 
 namespace quorl::meldra3d_mpi::detail {
 
@@ -24,6 +25,15 @@ int check_common(std::initializer_list<common_value> values, MPI_Comm comm) {
         n += 2;
     }
     return status;
+}
+
+std::size_t common_rows(const distributed_mesh& part, MPI_Comm comm) {
+    const std::uint64_t rows = part.connectivity.empty() ? 0 : part.connectivity.rows();
+    const std::uint64_t most = largest_of_all(rows, comm);
+    const std::uint64_t least = ~largest_of_all(rows == 0 ? 0 : ~rows, comm);
+    if (most == 0 || most == least)
+        return most;
+    return part.type == ET_SOLID_MIX ? meldra3d::detail::rows_of(ET_SOLID_MIX) : most;
 }
 
 } // namespace quorl::meldra3d_mpi::detail

@@ -2,10 +2,11 @@
 
 #include <bit>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 
-#include <mpi.h>
+#include <meldra3d_mpi/meldra3d_mpi.h>
 
 namespace quorl::meldra3d_mpi::detail {
 
@@ -26,5 +27,9 @@ inline common_value common(double value, int code) {
 /// 0 when each value is the same on all ranks, otherwise the code nearest to 0 of those that are not; the same on all
 /// ranks. At most 16 values; collective over `comm`.
 int check_common(std::initializer_list<common_value> values, MPI_Comm comm);
+
+/// The rows in which the elements of all parts are listed alike; 0 when no rank has any. Parts of a mixed mesh may have
+/// fewer rows than others, where they hold one kind: all are then listed in the rows of the type. Collective.
+std::size_t common_rows(const distributed_mesh& part, MPI_Comm comm);
 
 } // namespace quorl::meldra3d_mpi::detail

@@ -43,19 +43,16 @@ int check_counts(const node_counts& n) {
                                              converted, faces, edges);
 }
 
-/// `rows` are those of the parts that have elements.
-int check(const distributed_mesh& mesh, const node_counts& n, std::uint64_t rows, MPI_Comm comm) {
+int check(const distributed_mesh& mesh, const node_counts& n, MPI_Comm comm) {
     if (!is_linear_solid(mesh.type))
         return -2;
     if (const int status = check_counts(n); status < 0)
         return status;
-    if (!mesh.connectivity.empty() && mesh.connectivity.rows() != rows)
-        return not_a_part;
     return check_part(mesh, comm);
 }
 
 /// The type of the one kind that a mesh holds; a mixed one of fewer than 8 rows holds only one.
-element_type kind_of(element_type type, std::uint64_t rows) {
+element_type kind_of(element_type type, std::size_t rows) {
     if (type == ET_SOLID_MIX)
         for (const element_type kind : {ET_TH4, ET_PY5, ET_W6})
             if (rows == meldra3d::detail::rows_of(kind))
@@ -98,11 +95,11 @@ element_type converted_type(element_type kind, const node_counts& n, std::uint64
     return ET_SOLID_MIX_Q;
 }
 
-/// The result for this part. The same status on all ranks.
-int convert(const distributed_mesh& mesh, const node_counts& n, element_type kind, distributed_mesh& converted,
+/// The result for this part; the elements have `rows` rows. The same status on all ranks.
+int convert(const distributed_mesh& mesh, const node_counts& n, std::size_t rows, distributed_mesh& converted,
             MPI_Comm comm) {
     extended_part extended;
-    if (const int status = extend(mesh, extended, comm); status < 0)
+    if (const int status = extend_in_rows(mesh, rows, extended, comm); status < 0)
         return status;
     const std::size_t nodes = extended.pos.cols();
     extended_result result;
@@ -120,7 +117,7 @@ int convert(const distributed_mesh& mesh, const node_counts& n, element_type kin
     const bool copied =
         cut_elements(result, numbering, converted.connectivity) && converted.element_ids.copy(mesh.element_ids);
     converted.elements = mesh.elements;
-    converted.type = converted_type(kind, n, largest_of_all(result.connectivity.rows(), comm));
+    converted.type = converted_type(kind_of(mesh.type, rows), n, largest_of_all(result.connectivity.rows(), comm));
     return agree(copied ? cut : no_memory, comm);
 }
 
@@ -134,13 +131,13 @@ int convert_into_high_order(distributed_mesh& mesh, unsigned int nE, unsigned in
                                    comm);
     if (alike < 0 || n.none())
         return alike;
-    const std::uint64_t rows = largest_of_all(mesh.connectivity.empty() ? 0 : mesh.connectivity.rows(), comm);
+    const std::size_t rows = common_rows(mesh, comm);
     if (rows == 0)
         return agree(0, comm); // an empty mesh
-    if (const int status = agree_on_part(check(mesh, n, rows, comm), mesh, comm); status < 0)
+    if (const int status = agree_on_part(check(mesh, n, comm), mesh, comm); status < 0)
         return status;
     distributed_mesh converted;
-    const int status = convert(mesh, n, kind_of(mesh.type, rows), converted, comm);
+    const int status = convert(mesh, n, rows, converted, comm);
     if (status == 0)
         mesh = std::move(converted);
     return status;

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+#include "by_id.h"
 #include "exchange.h"
 
 namespace quorl::meldra3d_mpi::detail {
@@ -27,19 +28,17 @@ struct question {
     std::uint32_t place;  ///< among the entries of its columns of the result
 };
 
-/// Replaces the counts that came by the sums over lower elements, from 0. False when memory ran out.
+/// For each count that came, the sum of those of lower elements, and the sum of all. False when memory ran out.
 bool sum_up(const dense1D<element_count, 8>& came, dense1D<std::uint64_t, 8>& sums, std::uint64_t& total) {
-    dense1D<std::size_t, 8> order;
-    if (!order.resize(came.size()) || !sums.resize(came.size()))
+    dense1D<numbered, 8> order;
+    if (!order_by_id(
+            came.size(), [&](std::size_t k) { return came[k].element; }, order) ||
+        !sums.resize(came.size()))
         return false;
-    for (std::size_t k = 0; k < order.size(); ++k)
-        order[k] = k;
-    std::sort(order.begin(), order.end(),
-              [&](std::size_t a, std::size_t b) { return came[a].element < came[b].element; });
     total = 0;
-    for (const std::size_t k : order) {
-        sums[k] = total;
-        total += came[k].count;
+    for (const numbered& element : order) {
+        sums[element.at] = total;
+        total += came[element.at].count;
     }
     return true;
 }
@@ -257,6 +256,13 @@ int list_shared_nodes(const distributed_mesh& part, const new_nodes& found, unsi
 }
 
 } // namespace
+
+int extend_in_rows(const distributed_mesh& part, std::size_t rows, extended_part& extended, MPI_Comm comm) {
+    if (const int status = extend(part, extended, comm); status < 0)
+        return status;
+    dense2D<unsigned int>& all = extended.connectivity;
+    return agree(all.empty() || all.__resize_rows(rows, all.cols(), no_node) ? 0 : no_memory, comm);
+}
 
 int sum_below(const distributed_mesh& part, const dense1D<unsigned int, 8>& counts, dense1D<std::uint64_t, 8>& sums,
               std::uint64_t& total, MPI_Comm comm) {

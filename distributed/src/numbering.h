@@ -12,6 +12,9 @@
 // would give it, and what the ghosts brought is cut off again.
 namespace quorl::meldra3d_mpi::detail {
 
+/// As `extend`, with the elements in that many rows, see `common_rows`.
+int extend_in_rows(const distributed_mesh& part, std::size_t rows, extended_part& extended, MPI_Comm comm);
+
 /// What a serial function made of each element of an extended part: one or more columns, which lie together.
 struct extended_result {
     dense2D<unsigned int> connectivity;

@@ -7,6 +7,7 @@
 #include <meldra3d_mpi/meldra3d_mpi.h>
 
 #include "check_part.h"
+#include "common_values.h"
 #include "exchange.h"
 #include "frame/element_tables.h"
 #include "ghost_layer.h"
@@ -32,14 +33,11 @@ bool holds_pyramid_or_tetrahedron(const dense2D<unsigned int>& connectivity) {
     return false;
 }
 
-/// `rows` are those of the parts that have elements.
-int check(const distributed_mesh& mesh, std::uint64_t rows, MPI_Comm comm) {
+int check(const distributed_mesh& mesh, MPI_Comm comm) {
     if (mesh.type != ET_TH4 && mesh.type != ET_W6 && mesh.type != ET_H8 && mesh.type != ET_SOLID_MIX)
         return -2;
     if (mesh.type == ET_SOLID_MIX && holds_pyramid_or_tetrahedron(mesh.connectivity))
         return -2;
-    if (!mesh.connectivity.empty() && mesh.connectivity.rows() != rows)
-        return not_a_part;
     return check_part(mesh, comm);
 }
 
@@ -73,10 +71,10 @@ int number_pieces(const distributed_mesh& mesh, distributed_mesh& pieces, MPI_Co
     return 0;
 }
 
-/// The result for this part. The same status on all ranks.
-int split(const distributed_mesh& mesh, distributed_mesh& pieces, MPI_Comm comm) {
+/// The result for this part; the elements have `rows` rows. The same status on all ranks.
+int split(const distributed_mesh& mesh, std::size_t rows, distributed_mesh& pieces, MPI_Comm comm) {
     extended_part extended;
-    if (const int status = extend(mesh, extended, comm); status < 0)
+    if (const int status = extend_in_rows(mesh, rows, extended, comm); status < 0)
         return status;
     const std::size_t nodes = extended.pos.cols();
     extended_result result;
@@ -103,13 +101,13 @@ int split(const distributed_mesh& mesh, distributed_mesh& pieces, MPI_Comm comm)
 } // namespace
 
 int split_into_H8(distributed_mesh& mesh, MPI_Comm comm) {
-    const std::uint64_t rows = largest_of_all(mesh.connectivity.empty() ? 0 : mesh.connectivity.rows(), comm);
+    const std::size_t rows = common_rows(mesh, comm);
     if (rows == 0)
         return agree(0, comm); // an empty mesh
-    if (const int status = agree_on_part(check(mesh, rows, comm), mesh, comm); status < 0)
+    if (const int status = agree_on_part(check(mesh, comm), mesh, comm); status < 0)
         return status;
     distributed_mesh pieces;
-    const int status = split(mesh, pieces, comm);
+    const int status = split(mesh, rows, pieces, comm);
     if (status == 0)
         mesh = std::move(pieces);
     return status;

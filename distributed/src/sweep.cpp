@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "check_part.h"
+#include "common_values.h"
 #include "exchange.h"
 #include "frame/element_tables.h"
 
@@ -16,7 +17,7 @@ namespace quorl::meldra3d_mpi::detail {
 
 namespace {
 
-element_type solids_over(element_type faces, std::uint64_t rows) {
+element_type solids_over(element_type faces, std::size_t rows) {
     if (faces == ET_Q4)
         return ET_H8;
     return rows == meldra3d::detail::rows_of(ET_T3) ? ET_W6 : ET_SOLID_MIX;
@@ -40,20 +41,18 @@ int partitioned_sweep::check_here(int status) const {
         return status;
     if (!edges_.empty() && (edges_.rows() != 2 || edges_.cols() > no_node))
         return edges_code_;
-    if (!surface_.connectivity.empty() && surface_.connectivity.rows() != rows_)
-        return not_a_part;
     return check_part(surface_, comm_);
 }
 
 int partitioned_sweep::check(int status) {
-    rows_ = largest_of_all(surface_.connectivity.empty() ? 0 : surface_.connectivity.rows(), comm_);
+    rows_ = common_rows(surface_, comm_);
     if (is_empty())
         return agree(0, comm_);
     return agree_on_part(check_here(status), surface_, comm_);
 }
 
 int partitioned_sweep::get_ghosts() {
-    if (const int status = extend(surface_, extended_, comm_); status < 0)
+    if (const int status = extend_in_rows(surface_, rows_, extended_, comm_); status < 0)
         return status;
     arrays_.pos = std::move(extended_.pos);
     arrays_.faces = std::move(extended_.connectivity);
@@ -72,7 +71,7 @@ int partitioned_sweep::bring_first_face() {
     if (here) {
         face.column = static_cast<unsigned>(mine - ids.begin());
         const unsigned* const column = surface_.connectivity.col(face.column);
-        while (face.corners < rows_ && column[face.corners] != no_node) {
+        while (face.corners < surface_.connectivity.rows() && column[face.corners] != no_node) {
             std::copy_n(surface_.pos.col(column[face.corners]), 3, face.points.begin() + 3 * face.corners);
             ++face.corners;
         }

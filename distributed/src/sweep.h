@@ -69,7 +69,7 @@ private:
     const dense2D<unsigned int>& edges_;
     const int edges_code_;
     const MPI_Comm comm_;
-    std::uint64_t rows_ = 0; ///< of the parts that have faces
+    std::size_t rows_ = 0; ///< in which all faces are listed; 0 where there are none
     std::uint64_t layers_ = 0;
     bool unified_ = false;
     extended_part extended_; ///< without nodes and faces, which are in the arrays

@@ -46,6 +46,7 @@ void expect_serial(const whole_mesh& mesh, const dense1D<int, 8>& owners, const 
     EXPECT_EQ(meldra3d_mpi::detail::check_part(part, MPI_COMM_WORLD), 0);
     expected.type = part.type;
     EXPECT_TRUE(same_part(part, cut(expected, owners))) << "type " << mesh.type << ", nE " << n.nE << ", nQ " << n.nQ;
+    EXPECT_TRUE(make_up(part, expected));
 }
 
 } // namespace
@@ -199,6 +200,34 @@ TEST(MpiConvert, AMixedMeshOfOneKindInFewerRows) {
         ASSERT_EQ(convert_into_quadratic(expected, MPI_COMM_WORLD), 0);
         EXPECT_TRUE(same_part(part, expected));
     }
+}
+
+TEST(MpiConvert, MixedPartsOfOneKindInFewerRowsThanOthers) {
+    const whole_mesh mesh = grid(ET_SOLID_MIX, 2, 1, 3); // layers of hexahedra, wedges and pyramids
+    const std::size_t n = mesh.connectivity.cols();
+    dense1D<int, 8> owners(n, 0);
+    for (std::size_t j = 0; j < n; ++j)
+        owners[j] = std::min(mesh.connectivity(6, j) != no_node   ? 2
+                             : mesh.connectivity(5, j) != no_node ? 1
+                                                                  : 0,
+                             world_size() - 1);
+    whole_mesh expected = quadratic(mesh);
+    distributed_mesh part = in_fewest_rows(cut(mesh, owners));
+    ASSERT_EQ(convert_into_quadratic(part, MPI_COMM_WORLD), 0);
+    EXPECT_TRUE(same_part(part, cut(expected, owners)));
+
+    // Wedges on one rank and pyramids on the other: no part has 8 rows.
+    dense2D<unsigned> without_hexahedra(8, 0);
+    for (std::size_t j = 0; j < n; ++j)
+        if (mesh.connectivity(6, j) == no_node)
+            without_hexahedra.append(mesh.connectivity.col(j));
+    const whole_mesh smaller{mesh.pos, without_hexahedra, ET_SOLID_MIX};
+    dense1D<int, 8> two(without_hexahedra.cols(), 0);
+    for (std::size_t j = 0; j < two.size(); ++j)
+        two[j] = std::min(smaller.connectivity(5, j) == no_node ? 1 : 0, world_size() - 1);
+    part = in_fewest_rows(cut(smaller, two));
+    ASSERT_EQ(convert_into_quadratic(part, MPI_COMM_WORLD), 0);
+    EXPECT_TRUE(same_part(part, cut(quadratic(smaller), two)));
 }
 
 TEST(MpiConvert, NothingToDo) {

@@ -71,11 +71,41 @@ inline distributed_mesh in_disorder(const distributed_mesh& part) {
     return reordered(part, nodes, elements);
 }
 
-/// Whether something holds on all ranks.
-inline bool on_all(bool here) {
-    int mine = here ? 1 : 0, all = 0;
-    MPI_Allreduce(&mine, &all, 1, MPI_INT, MPI_MIN, MPI_COMM_WORLD);
-    return all == 1;
+/// The part with elements of one kind in the rows of that kind, where it holds no others.
+inline distributed_mesh in_fewest_rows(const distributed_mesh& part) {
+    std::size_t least = part.connectivity.rows(), most = 0;
+    for (std::size_t j = 0; j < part.connectivity.cols(); ++j) {
+        std::size_t nodes = part.connectivity.rows();
+        while (part.connectivity(nodes - 1, j) == no_node)
+            --nodes;
+        least = std::min(least, nodes);
+        most = std::max(most, nodes);
+    }
+    distributed_mesh result = deep_copy(part);
+    if (least == most)
+        result.connectivity = result.connectivity.sub(0, 0, most, part.connectivity.cols());
+    return result;
+}
+
+/// Whether the parts are those of a mesh: put together they make it, and their lists of shared nodes are those that the
+/// library finds itself. Coordinates of nodes that no element names do not count.
+inline bool make_up(const distributed_mesh& parts, const whole_mesh& mesh) {
+    distributed_mesh fresh = deep_copy(parts);
+    fresh.neighbor_ranks.clear();
+    fresh.first_shared.clear();
+    fresh.shared_nodes.clear();
+    if (meldra3d_mpi::find_shared_nodes(fresh, MPI_COMM_WORLD) != 0 || !same_part(fresh, parts))
+        return false;
+    dense2D<double> pos;
+    dense2D<unsigned> connectivity;
+    if (meldra3d_mpi::gather(parts, pos, connectivity, MPI_COMM_WORLD) != 0)
+        return false;
+    if (world_rank() != 0)
+        return pos.empty() && connectivity.empty();
+    for (const unsigned node : test::entries(mesh.connectivity))
+        if (node != no_node && std::memcmp(pos.col(node), mesh.pos.col(node), 3 * sizeof(double)) != 0)
+            return false;
+    return same_bits(connectivity, mesh.connectivity) && pos.cols() == mesh.pos.cols();
 }
 
 /// Whether the ranks that have a node have the same bits for where it lies.

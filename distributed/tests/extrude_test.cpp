@@ -242,6 +242,7 @@ void expect_serial(const sweep& s, const whole_mesh& surface, const distributed_
         result.pos.copy(right.pos);
     }
     EXPECT_TRUE(same_part(result, right)) << "type " << surface.type << ", layers " << layers;
+    EXPECT_TRUE(make_up(result, expected));
 
     EXPECT_EQ(sides.cols(), edges.cols() * layers);
     const std::vector<unsigned> expected_sides_of_part = entries(expected_sides);
@@ -323,6 +324,19 @@ TEST(MpiExtrude, LayersOfARotationFollowTheFirstFaceWherever) {
                     if (std::string(s.name).starts_with("rotate"))
                         expect_serial(s, surface, part, owners);
         }
+}
+
+TEST(MpiExtrude, MixedPartsOfTrianglesInThreeRows) {
+    const whole_mesh surface = surface_of(ET_FACE_MIX, 3, 3, 1);
+    dense1D<int, 8> owners(surface.connectivity.cols(), 0);
+    for (std::size_t j = 0; j < owners.size(); ++j)
+        owners[j] = surface.connectivity(3, j) == no_node ? static_cast<int>(j) % world_size() : 0;
+    for (const sweep& s : sweeps_in_equal_layers(2))
+        expect_serial(s, surface, in_fewest_rows(cut(surface, owners)), owners);
+    for (std::size_t j = 0; j < owners.size(); ++j)
+        owners[j] = surface.connectivity(3, j) == no_node ? 0 : world_size() - 1;
+    for (const sweep& s : sweeps_in_sizes())
+        expect_serial(s, surface, in_fewest_rows(cut(surface, owners)), owners);
 }
 
 TEST(MpiExtrude, TheResultInThePlaceOfTheSurface) {
