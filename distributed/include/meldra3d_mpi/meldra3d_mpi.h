@@ -50,8 +50,8 @@ struct distributed_mesh {
 
 // Cutting a mesh, and putting it together
 
-/// Cuts a mesh that rank 0 holds into as many compact parts as there are ranks, of nearly equal numbers of elements, and
-/// gives each rank its part.
+/// Cuts a mesh that rank 0 holds into as many compact parts as there are ranks, of nearly equal numbers of elements,
+/// and gives each rank its part.
 ///   pos            in    on rank 0: 3 x nodes; not looked at on others
 ///   connectivity   in    on rank 0: elements of `type`; not looked at on others
 ///   type           in    a type of faces or solids (ET_FACE_MIX to ET_H27), the same on all ranks
