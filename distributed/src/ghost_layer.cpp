@@ -193,7 +193,7 @@ private:
     const mesh_message& received_;
     extended_part& extended_;
     dense1D<std::size_t, 8> column_of_; ///< of each node that came
-    dense1D<std::size_t, 8> new_nodes_; ///< those that came and are no_node of the part, in the order of IDs
+    dense1D<std::size_t, 8> new_nodes_; ///< those that came and the part has not, in the order of IDs
     dense1D<numbered, 8> order_;        ///< of the elements
 };
 

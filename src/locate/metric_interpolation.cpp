@@ -373,7 +373,7 @@ unsigned carry_out(merging (&how)[metrics_at_once], unsigned count, double* cons
         four_mergings points[vectors_at_once];
         const unsigned used = (1u << count) - 1;
         for (unsigned v = 0; v < vectors_at_once; ++v)
-            points[v].start(how + 4 * v, used >> 4 * v & 15);
+            points[v].start(how + std::size_t{4} * v, used >> 4 * v & 15);
         for (unsigned i = 0; i < 3; ++i) {
             for (four_mergings& four : points)
                 four.begin(i);
