@@ -58,14 +58,24 @@ public:
     /// The element of the next step.
     unsigned next_element() const { return element_; }
 
+    /// What an element is to the point. One that lacks nodes is degenerate.
+    [[gnu::always_inline]] tetra_sides sides(const tetra_mesh& mesh, unsigned element) const {
+        return mesh.has_nodes(element) ? sides_of(mesh.element(element), p_, tolerance_) : tetra_sides{true, 0};
+    }
+
     /// Makes one step. False when the walk has ended.
     [[gnu::always_inline]] bool step(const tetra_mesh& mesh) {
+        return step(
+            mesh, [&](unsigned element) __attribute__((always_inline)) { return sides(mesh, element); });
+    }
+
+    /// The same where sides_at(element) is known to the caller.
+    template <class SidesAt>
+    [[gnu::always_inline]] bool step(const tetra_mesh& mesh, const SidesAt& sides_at) {
         if (element_ >= mesh.elements || steps_++ >= mesh.elements)
             return end(mesh, walk_left);
         const unsigned first = chooser_.draw();
-        if (!mesh.has_nodes(element_))
-            return end(mesh, walk_degenerate);
-        const tetra_sides sides = sides_of(mesh.element(element_), p_, tolerance_);
+        const tetra_sides sides = sides_at(element_);
         const int face = tetra_exit_face(sides, first);
         if (face == point_inside) {
             status_ = walk_found;
