@@ -9,6 +9,7 @@ cd "$(dirname "$0")/.."
 scripts/setup.sh docs
 if [ "${1:-}" = --figures ]; then
     scripts/demo.sh
+    examples/distributed/run.sh
     export PYTHONPATH=build/demo/python PYTHONPYCACHEPREFIX=build/demo/pycache
     for script in gallery numbering orders operations; do
         /usr/bin/python3 docs/figures/$script.py

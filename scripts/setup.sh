@@ -5,6 +5,7 @@
 #   scripts/setup.sh demo    what the demonstration needs, for a short first run
 #   scripts/setup.sh peers   all of it, and the tools by others that benchmarks/peers measures against (300 MB)
 #   scripts/setup.sh docs    what the pages and the reference need
+#   scripts/setup.sh mpi     what the library for partitioned meshes and its demonstration need
 set -euo pipefail
 
 # Build, Python module and command.
@@ -17,10 +18,11 @@ everything=(pkg-config libgtest-dev librapidcheck-dev libbenchmark-dev libtsl-ho
 case "${1:-all}" in
 demo) ;;
 docs) packages+=(doxygen graphviz python3-pil) ;;
+mpi) packages+=(libopenmpi-dev openmpi-bin libscotch-dev) ;;
 all) packages+=("${everything[@]}") ;;
 peers) packages+=("${everything[@]}" libgmsh-dev libvtk9-dev libcgal-dev libeigen3-dev libabsl-dev) ;;
 *)
-    echo "usage: scripts/setup.sh [demo | docs | peers]" >&2
+    echo "usage: scripts/setup.sh [demo | docs | mpi | peers]" >&2
     exit 2
     ;;
 esac
