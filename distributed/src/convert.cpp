@@ -112,7 +112,7 @@ int convert(const distributed_mesh& mesh, const node_counts& n, std::size_t rows
     new_nodes found;
     if (const int status = number_new_nodes(mesh, extended, result, range, found, comm); status < 0)
         return status;
-    const part_numbering numbering{static_cast<unsigned>(mesh.pos.cols()), range.first, found};
+    const part_numbering numbering(mesh, range.first, found);
     const int cut = cut_nodes(mesh, extended.pos, numbering, 1, converted);
     const bool copied =
         cut_elements(result, numbering, converted.connectivity) && converted.element_ids.copy(mesh.element_ids);

@@ -7,6 +7,7 @@
 #include "numbering.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "by_id.h"
 #include "exchange.h"
@@ -57,22 +58,26 @@ public:
         number_own();
         if (const int status = ask(); status < 0)
             return status;
-        return agree(list_own() && list_shared() ? 0 : no_memory, comm_);
+        const int listed = list_own();
+        return agree(listed == 0 && !list_shared() ? no_memory : listed, comm_);
     }
 
 private:
     std::size_t elements() const { return extended_.element_ids.size(); }
     bool is_own(std::size_t element) const { return extended_.ranks[element] == rank_of_this_; }
-    bool is_named(unsigned place) const { return place < range_.count && found_.place[place] != no_node; }
+    bool is_named(unsigned place) const { return found_.place[place] != no_node; } ///< by an own element
 
-    /// Calls visit(place in the range, place in the element) for the entries of an element.
+    /// Calls visit(place in the range, place in the element) for the entries of an element that are in the range.
     template <class Visit>
-    void for_each_entry(std::size_t element, const Visit& visit) const {
-        const dense2D<unsigned int>& all = result_.connectivity;
+    [[gnu::always_inline]] void for_each_entry(std::size_t element, const Visit& visit) const {
+        const std::size_t rows = result_.connectivity.rows();
         std::uint32_t entry = 0;
-        for (std::size_t j = result_.begin(element); j < result_.end(element); ++j)
-            for (std::size_t i = 0; i < all.rows(); ++i)
-                visit(range_.place(all(i, j)), entry++);
+        for (std::size_t j = result_.begin(element); j < result_.end(element); ++j) {
+            const unsigned* const column = result_.connectivity.col(j);
+            for (std::size_t i = 0; i < rows; ++i, ++entry)
+                if (const unsigned place = range_.place(column[i]); place < range_.count)
+                    visit(place, entry);
+        }
     }
 
     /// Notes which new nodes each element meets first, and which are named by own elements.
@@ -82,16 +87,16 @@ private:
             !found_.place.resize(range_.count, no_node))
             return false;
         unsigned met = 0;
+        unsigned* const named = found_.place.data();
         for (std::size_t element = 0; element < elements(); ++element) {
             first_met_[element] = met;
+            const bool own = is_own(element);
             for_each_entry(element, [&](unsigned place, std::uint32_t) {
-                if (place >= range_.count)
-                    return;
                 met = std::max(met, place + 1);
-                if (is_own(element))
-                    found_.place[place] = 0;
+                if (own)
+                    named[place] = 0;
             });
-            if (is_own(element)) {
+            if (own) {
                 found_.own[extended_.columns[element]] = element;
                 counts_[extended_.columns[element]] = met - first_met_[element];
             }
@@ -102,9 +107,8 @@ private:
 
     void number_own() {
         for (std::size_t j = 0; j < found_.own.size(); ++j) {
-            const unsigned first = first_met_[found_.own[j]];
-            for (unsigned k = 0; k < counts_[j]; ++k)
-                numbers_[first + k] = starts_[j] + k;
+            std::uint64_t* const first = numbers_.data() + first_met_[found_.own[j]];
+            std::iota(first, first + counts_[j], starts_[j]);
         }
     }
 
@@ -170,20 +174,23 @@ private:
         return agree(known ? 0 : not_a_part, comm_);
     }
 
-    /// Sorts the new nodes that own elements name.
-    bool list_own() {
+    /// Lists the new nodes that own elements name. Their numbers rise with their IDs here: elements come in the same
+    /// order, and each numbers its nodes in the same order, whichever of them it meets first.
+    int list_own() {
         dense1D<unsigned int, 8>& source = found_.source;
-        for (unsigned place = 0; place < range_.count; ++place)
-            if (is_named(place) && !source.push_back(place))
-                return false;
-        std::sort(source.begin(), source.end(), [this](unsigned a, unsigned b) { return numbers_[a] < numbers_[b]; });
-        if (!found_.numbers.resize(source.size()))
-            return false;
-        for (unsigned k = 0; k < source.size(); ++k) {
-            found_.numbers[k] = numbers_[source[k]];
-            found_.place[source[k]] = k;
+        if (!source.resize(range_.count) || !found_.numbers.resize(range_.count))
+            return no_memory;
+        unsigned own = 0;
+        bool rise = true;
+        for (unsigned place = 0; place < range_.count; ++place) {
+            if (!is_named(place))
+                continue;
+            rise = rise && (own == 0 || found_.numbers[own - 1] < numbers_[place]);
+            found_.numbers[own] = numbers_[place];
+            found_.place[place] = own;
+            source[own++] = place;
         }
-        return true;
+        return source.resize(own) && found_.numbers.resize(own) && rise ? 0 : not_a_part;
     }
 
     /// A node that an own element and a ghost name is shared with the rank of the ghost.
@@ -305,18 +312,14 @@ int number_new_nodes(const distributed_mesh& part, const extended_part& extended
     return numbering_of_part(part, extended, result, range, found, comm).run();
 }
 
-unsigned part_numbering::operator()(unsigned id) const {
-    if (id == no_node || id < part_nodes)
-        return id;
-    const auto per_level = static_cast<unsigned>(found.place.size());
-    const unsigned level = (id - first_new) / per_level;
-    const auto own = static_cast<unsigned>(found.numbers.size());
-    return part_nodes + level * own + found.place[(id - first_new) % per_level];
-}
+part_numbering::part_numbering(const distributed_mesh& part, unsigned first_new, const new_nodes& found)
+    : found_(found), part_nodes_(static_cast<unsigned>(part.pos.cols())), first_new_(first_new),
+      per_level_(static_cast<unsigned>(found.place.size())), own_(static_cast<unsigned>(found.numbers.size())),
+      place_(found.place.data()) {}
 
 int cut_nodes(const distributed_mesh& part, const dense2D<double>& pos, const part_numbering& numbering,
               std::uint64_t levels, distributed_mesh& cut) {
-    const new_nodes& found = numbering.found;
+    const new_nodes& found = numbering.found();
     if (found.in_all != 0 && levels > (no_id - part.nodes) / found.in_all)
         return no_memory;
     const std::size_t own = found.numbers.size();
@@ -326,33 +329,35 @@ int cut_nodes(const distributed_mesh& part, const dense2D<double>& pos, const pa
         return no_memory;
     if (const int status = list_shared_nodes(part, found, static_cast<unsigned>(here), cut); status < 0)
         return status;
-    for (std::size_t j = 0; j < part_nodes; ++j) {
+    for (std::size_t j = 0; j < part_nodes; ++j)
         std::copy_n(part.pos.col(j), 3, cut.pos.col(j));
-        cut.node_ids[j] = part.node_ids[j];
+    std::copy(part.node_ids.begin(), part.node_ids.end(), cut.node_ids.begin());
+    double* to = cut.pos.data() + 3 * part_nodes;
+    std::uint64_t* id = cut.node_ids.data() + part_nodes;
+    for (std::size_t level = 0; level < here; ++level) {
+        const double* const from = pos.col(numbering.first_new() + level * found.place.size());
+        for (const unsigned place : found.source)
+            to = std::copy_n(from + place * pos.ld(), 3, to);
+        const std::uint64_t first = part.nodes + level * found.in_all;
+        id = std::transform(found.numbers.begin(), found.numbers.end(), id,
+                            [first](std::uint64_t number) { return first + number; });
     }
-    std::size_t to = part_nodes;
-    for (std::size_t level = 0; level < here; ++level)
-        for (std::size_t k = 0; k < own; ++k, ++to) {
-            const std::size_t from = numbering.first_new + level * found.place.size() + found.source[k];
-            std::copy_n(pos.col(from), 3, cut.pos.col(to));
-            cut.node_ids[to] = part.nodes + level * found.in_all + found.numbers[k];
-        }
     cut.nodes = part.nodes + levels * found.in_all;
     return 0;
 }
 
 bool cut_elements(const extended_result& result, const part_numbering& numbering, dense2D<unsigned int>& cut) {
-    const dense1D<std::size_t, 8>& own = numbering.found.own;
+    const dense1D<std::size_t, 8>& own = numbering.found().own;
     std::size_t columns = 0;
     for (const std::size_t element : own)
         columns += result.end(element) - result.begin(element);
     const dense2D<unsigned int>& all = result.connectivity;
     if (!cut.resize(all.rows(), columns))
         return false;
-    std::size_t to = 0;
+    unsigned* to = cut.data();
     for (const std::size_t element : own)
         for (std::size_t j = result.begin(element); j < result.end(element); ++j)
-            std::transform(all.col(j), all.col(j) + all.rows(), cut.col(to++), numbering);
+            to = std::transform(all.col(j), all.col(j) + all.rows(), to, numbering);
     return true;
 }
 

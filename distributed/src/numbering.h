@@ -52,7 +52,7 @@ struct new_nodes {
 };
 
 /// Numbers the new nodes of a result, those of a range of IDs. Collective over `comm`; the same status on all ranks: 0,
-/// -20 when the lists of shared nodes do not suit each other, -199, -200.
+/// -20 when lists of shared nodes do not suit each other, -199, -200.
 int number_new_nodes(const distributed_mesh& part, const extended_part& extended, const extended_result& result,
                      const id_range& range, new_nodes& found, MPI_Comm comm);
 
@@ -63,12 +63,33 @@ int sum_below(const distributed_mesh& part, const dense1D<unsigned int, 8>& coun
 
 /// The nodes of an extended result as those of a part: first the columns that the part has, then its new nodes in
 /// ascending order of global IDs. There may be several levels of new nodes, each with those of `found` in their order.
-struct part_numbering {
-    unsigned part_nodes;
-    unsigned first_new; ///< in the extended result, where a level has as many nodes as found.place
-    const new_nodes& found;
+class part_numbering {
+public:
+    /// `first_new`: in the extended result, where a level has as many nodes as found.place.
+    part_numbering(const distributed_mesh& part, unsigned first_new, const new_nodes& found);
 
-    unsigned operator()(unsigned id) const;
+    /// The node of the part that a node of the extended result becomes, which an own element names, or `no_node`.
+    unsigned operator()(unsigned id) const {
+        if (id == no_node || id < part_nodes_)
+            return id;
+        const unsigned place = id - first_new_;
+        if (place < per_level_) // without a division: conversions have one level
+            return part_nodes_ + place_[place];
+        const unsigned level = place / per_level_;
+        return part_nodes_ + level * own_ + place_[place - level * per_level_];
+    }
+
+    const new_nodes& found() const { return found_; }
+    unsigned first_new() const { return first_new_; }
+    unsigned own_per_level() const { return own_; }
+
+private:
+    const new_nodes& found_;
+    unsigned part_nodes_;
+    unsigned first_new_;
+    unsigned per_level_;
+    unsigned own_;
+    const unsigned* place_;
 };
 
 /// Fills `pos`, `node_ids`, `nodes` and the lists of shared nodes of a result from those of the part and the new nodes

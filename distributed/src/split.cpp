@@ -88,7 +88,7 @@ int split(const distributed_mesh& mesh, std::size_t rows, distributed_mesh& piec
     new_nodes found;
     if (const int status = number_new_nodes(mesh, extended, result, range, found, comm); status < 0)
         return status;
-    const part_numbering numbering{static_cast<unsigned>(mesh.pos.cols()), range.first, found};
+    const part_numbering numbering(mesh, range.first, found);
     int cut = cut_nodes(mesh, extended.pos, numbering, 1, pieces);
     if (!cut_elements(result, numbering, pieces.connectivity))
         cut = no_memory;

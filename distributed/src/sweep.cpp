@@ -146,12 +146,11 @@ int partitioned_sweep::finish(int status, std::size_t first_new) {
 int partitioned_sweep::cut(const new_nodes& found, unsigned first_new) {
     if (!edges_are_swept(found, first_new))
         return edges_code_;
-    const part_numbering numbering{static_cast<unsigned>(surface_.pos.cols()), first_new, found};
+    const part_numbering numbering(surface_, first_new, found);
     if (const int status = cut_nodes(surface_, arrays_.pos, numbering, layers_, solids_); status < 0)
         return status;
-    const extended_result solids{arrays_.solids, layers_}, cap{arrays_.cap};
-    const bool done = cut_elements(solids, numbering, solids_.connectivity) && cut_elements(cap, numbering, cap_) &&
-                      cut_sides(numbering) && number_solids();
+    const bool done = cut_solids(numbering) && cut_elements({arrays_.cap}, numbering, cap_) && cut_sides(numbering) &&
+                      number_solids();
     return done ? 0 : no_memory;
 }
 
@@ -169,6 +168,25 @@ bool partitioned_sweep::edges_are_swept(const new_nodes& found, unsigned first_n
             return false;
     }
     return has_faces();
+}
+
+/// As `cut_elements`, but without a look at the upper layers: from one to the next all nodes go up by a level.
+bool partitioned_sweep::cut_solids(const part_numbering& numbering) {
+    const dense2D<unsigned int>& all = arrays_.solids;
+    const std::size_t rows = all.rows();
+    const unsigned up = numbering.own_per_level();
+    if (!solids_.connectivity.resize(rows, surface_.element_ids.size() * layers_))
+        return false;
+    unsigned* to = solids_.connectivity.data();
+    for (const std::size_t face : numbering.found().own)
+        for (std::size_t k = 0; k < layers_; ++k) {
+            const unsigned* const from = all.col(face * layers_ + k);
+            if (k < 2)
+                to = std::transform(from, from + rows, to, numbering);
+            else
+                to = std::transform(to - rows, to, to, [up](unsigned id) { return id == no_node ? id : id + up; });
+        }
+    return true;
 }
 
 bool partitioned_sweep::cut_sides(const part_numbering& numbering) {

@@ -59,6 +59,7 @@ private:
     bool insert(const face_record& face);
     int agree_on_layers();
     int cut(const new_nodes& found, unsigned first_new);
+    bool cut_solids(const part_numbering& numbering);
     bool cut_sides(const part_numbering& numbering);
     bool edges_are_swept(const new_nodes& found, unsigned first_new) const;
     bool number_solids();
