@@ -156,6 +156,13 @@ TEST(MpiConvert, NodesThatNoElementNamesStay) {
     }
 }
 
+TEST(MpiConvert, RanksWithoutElementsButWithNodes) {
+    const whole_mesh mesh = grid(ET_TH4, 2, 1, 1);
+    distributed_mesh part = with_lookers_on(mesh);
+    ASSERT_EQ(convert_into_quadratic(part, MPI_COMM_WORLD), 0);
+    EXPECT_TRUE(same_part(part, with_lookers_on(quadratic(mesh))));
+}
+
 TEST(MpiConvert, TypesOfTheResult) {
     const auto type_of = [](element_type type, const counts& n) {
         const whole_mesh mesh = grid(type, 1, 1, 3);

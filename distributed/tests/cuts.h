@@ -87,6 +87,25 @@ inline distributed_mesh in_fewest_rows(const distributed_mesh& part) {
     return result;
 }
 
+/// A mesh all on rank 0, whose node 0 the other ranks have as well, but no element: they get ghosts all the same.
+inline distributed_mesh with_lookers_on(const whole_mesh& mesh) {
+    distributed_mesh part = cut(mesh, dense1D<int, 8>(mesh.connectivity.cols(), 0));
+    if (world_rank() != 0) {
+        part.pos.append(mesh.pos.col(0));
+        part.node_ids.push_back(0);
+    }
+    part.first_shared.clear();
+    for (int rank = 0; rank < world_size(); ++rank) {
+        if (rank == world_rank())
+            continue;
+        part.neighbor_ranks.push_back(rank);
+        part.first_shared.push_back(part.shared_nodes.size());
+        part.shared_nodes.push_back(0); // nodes are in ascending order
+    }
+    part.first_shared.push_back(part.shared_nodes.size());
+    return part;
+}
+
 /// Whether the parts are those of a mesh: put together they make it, and their lists of shared nodes are those that the
 /// library finds itself. Coordinates of nodes that no element names do not count.
 inline bool make_up(const distributed_mesh& parts, const whole_mesh& mesh) {

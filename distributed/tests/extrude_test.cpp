@@ -383,6 +383,23 @@ TEST(MpiExtrude, FacesWithGapsInTheirIDs) {
     EXPECT_TRUE(same_part(solids, expected));
 }
 
+TEST(MpiExtrude, RanksWithoutFacesButWithNodes) {
+    const whole_mesh surface = surface_of(ET_T3, 3, 1, 0);
+    const distributed_mesh part = with_lookers_on(surface);
+    for (const sweep& s : all_sweeps()) {
+        distributed_mesh solids;
+        id_matrix sides, cap;
+        ASSERT_EQ(s.parts(part, solids, edges_of(part), sides, cap), 0) << s.name;
+        whole_mesh expected;
+        expected.pos.copy(surface.pos);
+        expected.type = ET_W6;
+        id_matrix no_edges, q, t;
+        ASSERT_EQ(s.serial(expected.pos, surface.connectivity, expected.connectivity, no_edges, q, t), 0);
+        EXPECT_TRUE(same_part(solids, with_lookers_on(expected))) << s.name;
+        EXPECT_TRUE(world_rank() == 0 || (sides.cols() == 0 && cap.cols() == 0));
+    }
+}
+
 TEST(MpiExtrude, NothingToDo) {
     const whole_mesh surface = surface_of(ET_FACE_MIX, 2, 2, 1);
     const distributed_mesh part = cut(surface, scattered_owners(surface.connectivity.cols(), world_size()));

@@ -99,6 +99,13 @@ TEST(MpiSplit, GlobalIDsWithGaps) {
     EXPECT_TRUE(same_part(part, expected)) << "the pieces are numbered without gaps";
 }
 
+TEST(MpiSplit, RanksWithoutElementsButWithNodes) {
+    const whole_mesh mesh = grid(ET_W6, 2, 1, 1);
+    distributed_mesh part = with_lookers_on(mesh);
+    ASSERT_EQ(split_into_H8(part, MPI_COMM_WORLD), 0);
+    EXPECT_TRUE(same_part(part, with_lookers_on(split(mesh))));
+}
+
 TEST(MpiSplit, AnEmptyMeshStays) {
     distributed_mesh part;
     part.type = ET_PY5;
