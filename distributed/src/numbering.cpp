@@ -82,14 +82,14 @@ private:
 
     /// Notes which new nodes each element meets first, and which are named by own elements.
     bool meet() {
-        if (!first_met_.resize(elements() + 1) || !found_.own.resize(part_.element_ids.size()) ||
+        if (!first_.resize(part_.element_ids.size()) || !found_.own.resize(part_.element_ids.size()) ||
             !counts_.resize(part_.element_ids.size()) || !numbers_.resize(range_.count, no_id) ||
             !found_.place.resize(range_.count, no_node))
             return false;
         unsigned met = 0;
         unsigned* const named = found_.place.data();
         for (std::size_t element = 0; element < elements(); ++element) {
-            first_met_[element] = met;
+            const unsigned first = met;
             const bool own = is_own(element);
             for_each_entry(element, [&](unsigned place, std::uint32_t) {
                 met = std::max(met, place + 1);
@@ -97,17 +97,18 @@ private:
                     named[place] = 0;
             });
             if (own) {
-                found_.own[extended_.columns[element]] = element;
-                counts_[extended_.columns[element]] = met - first_met_[element];
+                const unsigned column = extended_.columns[element];
+                found_.own[column] = element;
+                first_[column] = first;
+                counts_[column] = met - first;
             }
         }
-        first_met_[elements()] = met;
         return true;
     }
 
     void number_own() {
         for (std::size_t j = 0; j < found_.own.size(); ++j) {
-            std::uint64_t* const first = numbers_.data() + first_met_[found_.own[j]];
+            std::uint64_t* const first = numbers_.data() + first_[j];
             std::iota(first, first + counts_[j], starts_[j]);
         }
     }
@@ -118,13 +119,14 @@ private:
         question what;
     };
 
+    /// The first ghost that names a node without a number is the one that meets it first.
     bool collect(dense1D<open_number, 8>& open) {
         bool collected = true;
         for (std::size_t element = 0; element < elements(); ++element) {
             if (is_own(element))
                 continue;
             for_each_entry(element, [&](unsigned place, std::uint32_t entry) {
-                if (!is_named(place) || place < first_met_[element] || numbers_[place] != no_id)
+                if (!is_named(place) || numbers_[place] != no_id)
                     return;
                 numbers_[place] = asked;
                 collected =
@@ -220,10 +222,10 @@ private:
     new_nodes& found_;
     const MPI_Comm comm_;
     const int rank_of_this_ = rank_of(comm_);
-    dense1D<unsigned int, 8> first_met_; ///< new nodes that the elements before each have met, and all
-    dense1D<unsigned int, 8> counts_;    ///< new nodes that each own element meets first
-    dense1D<std::uint64_t, 8> starts_;   ///< the number of the first of them
-    dense1D<std::uint64_t, 8> numbers_;  ///< of the new nodes of the extended result, as far as the part needs them
+    dense1D<unsigned int, 8> first_;    ///< the place of the first new node that each own element meets first
+    dense1D<unsigned int, 8> counts_;   ///< and how many these are
+    dense1D<std::uint64_t, 8> starts_;  ///< the number of that first one
+    dense1D<std::uint64_t, 8> numbers_; ///< of the new nodes of the extended result, as far as the part needs them
 };
 
 /// The entries of a list of rank-ordered new nodes that are shared with one rank.

@@ -31,7 +31,7 @@ struct partitioned_sweep::face_record {
     int rank;
     unsigned column;
     unsigned corners;
-    std::array<double, 12> points;
+    std::array<point, 4> points;
 };
 
 int partitioned_sweep::check_here(int status) const {
@@ -72,7 +72,7 @@ int partitioned_sweep::bring_first_face() {
         face.column = static_cast<unsigned>(mine - ids.begin());
         const unsigned* const column = surface_.connectivity.col(face.column);
         while (face.corners < surface_.connectivity.rows() && column[face.corners] != no_node) {
-            std::copy_n(surface_.pos.col(column[face.corners]), 3, face.points.begin() + std::size_t{3} * face.corners);
+            std::copy_n(surface_.pos.col(column[face.corners]), 3, face.points[face.corners].values);
             ++face.corners;
         }
     }
@@ -94,7 +94,7 @@ bool partitioned_sweep::insert(const face_record& face) {
         !arrays_.pos.resize(3, nodes + face.corners))
         return false;
     for (unsigned k = 0; k < face.corners; ++k) {
-        std::copy_n(face.points.begin() + std::size_t{3} * k, 3, arrays_.pos.col(nodes + k));
+        std::copy_n(face.points[k].values, 3, arrays_.pos.col(nodes + k));
         all(k, 0) = static_cast<unsigned>(nodes) + k;
     }
     for (std::size_t j = 0; j < faces; ++j)
