@@ -2,7 +2,6 @@
 // node is, and only the value travels.
 
 #include <algorithm>
-#include <cmath>
 
 #include "check_part.h"
 #include "locate.h"
@@ -29,11 +28,9 @@ struct fetched_values {
 bool list_missing(const dense2D<double>& points, const dense1D<std::uint64_t, 8>& elements,
                   dense1D<unsigned, 8>& missing, dense2D<double>& coordinates) {
     bool complete = true;
-    for (unsigned k = 0; k < elements.size() && complete; ++k) {
-        const double* const x = points.col(k);
-        if (elements[k] == no_id && std::isfinite(x[0]) && std::isfinite(x[1]) && std::isfinite(x[2]))
+    for (unsigned k = 0; k < elements.size() && complete; ++k)
+        if (elements[k] == no_id && is_finite(points.col(k)))
             complete = missing.push_back(k);
-    }
     if (!complete || !coordinates.resize(3, missing.size()))
         return false;
     for (std::size_t k = 0; k < missing.size(); ++k)
@@ -52,7 +49,7 @@ int fetch(const distributed_mesh& mesh, const dense2D<double>& points, std::size
     if (const int status = locate(mesh, points, tolerance, located, comm); status < 0)
         return status;
     const auto write = [&](std::size_t k, double* column) {
-        combine(mesh.connectivity.col(located.columns[k]), local_coordinates(mesh, located, k), column);
+        combine(mesh.connectivity.col(located.columns[k]), located.local[k], column);
     };
     if (const int status = fetch_values(located.routed, located.chosen, rows, write, values.of_elements, comm);
         status < 0)

@@ -2,7 +2,6 @@
 
 #include <meldra3d_mpi/meldra3d_mpi.h>
 
-#include "locate/tetra_kernels.h"
 #include "part_boxes.h"
 #include "routed_points.h"
 
@@ -15,6 +14,7 @@ struct located_points {
     dense1D<std::uint64_t, 8> elements; ///< for each own point: the lowest ID of an element that holds it, or `no_id`
     dense1D<unsigned char, 8> chosen;   ///< for each point sent: 1 where that element is, else 0
     dense1D<unsigned, 8> columns;       ///< for each point received: such an element of this part, or `no_node`
+    dense1D<vector_fixed<double, 3>, 8> local; ///< and the local coordinates there
 };
 
 /// Finds the elements that hold points. The mesh has been checked and is of tetrahedra, linear or quadratic.
@@ -30,18 +30,6 @@ int check_search(const distributed_mesh& mesh, element_type type, element_type o
 /// Points of a matrix; one without elements has none.
 inline std::size_t count_of(const dense2D<double>& points) {
     return points.empty() ? 0 : points.cols();
-}
-
-/// The corners of an element of a mesh of tetrahedra.
-[[gnu::always_inline]] inline meldra3d::detail::tetrahedron corners_of(const distributed_mesh& mesh, unsigned column) {
-    return meldra3d::detail::tetrahedron_of(mesh.pos.data(), mesh.pos.ld(), mesh.connectivity.col(column));
-}
-
-/// The local coordinates of a point received, where it was found.
-inline vector_fixed<double, 3> local_coordinates(const distributed_mesh& mesh, const located_points& located,
-                                                 std::size_t k) {
-    return meldra3d::detail::tetra_local_coordinates(corners_of(mesh, located.columns[k]),
-                                                     meldra3d::detail::point_at(located.routed.received.records[k].x));
 }
 
 } // namespace quorl::meldra3d_mpi::detail

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <utility>
-
 #include "box_tree.h"
 #include "exchange.h"
 
@@ -16,17 +14,16 @@ public:
     /// Collects the boxes of all ranks. Collective; `own` are boxes_per_part ones that may be empty.
     int collect(const box* own, MPI_Comm comm);
 
-    /// Calls visit(rank), once each, for the parts that may have an element that holds a point.
-    template <class Visit>
-    void visit_around(const double* x, const Visit& visit) {
-        ++point_;
-        tree_.visit_around(
-            x, [&](unsigned item) __attribute__((always_inline)) {
-                const std::size_t rank = item / boxes_per_part;
-                if (std::exchange(last_point_[rank], point_) != point_)
-                    visit(static_cast<int>(rank));
-            });
-    }
+    /// A point, by its number, and a part that may have an element that holds it.
+    struct candidate {
+        int rank;
+        unsigned point;
+    };
+    static constexpr unsigned most_points = box_tree::most_points;
+
+    /// Sets the candidates for some points that are neighbours (see box_tree), in ascending order. False when memory
+    /// ran out.
+    bool find_candidates(const double* points, unsigned count, dense1D<candidate, 8>& found) const;
 
     /// The part of which a box is the nearest to a point; -1 when all boxes are empty.
     int nearest_part(const double* x) const;
@@ -43,11 +40,9 @@ private:
     static double squared_distance(const box& one, const double* x);
     double nearest_box(std::size_t rank, const double* x) const;
 
-    dense1D<box, 8> boxes_;              ///< boxes_per_part for each rank
-    dense1D<box, 8> parts_;              ///< around those
-    box_tree tree_;                      ///< of `boxes_`
-    dense1D<std::size_t, 8> last_point_; ///< for each rank, the last point for which it was visited
-    std::size_t point_ = 0;
+    dense1D<box, 8> boxes_; ///< boxes_per_part for each rank
+    dense1D<box, 8> parts_; ///< around those
+    box_tree tree_;         ///< of `boxes_`
 };
 
 } // namespace quorl::meldra3d_mpi::detail

@@ -1,8 +1,5 @@
 #include "space_order.h"
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
 #include <utility>
 
 namespace quorl::meldra3d_mpi::detail {
@@ -21,27 +18,6 @@ std::uint64_t spread_bits(std::uint64_t bits) {
 }
 
 } // namespace
-
-box box::none() {
-    constexpr double infinity = std::numeric_limits<double>::infinity();
-    return {{infinity, infinity, infinity}, {-infinity, -infinity, -infinity}};
-}
-
-void box::include(const double* x) {
-    if (!std::isfinite(x[0]) || !std::isfinite(x[1]) || !std::isfinite(x[2]))
-        return;
-    for (unsigned i = 0; i < 3; ++i) {
-        low[i] = std::min(low[i], x[i]);
-        high[i] = std::max(high[i], x[i]);
-    }
-}
-
-void box::include(const box& other) {
-    for (unsigned i = 0; i < 3; ++i) {
-        low[i] = std::min(low[i], other.low[i]);
-        high[i] = std::max(high[i], other.high[i]);
-    }
-}
 
 space_curve::space_curve(const box& around) : low_{around.low[0], around.low[1], around.low[2]} {
     double edge = 0;

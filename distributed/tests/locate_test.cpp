@@ -88,6 +88,18 @@ differences search_all_cuts(const whole_mesh& mesh, std::size_t random_points) {
     return result;
 }
 
+/// The boxes that are visited for each point.
+struct box_visits {
+    std::vector<std::set<unsigned>>& found;
+
+    void expect(unsigned) const {}
+    void prepare(unsigned) const {}
+    void visit(unsigned item, const std::uint16_t* which, unsigned count) const {
+        for (unsigned i = 0; i < count; ++i)
+            EXPECT_TRUE(found[which[i]].insert(item).second);
+    }
+};
+
 void report(const char* name, const differences& found) {
     testing::Test::RecordProperty(name, int(found.here + found.serial));
     if (world_rank() == 0)
@@ -255,27 +267,33 @@ TEST(BoxTree, FindsTheBoxesAroundAPoint) {
     dice random(9);
     for (const std::size_t n : {0u, 1u, 3u, 4u, 5u, 16u, 17u, 300u, 3000u}) {
         std::vector<box> boxes(n, box::none());
+        box around = box::none();
         for (std::size_t k = 0; k < n; ++k)
             for (unsigned corner = 0; corner < 2 && k % 11 != 10; ++corner) { // some are empty
                 const double x[3] = {double(random(20)), double(random(20)), double(random(20))};
                 boxes[k].include(x);
+                around.include(x);
             }
         box_tree tree;
-        ASSERT_TRUE(tree.build(n, [&](std::size_t k) { return boxes[k]; }));
+        ASSERT_TRUE(tree.build(n, around, [&](std::size_t k) { return boxes[k]; }));
         box covers[16];
         tree.cover(covers, 16);
-        for (unsigned trial = 0; trial < 100; ++trial) {
-            const double x[3] = {random(41) / 2.0, random(41) / 2.0, random(41) / 2.0};
-            const auto holds = [&](const box& one) {
+        double points[3 * box_tree::most_points];
+        for (double& x : points)
+            x = random(41) / 2.0;
+        std::vector<std::set<unsigned>> found(box_tree::most_points);
+        tree.visit_around(points, box_tree::most_points, box_visits{found});
+        for (unsigned p = 0; p < found.size(); ++p) {
+            const double* const x = points + 3 * p;
+            const auto holds = [x](const box& one) {
                 return one.low[0] <= x[0] && x[0] <= one.high[0] && one.low[1] <= x[1] && x[1] <= one.high[1] &&
                        one.low[2] <= x[2] && x[2] <= one.high[2];
             };
-            std::set<unsigned> expected, found;
+            std::set<unsigned> expected;
             for (unsigned k = 0; k < n; ++k)
                 if (holds(boxes[k]))
                     expected.insert(k);
-            tree.visit_around(x, [&](unsigned k) { EXPECT_TRUE(found.insert(k).second); });
-            ASSERT_EQ(found, expected);
+            ASSERT_EQ(found[p], expected);
             EXPECT_TRUE(expected.empty() || std::any_of(covers, covers + 16, holds));
         }
     }
