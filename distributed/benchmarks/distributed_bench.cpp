@@ -201,7 +201,7 @@ void measure_conversion(const bench::mesh& mesh, const distributed_mesh& part, i
 void measure_split(double elements, int repetitions) {
     bench::mesh mesh;
     if (rank == 0)
-        mesh = bench::hexahedra(side_of(elements, 1, 3), bench::order::grid);
+        mesh = bench::hexahedra(side_of(elements, 1, 3), bench::order::shuffled);
     measure_in_place(
         "split_into_H8", mesh, cut(mesh, ET_H8, 1, false), repetitions,
         [](distributed_mesh& result) { return split_into_H8(result, world); },
@@ -217,7 +217,7 @@ void measure_sweep(double elements, int repetitions) {
     const vector_fixed<double, 3> up{0, 0, 5};
     bench::mesh mesh;
     if (rank == 0)
-        mesh = bench::square(side_of(elements, layers, 2), false, bench::order::grid);
+        mesh = bench::square(side_of(elements, layers, 2), false, bench::order::shuffled);
     const dense2D<unsigned> edges;
     dense2D<unsigned> sides, cap;
     measure_in_place(
@@ -307,7 +307,7 @@ int main(int argc, char** argv) {
 
     bench::mesh mesh;
     if (rank == 0)
-        mesh = bench::tetrahedra(side_of(elements, 6, 3), bench::order::grid);
+        mesh = bench::tetrahedra(side_of(elements, 6, 3), bench::order::shuffled);
     const distributed_mesh part = cut(mesh, ET_TH4, repetitions, true);
     measure_conversion(mesh, part, repetitions);
     measure_interpolation(mesh, part, repetitions);
