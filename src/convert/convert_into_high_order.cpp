@@ -133,8 +133,8 @@ private:
     static constexpr std::size_t elements_each = 16;
 
     bool write(std::size_t first, std::size_t last) {
-        const unsigned* edge = edges_.data();
-        const unsigned* face = faces_.data();
+        const group_visit* edge = edges_.data();
+        const group_visit* face = faces_.data();
         for (std::size_t j = first; j < last; ++j) {
             const element_layout& layout = layouts_.of(connect_.col(j));
             unsigned* const column = out_.col(j);
@@ -149,23 +149,20 @@ private:
     }
 
     bool write_middles(std::size_t first, std::size_t last) {
-        const unsigned* group = edges_.data();
+        const group_visit* group = edges_.data();
         bool done = true;
-        for (std::size_t j = first; j < last && done; ++j) {
-            const unsigned* const from = connect_.col(j);
+        for_each_element(connect_, first, last, [&]<const shape_record & Solid>(std::size_t j) {
             unsigned* const column = out_.col(j);
-            with_shape(layouts_.of(from).form, [&]<const shape_record & Solid>() {
-                std::copy_n(from, Solid.nodes, column);
-                done = shared_.number_middles<Solid>(group, column, ends_);
-                group += Solid.edges;
-                std::fill(column + Solid.nodes + Solid.edges, column + out_.rows(), no_node);
-            });
-        }
+            std::copy_n(connect_.col(j), Solid.nodes, column);
+            done = done && shared_.number_middles<Solid>(group, column, ends_);
+            group += Solid.edges;
+            std::fill(column + Solid.nodes + Solid.edges, column + out_.rows(), no_node);
+        });
         return done;
     }
 
-    bool number_edges(const element_layout& layout, const unsigned*& group, const unsigned* column, unsigned* ids) {
-        const unsigned* const groups = group;
+    bool number_edges(const element_layout& layout, const group_visit*& group, const unsigned* column, unsigned* ids) {
+        const group_visit* const groups = group;
         if (counts_.nE != 0)
             group += layout.solid->edges;
         if (counts_.nE == 1)
@@ -178,7 +175,7 @@ private:
         return true;
     }
 
-    bool number_faces(const element_layout& layout, const unsigned*& group, unsigned* column) {
+    bool number_faces(const element_layout& layout, const group_visit*& group, unsigned* column) {
         if (counts_.nT <= 1 && counts_.nQ <= 1) {
             const auto faces = static_cast<unsigned>(layout.interior_row - layout.face_row[0]);
             group += faces;
@@ -197,8 +194,8 @@ private:
     shared_nodes& shared_;
     elfes::edge2* ends_;
     dense2D<unsigned int>& out_;
-    std::array<unsigned, elements_each * 12> edges_; ///< groups of the edges of a block
-    std::array<unsigned, elements_each * 6> faces_;
+    std::array<group_visit, elements_each * 12> edges_; ///< groups of the edges of a block
+    std::array<group_visit, elements_each * 6> faces_;
 };
 
 /// Places the new nodes, in the order of their IDs.
@@ -385,7 +382,7 @@ std::uint64_t number_nodes(const conversion_inputs& in, const mesh_layouts& layo
                            std::uint64_t first_new, edge_list& ends, dense2D<unsigned int>& out) {
     shared_nodes shared(counts, first_new);
     const bool done = shared.find(in.connect, in.faces, in.edges) &&
-                      (!layouts.only_middles() || ends.resize(shared.edges() + 1)) &&
+                      (!layouts.only_middles() || ends.resize(shared.edges())) &&
                       out.resize(layouts.width(), in.connect.cols()) &&
                       connectivity_writer(in.connect, layouts, counts, shared, ends.data(), out).run();
     return done ? shared.next() : 0;

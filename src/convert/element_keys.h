@@ -34,6 +34,11 @@ struct face_visits {
     bool triangles;
     bool quadrangles;
 
+    /// Tetrahedra alone have no quadrangles.
+    bool any_in(const dense2D<unsigned int>& connect) const {
+        return triangles || (quadrangles && connect.rows() != tetrahedron_record.nodes);
+    }
+
     template <const shape_record& Record, std::size_t F, class Visit>
     [[gnu::always_inline]] void one(const unsigned* column, const Visit& visit) const {
         constexpr face_cycle face = Record.face_nodes[F];
@@ -66,20 +71,38 @@ template <class Work>
     }
 }
 
+/// Calls work<record>(j) for the elements from `first` to before `last` of a linear mesh, in order. In a mesh of one
+/// kind the record is found once for all.
+template <class Work>
+[[gnu::always_inline]] inline void for_each_element(const dense2D<unsigned int>& connect, std::size_t first,
+                                                    std::size_t last, const Work& work) {
+    const mixed_record& mixed = *find_mixed_record(ET_SOLID_MIX);
+    const std::size_t rows = connect.rows();
+    const auto form_of = [&](std::size_t j) __attribute__((always_inline)) {
+        return element_records[std::size_t(kind_of_column(mixed, connect.col(j), rows))].form;
+    };
+    const auto run = [&](std::size_t begin, std::size_t end) __attribute__((always_inline)) {
+        with_shape(
+            form_of(begin), [&]<const shape_record & Solid>() __attribute__((always_inline)) {
+                for (std::size_t j = begin; j < end; ++j)
+                    work.template operator()<Solid>(j);
+            });
+    };
+    if (first < last && rows != rows_of(ET_SOLID_MIX))
+        return run(first, last);
+    for (std::size_t j = first; j < last; ++j)
+        run(j, j + 1);
+}
+
 /// Calls visit(key) for each edge or face, as `visits` tells, of the elements from `first` to before `last` of a
 /// linear mesh.
 template <class Visits, class Visit>
 [[gnu::always_inline]] inline void for_each_key(const dense2D<unsigned int>& connect, std::size_t first,
                                                 std::size_t last, const Visits& visits, const Visit& visit) {
-    const mixed_record& mixed = *find_mixed_record(ET_SOLID_MIX);
-    const std::size_t rows = connect.rows();
-    for (std::size_t j = first; j < last && !connect.empty(); ++j) {
-        const unsigned* const column = connect.col(j);
-        const auto visit_all = [&]<const shape_record & Solid>() __attribute__((always_inline)) {
-            visits.template element<Solid>(column, visit);
-        };
-        with_shape(element_records[std::size_t(kind_of_column(mixed, column, rows))].form, visit_all);
-    }
+    const auto visit_all = [&]<const shape_record & Solid>(std::size_t j) __attribute__((always_inline)) {
+        visits.template element<Solid>(connect.col(j), visit);
+    };
+    for_each_element(connect, first, last, visit_all);
 }
 
 } // namespace quorl::meldra3d::detail

@@ -48,7 +48,7 @@ void visit_given(const dense2D<unsigned int>& faces, const dense2D<unsigned int>
 /// with a node missing cannot be used: its nodes are created.
 template <class Key>
 void set_given(node_groups<Key>& groups, const Key& key, const unsigned* ids, unsigned n) {
-    const unsigned group = groups.next(key);
+    const unsigned group = groups.next(key).group;
     const bool whole = std::find(ids, ids + n, no_node) == ids + n;
     groups.first[group] = whole ? ids[0] : no_node;
     if (groups.ordered) {
@@ -81,7 +81,7 @@ bool shared_nodes::find(const dense2D<unsigned int>& connect, const dense2D<unsi
     };
     const auto each_face = [&](const auto& visit) {
         given(no_edge, [&](const elfes::face_mix& key, const unsigned*) { visit(key); });
-        if (face_keys_.triangles || face_keys_.quadrangles)
+        if (face_keys_.any_in(connect))
             for_each_key(connect, 0, connect.cols(), face_keys_, visit);
     };
     if (!edges_.run(counts_.nE > 1, each_edge) || !faces_.run(counts_.nT > 1 || counts_.nQ > 1, each_face))
@@ -94,13 +94,13 @@ bool shared_nodes::find(const dense2D<unsigned int>& connect, const dense2D<unsi
 }
 
 void shared_nodes::look_up(const dense2D<unsigned int>& connect, std::size_t first, std::size_t last,
-                           unsigned* edge_groups, unsigned* face_groups) {
+                           group_visit* edge_groups, group_visit* face_groups) {
     if (edge_keys_)
         for_each_key(
             connect, first, last, edge_visits(), [&](const elfes::edge2& key) __attribute__((always_inline)) {
                 *edge_groups++ = edges_.next(key);
             });
-    if (face_keys_.triangles || face_keys_.quadrangles)
+    if (face_keys_.any_in(connect))
         for_each_key(
             connect, first, last, face_keys_, [&](const elfes::face_mix& key) __attribute__((always_inline)) {
                 *face_groups++ = faces_.next(key);

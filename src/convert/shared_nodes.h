@@ -14,12 +14,18 @@
 
 namespace quorl::meldra3d::detail {
 
+/// An edge or a face as it is met in the sequence of all.
+struct group_visit {
+    unsigned group;
+    bool is_first;
+};
+
 /// The edges, or the faces, of a mesh and the nodes inside them: a group of nodes for each.
 template <class Key>
 struct node_groups {
     distinct_keys<Key> numbers; ///< of the groups
     dense1D<unsigned, 8> ids;
-    unsigned* first = nullptr; ///< of these: ID of the first node of each group, `no_node` until it has nodes
+    unsigned* first = nullptr; ///< of these: ID of the first node of each group, once it has nodes
 
     // Where a group has more than one node the order counts in which they are listed.
     bool ordered = false;
@@ -30,17 +36,21 @@ struct node_groups {
     template <class ForEachKey>
     bool run(bool in_order, const ForEachKey& for_each_key) {
         ordered = in_order;
-        return numbers.run(for_each_key) && ids.resize(numbers.size(), no_node) &&
+        return numbers.run(for_each_key) && ids.resize(numbers.size()) &&
                (!ordered || (key.resize(numbers.size()) && given.resize(numbers.size(), nullptr))) &&
                (first = ids.data(), true);
     }
 
     /// The group of the next key of the sequence; what is known of it is asked for.
-    [[gnu::always_inline]] unsigned next(const Key& next_key) {
-        const unsigned group = numbers.next(next_key);
+    [[gnu::always_inline]] group_visit next(const Key& next_key) {
+        const auto [group, is_first] = numbers.next(next_key);
         __builtin_prefetch(first + group);
-        return group;
+        return {group, is_first};
     }
+
+    /// True when the group has no nodes: nothing is known of one that is met for the first time, and one that was given
+    /// without all of its nodes has `no_node`.
+    bool lacks_nodes(group_visit visit) const { return visit.is_first || first[visit.group] == no_node; }
 };
 
 /// Numbers the nodes inside edges, faces and elements, so that an edge or face gets its nodes once. IDs are given in
@@ -58,26 +68,26 @@ public:
               const dense2D<unsigned int>& edges);
 
     /// The groups of the edges and faces of an element, in the order of the elements.
-    void look_up(const dense2D<unsigned int>& connect, std::size_t first, std::size_t last, unsigned* edge_groups,
-                 unsigned* face_groups);
+    void look_up(const dense2D<unsigned int>& connect, std::size_t first, std::size_t last, group_visit* edge_groups,
+                 group_visit* face_groups);
 
     /// Writes the IDs of the nodes of n edges or faces that have one node each. False when an ID would not fit.
-    bool number_middles(const unsigned* groups, unsigned n, unsigned* ids) { return number(edges_, groups, n, ids); }
-    bool number_centres(const unsigned* groups, unsigned n, unsigned* ids) { return number(faces_, groups, n, ids); }
+    bool number_middles(const group_visit* groups, unsigned n, unsigned* ids) { return number(edges_, groups, n, ids); }
+    bool number_centres(const group_visit* groups, unsigned n, unsigned* ids) { return number(faces_, groups, n, ids); }
 
     /// The same for all edges of an element, behind its vertices in `column`. Writes the edges whose middles are new
-    /// to `ends`, in the order of their IDs; it has room for one more than there are edges, since each is written
-    /// before it is known to be new. So there is no branch, which would often be mispredicted.
+    /// to `ends`, in the order of their IDs.
     template <const shape_record& Solid>
-    [[gnu::always_inline]] bool number_middles(const unsigned* groups, unsigned* column, elfes::edge2* ends) {
+    [[gnu::always_inline]] bool number_middles(const group_visit* groups, unsigned* column, elfes::edge2* ends) {
         std::uint64_t next = next_;
         [&]<std::size_t... E>(std::index_sequence<E...>) __attribute__((always_inline)) {
-            const auto number_one = [&](unsigned group, elfes::edge2 edge, unsigned& to) {
-                unsigned& id = edges_.first[group];
-                const bool is_new = id == no_node;
-                ends[next - first_new_] = edge;
-                to = id = is_new ? static_cast<unsigned>(next) : id;
-                next += std::uint64_t(is_new);
+            const auto number_one = [&](group_visit visit, elfes::edge2 edge, unsigned& to) {
+                unsigned& id = edges_.first[visit.group];
+                if (edges_.lacks_nodes(visit)) {
+                    ends[next - first_new_] = edge;
+                    id = static_cast<unsigned>(next++);
+                }
+                to = id;
             };
             (number_one(groups[E], {{column[Solid.edge[E][0]], column[Solid.edge[E][1]]}}, column[Solid.nodes + E]),
              ...);
@@ -91,21 +101,21 @@ public:
 
     /// Writes the IDs of the nodes inside an edge or face of a group, in the direction of the key. False when an ID
     /// would not fit.
-    bool number_edge(unsigned group, const elfes::edge2& edge, unsigned* ids) {
-        if (!have_nodes(edges_, group, edge, counts_.nE))
+    bool number_edge(group_visit visit, const elfes::edge2& edge, unsigned* ids) {
+        if (!have_nodes(edges_, visit, edge, counts_.nE))
             return false;
-        ids[0] = edges_.first[group];
+        ids[0] = edges_.first[visit.group];
         if (counts_.nE != 1)
-            list_edge(group, edge, ids);
+            list_edge(visit.group, edge, ids);
         return true;
     }
-    bool number_face(unsigned group, const elfes::face_mix& face, unsigned* ids) {
+    bool number_face(group_visit visit, const elfes::face_mix& face, unsigned* ids) {
         const unsigned n = face.is_triangle() ? counts_.nT : counts_.nQ;
-        if (!have_nodes(faces_, group, face, n))
+        if (!have_nodes(faces_, visit, face, n))
             return false;
-        ids[0] = faces_.first[group];
+        ids[0] = faces_.first[visit.group];
         if (n != 1)
-            list_face(group, face, ids);
+            list_face(visit.group, face, ids);
         return true;
     }
     /// Writes n new IDs.
@@ -124,11 +134,11 @@ private:
     }
 
     template <class Key>
-    [[gnu::always_inline]] bool number(node_groups<Key>& groups, const unsigned* group, unsigned n, unsigned* ids) {
+    [[gnu::always_inline]] bool number(node_groups<Key>& groups, const group_visit* visits, unsigned n, unsigned* ids) {
         std::uint64_t next = next_;
         for (unsigned k = 0; k < n; ++k) {
-            unsigned& id = groups.first[group[k]];
-            if (id == no_node)
+            unsigned& id = groups.first[visits[k].group];
+            if (groups.lacks_nodes(visits[k]))
                 id = static_cast<unsigned>(next++);
             ids[k] = id;
         }
@@ -138,9 +148,10 @@ private:
 
     /// Sees to it that a group has n nodes.
     template <class Key>
-    bool have_nodes(node_groups<Key>& groups, unsigned group, const Key& key, unsigned n) {
-        if (groups.first[group] != no_node)
+    bool have_nodes(node_groups<Key>& groups, group_visit visit, const Key& key, unsigned n) {
+        if (!groups.lacks_nodes(visit))
             return true;
+        const unsigned group = visit.group;
         groups.first[group] = take(n);
         if (groups.ordered)
             groups.key[group] = key;

@@ -30,19 +30,38 @@ constexpr std::size_t smallest_place(const unsigned* ids) {
     return place;
 }
 
-/// True when two cycles of N nodes, each read from its smallest ID on, agree in the same or in opposite directions.
-template <std::size_t N>
-constexpr bool same_cycle(const unsigned* one, const unsigned* other) {
-    const std::size_t i = smallest_place<N>(one);
-    const std::size_t j = smallest_place<N>(other);
-    if (one[i] != other[j])
+/// True when two pairs of IDs, each in one word, are the same in one order or the other. One comparison in place of
+/// two, of which the first would be foreseen no better than the toss of a coin.
+constexpr bool same_pair(std::uint64_t one, std::uint64_t other) {
+    return std::min(one ^ other, one ^ std::rotl(other, 32)) == 0;
+}
+
+/// True when two cycles of three nodes, each read from its smallest ID on, agree in the same or in opposite directions:
+/// when the nodes are the same, in any order.
+constexpr bool same_triangle(const unsigned* one, const unsigned* other) {
+    const auto least = [](const unsigned* id) { return std::min(std::min(id[0], id[1]), id[2]); };
+    const auto most = [](const unsigned* id) { return std::max(std::max(id[0], id[1]), id[2]); };
+    return ((least(one) ^ least(other)) | (most(one) ^ most(other)) |
+            (one[0] ^ one[1] ^ one[2] ^ other[0] ^ other[1] ^ other[2])) == 0;
+}
+
+/// Likewise for four nodes. Cycles of different nodes are the same when the nodes across from each other are; one that
+/// has its smallest ID more than once is read from the first of them on.
+constexpr bool same_quadrangle(const unsigned* one, const unsigned* other) {
+    const auto across = [](const unsigned* id) { return std::uint64_t(id[0]) << 32 | id[2]; };
+    const std::uint64_t a = across(one), b = across(one + 1), c = across(other), d = across(other + 1);
+    if (!((same_pair(a, c) & same_pair(b, d)) | (same_pair(a, d) & same_pair(b, c))))
         return false;
+    const unsigned least = std::min(std::min(one[0], one[1]), std::min(one[2], one[3]));
+    if (int(one[0] == least) + int(one[1] == least) + int(one[2] == least) + int(one[3] == least) == 1)
+        return true;
+    const std::size_t i = smallest_place<4>(one);
+    const std::size_t j = smallest_place<4>(other);
     bool forwards = true;
     bool backwards = true;
-    for (std::size_t k = 1; k < N; ++k) {
-        const unsigned id = one[(i + k) % N];
-        forwards &= id == other[(j + k) % N];
-        backwards &= id == other[(j + N - k) % N];
+    for (std::size_t k = 1; k < 4; ++k) {
+        forwards &= one[(i + k) % 4] == other[(j + k) % 4];
+        backwards &= one[(i + k) % 4] == other[(j + 4 - k) % 4];
     }
     return forwards || backwards;
 }
@@ -53,10 +72,7 @@ struct edge2 {
 
     constexpr std::uint64_t hash() const { return node_hash(id[0]) + node_hash(id[1]); }
     friend constexpr bool operator==(const edge2& x, const edge2& y) {
-        const auto one = std::bit_cast<std::uint64_t>(x.id);
-        const auto other = std::bit_cast<std::uint64_t>(y.id);
-        // One comparison in place of two, of which the first would be foreseen no better than the toss of a coin.
-        return std::min(one ^ other, one ^ std::rotl(other, 32)) == 0;
+        return same_pair(std::bit_cast<std::uint64_t>(x.id), std::bit_cast<std::uint64_t>(y.id));
     }
 };
 
@@ -66,7 +82,7 @@ struct faceT3 {
 
     constexpr std::uint64_t hash() const { return node_hash(id[0]) + node_hash(id[1]) + node_hash(id[2]); }
     friend constexpr bool operator==(const faceT3& x, const faceT3& y) {
-        return same_cycle<3>(x.id.data(), y.id.data());
+        return same_triangle(x.id.data(), y.id.data());
     }
 };
 
@@ -78,7 +94,7 @@ struct faceQ4 {
         return node_hash(id[0]) + node_hash(id[1]) + node_hash(id[2]) + node_hash(id[3]);
     }
     friend constexpr bool operator==(const faceQ4& x, const faceQ4& y) {
-        return same_cycle<4>(x.id.data(), y.id.data());
+        return same_quadrangle(x.id.data(), y.id.data());
     }
 };
 
@@ -94,7 +110,7 @@ struct face_mix {
     friend constexpr bool operator==(const face_mix& x, const face_mix& y) {
         if (x.is_triangle() != y.is_triangle())
             return false;
-        return x.is_triangle() ? same_cycle<3>(x.id.data(), y.id.data()) : same_cycle<4>(x.id.data(), y.id.data());
+        return x.is_triangle() ? same_triangle(x.id.data(), y.id.data()) : same_quadrangle(x.id.data(), y.id.data());
     }
 };
 

@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -135,6 +136,7 @@ public:
         const std::uint64_t old_capacity = capacity();
         used_ = 0;
         entries_ = 0;
+        vacated_ = false;
         const bool reserved = plan.fits && reserve(plan.nodes);
         modulus_ = fixed_modulus(reserved ? plan.buckets : fewest_buckets);
         if (!reserve(modulus_.divisor()))
@@ -196,20 +198,26 @@ public:
         locate_block(probes, n);
     }
 
-    /// The bucket of a hash while there are `bucket_count()` of them; the head of its chain is asked for.
-    std::uint32_t approach(std::uint64_t hash) const {
-        const std::uint32_t bucket = modulus_.of(hash);
-        __builtin_prefetch(nodes() + bucket);
-        return bucket;
-    }
-
-    /// As `insert(hash, value)`, the bucket having been found when there were `of_buckets` of them.
-    node* insert(std::uint32_t bucket, std::uint32_t of_buckets, const V& value) {
-        if (!make_room())
-            return nullptr;
-        if (of_buckets != modulus_.divisor() || !ready())
-            return insert_on_chain(hash_of(stored<V>::key(value)), value);
-        return insert_from(bucket, value);
+    /// For maps to numbers: enters the keys that are not there, with the numbers `next`, `next` + 1 and so on, and
+    /// writes the number of each key. The keys are given word by word, and `numbers` may be where they begin: a number
+    /// is written over keys that were read before. The table becomes what it would by inserting one key after the
+    /// other. False when there is no memory, or no number left; the keys before are then entered.
+    bool number(const unsigned* words, std::uint64_t n, unsigned& next, unsigned* numbers) {
+        for (std::uint64_t here; n != 0; words += words_each * here, numbers += here, n -= here) {
+            here = std::min<std::uint64_t>({n, numbered_block, room(), no_node - next});
+            if (here != 0) {
+                number_block(words, static_cast<std::size_t>(here), next, numbers);
+                continue;
+            }
+            here = 1;
+            const key_type key = key_at(words);
+            const node* const entry = insert(hash_of(key), {key, next});
+            if (!entry || entry->value.payload == no_node)
+                return false;
+            next += unsigned(entry->value.payload == next);
+            *numbers = entry->value.payload;
+        }
+        return true;
     }
 
     /// As `insert(probe.hash, value)` after `locate`, whatever was inserted since.
@@ -225,6 +233,7 @@ public:
     void vacate(std::uint64_t index) {
         nodes()[index].link &= ~1u;
         --entries_;
+        vacated_ = true;
     }
 
     /// Brings the entries into next_bucket_prime(n) buckets, in the order of the array. False, with the table as it
@@ -243,6 +252,7 @@ public:
         first_ = larger.first_;
         used_ = larger.used_;
         modulus_ = larger.modulus_;
+        vacated_ = false;
         return true;
     }
 
@@ -313,6 +323,58 @@ private:
         return &added;
     }
 
+    static constexpr std::size_t numbered_block = 64;
+    static constexpr std::size_t words_each = sizeof(key_type) / sizeof(unsigned);
+
+    static key_type key_at(const unsigned* words) {
+        key_type key;
+        std::memcpy(&key, words, sizeof key);
+        return key;
+    }
+
+    /// How many keys can be entered at least before the table or its array has to grow, all chains having been filled
+    /// without a gap; 0 otherwise.
+    std::uint64_t room() const {
+        if (vacated_ || !ready() || used_ > no_node / 2)
+            return 0;
+        return std::min({2 * std::uint64_t(modulus_.divisor()) - entries_, capacity() - used_, no_node / 2 - used_});
+    }
+
+    /// As `number`, for which there is room. All buckets are asked for before the first key is entered. What changes is
+    /// kept in local variables, since for all that compilers know the numbers may be written over the table's own.
+    void number_block(const unsigned* words, std::size_t n, unsigned& next, unsigned* numbers) {
+        std::array<std::uint32_t, numbered_block> buckets;
+        node* const all = nodes();
+        const fixed_modulus modulus = modulus_;
+        for (std::size_t k = 0; k < n; ++k) {
+            buckets[k] = modulus.of(hash_of(key_at(words + words_each * k)));
+            __builtin_prefetch(all + buckets[k]);
+        }
+        std::uint64_t used = used_;
+        unsigned number = next;
+        for (std::size_t k = 0; k < n; ++k) {
+            const key_type key = key_at(words + words_each * k);
+            node* at = all + buckets[k];
+            while (!(at->occupied() & (stored<V>::key(at->value) == key))) {
+                const unsigned link = at->link;
+                if (link > 1) {
+                    at += link / 2;
+                    continue;
+                }
+                if (link == 1) { // the end of the chain: one more node
+                    at->link = static_cast<unsigned>(2 * (used - std::uint64_t(at - all)) + 1);
+                    at = all + used++;
+                }
+                *at = {{key, number++}, 1};
+                break;
+            }
+            numbers[k] = at->value.payload;
+        }
+        used_ = used;
+        entries_ += number - next;
+        next = number;
+    }
+
     void locate_block(probe* probes, std::size_t n) const {
         std::array<std::uint8_t, block> walking;
         std::size_t left = ready() ? n : 0;
@@ -375,6 +437,7 @@ private:
     node* first_ = nullptr; ///< the node at `start_`
     fixed_modulus modulus_{fewest_buckets};
     std::uint64_t entries_ = 0;
+    bool vacated_ = false; ///< there may be nodes without an entry on the chains
 };
 
 } // namespace quorl::meldra3d::detail

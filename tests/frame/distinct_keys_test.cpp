@@ -29,10 +29,11 @@ void expect_numbers(const std::vector<Key>& keys, Name name) {
     std::map<decltype(name(keys[0])), unsigned> number_of;
     std::vector<bool> taken(distinct.size());
     for (const Key& key : keys) {
-        const unsigned number = distinct.next(key);
+        const auto [number, is_first] = distinct.next(key);
         ASSERT_LT(number, distinct.size());
         const auto [known, is_new] = number_of.emplace(name(key), number);
         ASSERT_EQ(known->second, number);
+        ASSERT_EQ(is_first, is_new);
         ASSERT_EQ(taken[number], !is_new);
         taken[number] = true;
     }

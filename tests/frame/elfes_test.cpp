@@ -84,3 +84,39 @@ TEST(FaceKeys, ACycleBeginsAtTheFirstOfItsSmallestNodes) {
     EXPECT_TRUE((faceT3{{6, 5, 6}} == faceT3{{5, 6, 6}}));
     EXPECT_FALSE((faceT3{{6, 5, 6}} == faceT3{{5, 5, 6}}));
 }
+
+namespace {
+
+/// A cycle read from the first of its smallest IDs on, in the direction that gives the lesser reading.
+template <std::size_t N>
+std::array<unsigned, N> least_reading(std::array<unsigned, N> ids) {
+    std::rotate(ids.begin(), std::min_element(ids.begin(), ids.end()), ids.end());
+    std::array<unsigned, N> backwards = ids;
+    std::reverse(backwards.begin() + 1, backwards.end());
+    return std::min(ids, backwards);
+}
+
+template <std::size_t N>
+std::array<unsigned, N> digits(unsigned number, unsigned base) {
+    std::array<unsigned, N> ids;
+    for (unsigned& id : ids) {
+        id = number % base;
+        number /= base;
+    }
+    return ids;
+}
+
+} // namespace
+
+TEST(FaceKeys, AreEqualWhenTheirReadingsAre) {
+    for (unsigned k = 0; k < 27; ++k)
+        for (unsigned l = 0; l < 27; ++l) {
+            const auto one = digits<3>(k, 3), other = digits<3>(l, 3);
+            EXPECT_EQ((faceT3{one} == faceT3{other}), least_reading(one) == least_reading(other)) << k << ' ' << l;
+        }
+    for (unsigned k = 0; k < 256; ++k)
+        for (unsigned l = 0; l < 256; ++l) {
+            const auto one = digits<4>(k, 4), other = digits<4>(l, 4);
+            EXPECT_EQ((faceQ4{one} == faceQ4{other}), least_reading(one) == least_reading(other)) << k << ' ' << l;
+        }
+}

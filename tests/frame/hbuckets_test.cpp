@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <unordered_map>
 #include <vector>
@@ -383,25 +385,62 @@ TEST(HBuckets, PlacesLookedUpBeforeTheTableGrewAreLookedUpAgain) {
     expect_layout(table, plain);
 }
 
-TEST(HBuckets, BucketsFoundBeforeTheTableGrewAreFoundAgain) {
-    edge_table table;
-    edge_table plain;
-    const edge2 first{{0, 1}};
-    EXPECT_EQ(table.insert(0, table.bucket_count(), {first, 0}), nullptr) << "without init";
-    ASSERT_TRUE(table.init(23, 23, 1.0) && plain.init(23, 23, 1.0));
-    const std::uint32_t of_buckets = table.bucket_count();
-    std::vector<std::uint32_t> buckets;
-    for (unsigned k = 0; k < 100; ++k)
-        buckets.push_back(table.approach(edge2{{k, k + 1}}.hash()));
-    for (unsigned k = 0; k < 100; ++k) {
-        const edge2 edge{{k, k + 1}};
-        ASSERT_TRUE(table.insert(buckets[k], of_buckets, {edge, k}));
-        ASSERT_TRUE(plain.insert(edge.hash(), {edge, k}));
+TEST(HBuckets, NumbersKeysAsIfInsertedOneByOne) {
+    std::mt19937 random(5);
+    for (const std::size_t n : {1u, 46u, 47u, 63u, 64u, 65u, 1000u, 20000u}) {
+        std::vector<edge2> keys(n);
+        for (edge2& key : keys)
+            key = random_edge(random, 100);
+        plain_table<edge2> plain;
+        std::vector<unsigned> expected;
+        for (const edge2& key : keys) {
+            const auto entries = unsigned(plain.entries);
+            plain.insert(key, entries);
+            const auto known = std::find_if(plain.nodes.begin(), plain.nodes.end(),
+                                            [&](const auto& node) { return node.occupied && node.key == key; });
+            expected.push_back(known->payload);
+        }
+        edge_table table;
+        ASSERT_TRUE(table.init(23, 23, 1.0));
+        std::vector<unsigned> words(2 * n);
+        std::memcpy(words.data(), keys.data(), n * sizeof(edge2));
+        unsigned next = 0;
+        ASSERT_TRUE(table.number(words.data(), n, next, words.data()));
+        EXPECT_EQ(next, plain.entries);
+        words.resize(n);
+        EXPECT_EQ(words, expected);
+        expect_layout(table, plain);
     }
-    ASSERT_EQ(table.bucket_count(), 97u);
-    ASSERT_EQ(table.used_length(), plain.used_length());
-    for (std::uint64_t k = 0; k < table.used_length(); ++k)
-        EXPECT_EQ(table[k].link, plain[k].link);
+}
+
+TEST(HBuckets, NumbersKeysWhereEntriesWereVacated) {
+    edge_table table;
+    std::vector<unsigned> words, numbers(3);
+    unsigned next = 0;
+    EXPECT_FALSE(table.number(std::array{0u, 1u}.data(), 1, next, numbers.data())) << "without init";
+    ASSERT_TRUE(table.init(23, 23, 1.0));
+    const auto id = [](unsigned share) { return share ^ 2166136261u; }; // one chain: shares that add up to 9
+    words = {id(1), id(8), id(2), id(7), id(3), id(6)};
+    ASSERT_TRUE(table.number(words.data(), 3, next, numbers.data()));
+    EXPECT_EQ(numbers, (std::vector{0u, 1u, 2u}));
+    EXPECT_EQ(table.used_length(), 25u);
+    const edge2 second{{id(2), id(7)}};
+    table.vacate(table.find(second.hash(), second));
+    words = {id(6), id(3), id(7), id(2), id(4), id(5)};
+    ASSERT_TRUE(table.number(words.data(), 3, next, numbers.data()));
+    EXPECT_EQ(numbers, (std::vector{2u, 3u, 4u}));
+    EXPECT_EQ(table.used_length(), 26u) << "the vacated node is used again";
+}
+
+TEST(HBuckets, NumbersEndBeforeTheLast) {
+    edge_table table;
+    ASSERT_TRUE(table.init(23, 23, 1.0));
+    const std::array<unsigned, 6> words{1, 2, 3, 4, 5, 6};
+    std::array<unsigned, 3> numbers{};
+    unsigned next = no_node - 2;
+    EXPECT_FALSE(table.number(words.data(), 3, next, numbers.data()));
+    EXPECT_EQ(numbers[0], no_node - 2);
+    EXPECT_EQ(numbers[1], no_node - 1);
 }
 
 TEST(HBuckets, AgreesWithAnOrdinaryMap) {
