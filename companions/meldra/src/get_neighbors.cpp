@@ -56,24 +56,27 @@ face_key<4> quadrangle_key(unsigned a, unsigned b, unsigned c, unsigned d) {
     return {least, low, across, high};
 }
 
-// Inlined always, so that the local nodes of the face are constants.
+/// The nodes of a face in the order of its cycle; a triangle among quadrangles holds `no_node` last.
+/// Inlined always, so that the local nodes of the face are constants.
 template <std::size_t Corners>
-[[gnu::always_inline]] inline face_key<Corners> key_of(const face_cycle& face, const unsigned* column) {
-    face_key<Corners> key{};
+[[gnu::always_inline]] inline face_key<Corners> cycle_of(const face_cycle& face, const unsigned* column) {
+    face_key<Corners> cycle{};
+    for (unsigned k = 0; k < Corners; ++k)
+        cycle[k] = k < face.size ? column[face.node[k]] : no_node;
+    return cycle;
+}
+
+template <std::size_t Corners>
+[[gnu::always_inline]] inline face_key<Corners> key_of(face_key<Corners> cycle) {
     if constexpr (Corners == 4)
-        if (face.size == 4)
-            return quadrangle_key(column[face.node[0]], column[face.node[1]], column[face.node[2]],
-                                  column[face.node[3]]);
-    for (unsigned k = 0; k < std::min<std::size_t>(Corners, 3); ++k)
-        key[k] = column[face.node[k]];
-    sort_two(key[0], key[1]);
+        if (cycle[3] != no_node)
+            return quadrangle_key(cycle[0], cycle[1], cycle[2], cycle[3]);
+    sort_two(cycle[0], cycle[1]);
     if constexpr (Corners >= 3) {
-        sort_two(key[1], key[2]);
-        sort_two(key[0], key[1]);
+        sort_two(cycle[1], cycle[2]);
+        sort_two(cycle[0], cycle[1]);
     }
-    if constexpr (Corners == 4)
-        key[3] = no_node;
-    return key;
+    return cycle;
 }
 
 template <std::size_t Corners>
@@ -97,6 +100,15 @@ std::uint32_t hash_of(const face_key<Corners>& key) {
     return static_cast<std::uint32_t>(h >> 32);
 }
 
+/// A hash of the sum of the nodes, which is known before the nodes are in order (Fibonacci hashing).
+template <std::size_t Corners>
+[[gnu::always_inline]] inline std::uint32_t sum_hash_of(const face_key<Corners>& cycle) {
+    unsigned sum = 0;
+    for (const unsigned node : cycle)
+        sum += node;
+    return sum * 0x9E3779B1u;
+}
+
 /// A face of an element: `slot` is its place in the matrix of neighbours.
 template <std::size_t Corners, class Slot>
 struct face_entry {
@@ -104,16 +116,16 @@ struct face_entry {
     Slot slot;
 };
 
-/// Calls visit(key, slot) for each face of one element.
+/// Calls visit(cycle, slot) for each face of one element.
 template <std::size_t Corners, const shape_record& Record, class Visit>
 void visit_element(const unsigned* column, std::size_t first_slot, Visit& visit) {
     [&]<std::size_t... Face>(std::index_sequence<Face...>) {
-        (visit(key_of<Corners>(Record.face[Face], column), first_slot + Face), ...);
+        (visit(cycle_of<Corners>(Record.face[Face], column), first_slot + Face), ...);
     }
     (std::make_index_sequence<Record.faces>());
 }
 
-/// Calls visit(key, slot) for each face of each element, in order.
+/// Calls visit(cycle, slot) for each face of each element, in order.
 template <std::size_t Corners, std::size_t Faces, const shape_record& Record, class Visit>
 void visit_elements(const dense2D<unsigned int>& connect, Visit& visit) {
     const unsigned* column = connect.data();
@@ -160,7 +172,9 @@ public:
     int match(std::size_t faces_at_most, bool strict, ForEachFace for_each_face, unsigned* neighbors) {
         if (!prepare(faces_at_most))
             return -199;
-        auto count = [this](const face_key<Corners>& key, std::size_t) { ++ends_[partition_of(hash_of(key)) + 1]; };
+        auto count = [this](const face_key<Corners>& cycle, std::size_t) {
+            ++ends_[partition_of(sum_hash_of<Corners>(cycle), hash_of(key_of(cycle))) + 1];
+        };
         for_each_face(count);
         std::uint64_t largest = 0;
         for (std::size_t p = 1; p < ends_.size(); ++p) {
@@ -199,8 +213,15 @@ private:
     // about as much memory as the neighbours; up to a million tetrahedra one round is quicker.
     static constexpr std::uint64_t most_rounds = 4;
     static constexpr std::uint64_t one_round = std::uint64_t(1) << 22; // faces
+    static constexpr std::size_t gathered = 256;
 
-    std::size_t partition_of(std::uint32_t hash) const { return std::size_t(hash) >> shift_; }
+    // The leading bits of a partition come from the sum of the nodes of a face, so that a round tells at once which
+    // faces are none of its own; the others from the hash of its key.
+    static constexpr unsigned sum_bits = 6;
+
+    std::size_t partition_of(std::uint32_t sum_hash, std::uint32_t hash) const {
+        return std::size_t(sum_hash >> (32 - sum_bits) << (32 - sum_bits) | hash >> sum_bits) >> shift_;
+    }
 
     bool prepare(std::size_t faces) {
         unsigned bits = 1;
@@ -219,18 +240,38 @@ private:
         return table_.resize(places);
     }
 
-    /// Writes the faces of the partitions from `first` to before `last` to the entries.
+    /// Writes the faces of the partitions from `first` to before `last` to the entries. Those that may be among them
+    /// are gathered without a branch, which would often be mispredicted, and then written some at a time.
     template <class ForEachFace>
     void distribute(std::size_t first, std::size_t last, ForEachFace for_each_face) {
+        const std::uint64_t begin = ends_[first];
+        const unsigned sum_shift = std::max(shift_, 32 - sum_bits);
+        const std::size_t first_sum = first >> (sum_shift - shift_);
+        const std::size_t sums = ((last - 1) >> (sum_shift - shift_)) - first_sum + 1;
+        std::array<entry, gathered> faces;
+        std::size_t n = 0;
+        auto gather = [&](const face_key<Corners>& cycle, std::size_t slot) {
+            faces[n] = {cycle, static_cast<Slot>(slot)};
+            n += (std::size_t(sum_hash_of<Corners>(cycle)) >> sum_shift) - first_sum < sums ? 1 : 0;
+            if (n == gathered) {
+                write(faces.data(), n, first, last, begin);
+                n = 0;
+            }
+        };
+        for_each_face(gather);
+        write(faces.data(), n, first, last, begin);
+    }
+
+    /// Writes those of n faces that belong to the partitions; they are given as cycles and get their keys.
+    void write(const entry* faces, std::size_t n, std::size_t first, std::size_t last, std::uint64_t begin) {
         std::uint64_t* const ends = ends_.data();
         entry* const entries = entries_.data();
-        const std::uint64_t begin = ends[first];
-        auto write = [=, this](const face_key<Corners>& key, std::size_t slot) {
-            const std::size_t p = partition_of(hash_of(key));
+        for (std::size_t k = 0; k < n; ++k) {
+            const face_key<Corners> key = key_of(faces[k].key);
+            const std::size_t p = partition_of(sum_hash_of<Corners>(faces[k].key), hash_of(key));
             if (p - first < last - first)
-                entries[ends[p]++ - begin] = {key, static_cast<Slot>(slot)};
-        };
-        for_each_face(write);
+                entries[ends[p]++ - begin] = {key, faces[k].slot};
+        }
     }
 
     /// Matches the partitions that were just written; entry 0 is face `begin`. False as of match_partition.
