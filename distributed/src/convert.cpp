@@ -108,6 +108,7 @@ int convert(const distributed_mesh& mesh, const node_counts& n, std::size_t rows
                                                        n.nTH, n.nX, n.nY, result.connectivity, faces, edges);
     if (const int status = agree(done, comm); status < 0)
         return status;
+    converted.type = converted_type(kind_of(mesh.type, rows), n, largest_of_all(result.connectivity.rows(), comm));
     const id_range range{static_cast<unsigned>(nodes), static_cast<unsigned>(extended.pos.cols() - nodes)};
     new_nodes found;
     if (const int status = number_new_nodes(mesh, extended, result, range, found, comm); status < 0)
@@ -117,7 +118,6 @@ int convert(const distributed_mesh& mesh, const node_counts& n, std::size_t rows
     const bool copied =
         cut_elements(result, numbering, converted.connectivity) && converted.element_ids.copy(mesh.element_ids);
     converted.elements = mesh.elements;
-    converted.type = converted_type(kind_of(mesh.type, rows), n, largest_of_all(result.connectivity.rows(), comm));
     return agree(copied ? cut : no_memory, comm);
 }
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "by_id.h"
 #include "exchange.h"
@@ -264,6 +265,11 @@ int list_shared_nodes(const distributed_mesh& part, const new_nodes& found, unsi
     return next == cut.shared_nodes.end() ? 0 : not_a_part;
 }
 
+void copy_column(dense2D<double>& pos, std::size_t from, std::size_t to) {
+    if (from != to)
+        std::copy_n(pos.col(from), 3, pos.col(to));
+}
+
 } // namespace
 
 int extend_in_rows(const distributed_mesh& part, std::size_t rows, extended_part& extended, MPI_Comm comm) {
@@ -319,48 +325,39 @@ part_numbering::part_numbering(const distributed_mesh& part, unsigned first_new,
       per_level_(static_cast<unsigned>(found.place.size())), own_(static_cast<unsigned>(found.numbers.size())),
       place_(found.place.data()) {}
 
-int cut_nodes(const distributed_mesh& part, const dense2D<double>& pos, const part_numbering& numbering,
-              std::uint64_t levels, distributed_mesh& cut) {
+int cut_nodes(const distributed_mesh& part, dense2D<double>& pos, const part_numbering& numbering, std::uint64_t levels,
+              distributed_mesh& cut) {
     const new_nodes& found = numbering.found();
     if (found.in_all != 0 && levels > (no_id - part.nodes) / found.in_all)
         return no_memory;
     const std::size_t own = found.numbers.size();
     const std::size_t part_nodes = part.pos.cols();
     const std::size_t here = own == 0 ? 0 : levels; // else, a rank without new nodes may know of any number of levels
-    if (!cut.pos.resize(3, part_nodes + here * own) || !cut.node_ids.resize(part_nodes + here * own))
+    if (!cut.node_ids.resize(part_nodes + here * own))
         return no_memory;
     if (const int status = list_shared_nodes(part, found, static_cast<unsigned>(here), cut); status < 0)
         return status;
-    for (std::size_t j = 0; j < part_nodes; ++j)
-        std::copy_n(part.pos.col(j), 3, cut.pos.col(j));
     std::copy(part.node_ids.begin(), part.node_ids.end(), cut.node_ids.begin());
-    double* to = cut.pos.data() + 3 * part_nodes;
+    std::size_t to = part_nodes;
     std::uint64_t* id = cut.node_ids.data() + part_nodes;
     for (std::size_t level = 0; level < here; ++level) {
-        const double* const from = pos.col(numbering.first_new() + level * found.place.size());
-        for (const unsigned place : found.source)
-            to = std::copy_n(from + place * pos.ld(), 3, to);
+        const std::size_t from = numbering.first_new() + level * found.place.size();
+        for (const unsigned place : found.source) // what stays moves to the front
+            copy_column(pos, from + place, to++);
         const std::uint64_t first = part.nodes + level * found.in_all;
         id = std::transform(found.numbers.begin(), found.numbers.end(), id,
                             [first](std::uint64_t number) { return first + number; });
     }
+    pos.resize(3, to);
+    cut.pos = std::move(pos);
     cut.nodes = part.nodes + levels * found.in_all;
     return 0;
 }
 
-bool cut_elements(const extended_result& result, const part_numbering& numbering, dense2D<unsigned int>& cut) {
-    const dense1D<std::size_t, 8>& own = numbering.found().own;
-    std::size_t columns = 0;
-    for (const std::size_t element : own)
-        columns += result.end(element) - result.begin(element);
-    const dense2D<unsigned int>& all = result.connectivity;
-    if (!cut.resize(all.rows(), columns))
-        return false;
-    unsigned* to = cut.data();
-    for (const std::size_t element : own)
-        for (std::size_t j = result.begin(element); j < result.end(element); ++j)
-            to = std::transform(all.col(j), all.col(j) + all.rows(), to, numbering);
-    return true;
+bool cut_elements(extended_result& result, const part_numbering& numbering, dense2D<unsigned int>& cut) {
+    return move_elements(result, numbering.found(), cut, [&](const unsigned* from, unsigned* to, std::size_t /*k*/) {
+        std::transform(from, from + result.connectivity.rows(), to, numbering);
+    });
 }
 
 } // namespace quorl::meldra3d_mpi::detail

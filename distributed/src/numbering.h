@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -93,12 +94,35 @@ private:
 };
 
 /// Fills `pos`, `node_ids`, `nodes` and the lists of shared nodes of a result from those of the part and the new nodes
-/// on some levels. `pos` has the columns of the extended result. Not collective: 0,
-/// -20 when lists of shared nodes do not suit each other, -199.
-int cut_nodes(const distributed_mesh& part, const dense2D<double>& pos, const part_numbering& numbering,
-              std::uint64_t levels, distributed_mesh& cut);
+/// on some levels. `pos` has the columns of the extended result, and is taken: what is not the part's is cut out of it.
+/// Not collective: 0, -20 when lists of shared nodes do not suit each other, -199.
+int cut_nodes(const distributed_mesh& part, dense2D<double>& pos, const part_numbering& numbering, std::uint64_t levels,
+              distributed_mesh& cut);
 
-/// The columns that a result has of own elements, in the order of these, renumbered. False when memory ran out.
-bool cut_elements(const extended_result& result, const part_numbering& numbering, dense2D<unsigned int>& cut);
+/// Brings the columns that a result has of own elements into the order of these by write(from, to, k) for the k-th
+/// column of each. Where the order is theirs already, in the storage of the result, which is taken; `to` is then at or
+/// before `from`. False when memory ran out.
+template <class Write>
+bool move_elements(extended_result& result, const new_nodes& found, dense2D<unsigned int>& cut, const Write& write) {
+    dense2D<unsigned int>& all = result.connectivity;
+    const dense1D<std::size_t, 8>& own = found.own;
+    std::size_t columns = 0;
+    for (const std::size_t element : own)
+        columns += result.end(element) - result.begin(element);
+    const bool in_place = std::is_sorted(own.begin(), own.end());
+    if (in_place)
+        cut = all; // shares the storage
+    else if (!cut.resize(all.rows(), columns))
+        return false;
+    unsigned* to = cut.data();
+    for (const std::size_t element : own)
+        for (std::size_t j = result.begin(element); j < result.end(element); ++j, to += all.rows())
+            write(all.col(j), to, j - result.begin(element));
+    all.clear();
+    return cut.resize(cut.rows(), columns);
+}
+
+/// The same with the nodes renumbered.
+bool cut_elements(extended_result& result, const part_numbering& numbering, dense2D<unsigned int>& cut);
 
 } // namespace quorl::meldra3d_mpi::detail

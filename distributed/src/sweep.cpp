@@ -149,8 +149,9 @@ int partitioned_sweep::cut(const new_nodes& found, unsigned first_new) {
     const part_numbering numbering(surface_, first_new, found);
     if (const int status = cut_nodes(surface_, arrays_.pos, numbering, layers_, solids_); status < 0)
         return status;
-    const bool done = cut_solids(numbering) && cut_elements({arrays_.cap}, numbering, cap_) && cut_sides(numbering) &&
-                      number_solids();
+    extended_result cap{std::move(arrays_.cap)};
+    const bool done =
+        cut_solids(numbering) && cut_elements(cap, numbering, cap_) && cut_sides(numbering) && number_solids();
     return done ? 0 : no_memory;
 }
 
@@ -172,21 +173,16 @@ bool partitioned_sweep::edges_are_swept(const new_nodes& found, unsigned first_n
 
 /// As `cut_elements`, but without a look at the upper layers: from one to the next all nodes go up by a level.
 bool partitioned_sweep::cut_solids(const part_numbering& numbering) {
-    const dense2D<unsigned int>& all = arrays_.solids;
-    const std::size_t rows = all.rows();
+    extended_result solids{std::move(arrays_.solids), layers_};
+    const std::size_t rows = solids.connectivity.rows();
     const unsigned up = numbering.own_per_level();
-    if (!solids_.connectivity.resize(rows, surface_.element_ids.size() * layers_))
-        return false;
-    unsigned* to = solids_.connectivity.data();
-    for (const std::size_t face : numbering.found().own)
-        for (std::size_t k = 0; k < layers_; ++k) {
-            const unsigned* const from = all.col(face * layers_ + k);
-            if (k < 2)
-                to = std::transform(from, from + rows, to, numbering);
+    return move_elements(
+        solids, numbering.found(), solids_.connectivity, [&](const unsigned* from, unsigned* to, std::size_t layer) {
+            if (layer < 2)
+                std::transform(from, from + rows, to, numbering);
             else
-                to = std::transform(to - rows, to, to, [up](unsigned id) { return id == no_node ? id : id + up; });
-        }
-    return true;
+                std::transform(to - rows, to, to, [up](unsigned id) { return id == no_node ? id : id + up; });
+        });
 }
 
 bool partitioned_sweep::cut_sides(const part_numbering& numbering) {
