@@ -75,7 +75,7 @@ TEST(MpiConvert, PartsInAnyOrder) {
         const counts n{2, 4, 3, 8, 1, 5, 1};
         for (const dense1D<int, 8>& owners : many_owners(mesh.connectivity.cols())) {
             const distributed_mesh before = in_disorder(cut(mesh, owners));
-            distributed_mesh part = deep_copy(before);
+            distributed_mesh part = before;
             ASSERT_EQ(convert(part, n), 0);
             EXPECT_EQ(entries(part.element_ids), entries(before.element_ids));
             EXPECT_TRUE(same_bits(part.pos.sub(0, 0, 3, before.pos.cols()), before.pos));
@@ -235,6 +235,36 @@ TEST(MpiConvert, MixedPartsOfOneKindInFewerRowsThanOthers) {
     part = in_fewest_rows(cut(smaller, two));
     ASSERT_EQ(convert_into_quadratic(part, MPI_COMM_WORLD), 0);
     EXPECT_TRUE(same_part(part, cut(quadratic(smaller), two)));
+}
+
+TEST(MpiConvert, OnACommunicatorOfItsOwn) {
+    // Ranks in the opposite order, and two groups that work on different meshes at the same time.
+    const int group = world_rank() % 2;
+    MPI_Comm comm = MPI_COMM_NULL;
+    MPI_Comm_split(MPI_COMM_WORLD, group, -world_rank(), &comm);
+    int rank = 0, ranks = 0;
+    MPI_Comm_rank(comm, &rank);
+    MPI_Comm_size(comm, &ranks);
+    const whole_mesh mesh = grid(group == 0 ? ET_TH4 : ET_H8, 3, 2, 2);
+    const dense1D<int, 8> owners = scattered_owners(mesh.connectivity.cols(), ranks);
+    distributed_mesh part = cut(mesh, owners, rank, ranks);
+    EXPECT_EQ(convert_into_quadratic(part, comm), 0);
+    EXPECT_TRUE(same_part(part, cut(quadratic(mesh), owners, rank, ranks)));
+    MPI_Comm_free(&comm);
+}
+
+TEST(MpiConvert, IDsThatDoNotFit) {
+    const whole_mesh mesh = grid(ET_TH4, 2, 2, 1);
+    const dense1D<int, 8> owners = scattered_owners(mesh.connectivity.cols(), world_size());
+    distributed_mesh part = cut(mesh, owners);
+    const std::uint64_t added = quadratic(mesh).pos.cols() - mesh.pos.cols();
+    part.nodes = meldra3d_mpi::no_id - added + 1;
+    const distributed_mesh before = deep_copy(part);
+    EXPECT_EQ(convert_into_quadratic(part, MPI_COMM_WORLD), -199);
+    EXPECT_TRUE(same_part(part, before));
+    part.nodes -= 1;
+    EXPECT_EQ(convert_into_quadratic(part, MPI_COMM_WORLD), 0) << "the last ID is below the one that stands for none";
+    EXPECT_EQ(part.nodes, meldra3d_mpi::no_id);
 }
 
 TEST(MpiConvert, NothingToDo) {

@@ -63,12 +63,16 @@ inline distributed_mesh in_order(const distributed_mesh& part) {
     return reordered(part, ascending(part.node_ids), ascending(part.element_ids));
 }
 
+/// Nodes and elements in random order, in matrices whose columns lie apart.
 inline distributed_mesh in_disorder(const distributed_mesh& part) {
     std::mt19937 random(static_cast<unsigned>(world_rank()) + 1);
     std::vector<std::size_t> nodes = ascending(part.node_ids), elements = ascending(part.element_ids);
     std::shuffle(nodes.begin(), nodes.end(), random);
     std::shuffle(elements.begin(), elements.end(), random);
-    return reordered(part, nodes, elements);
+    distributed_mesh result = reordered(part, nodes, elements);
+    result.pos = as_window(result.pos, -1.0);
+    result.connectivity = as_window(result.connectivity, 0U);
+    return result;
 }
 
 /// The part with elements of one kind in the rows of that kind, where it holds no others.

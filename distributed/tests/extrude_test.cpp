@@ -400,6 +400,26 @@ TEST(MpiExtrude, RanksWithoutFacesButWithNodes) {
     }
 }
 
+TEST(MpiExtrude, IDsThatDoNotFit) {
+    const whole_mesh surface = grid(ET_Q4, 2, 2, 0);
+    const distributed_mesh part = cut(surface, scattered_owners(4, world_size()));
+    distributed_mesh solids;
+    id_matrix no_edges, sides, cap;
+    const auto sweep = [&](std::uint64_t nodes, std::uint64_t faces) {
+        distributed_mesh large = part;
+        large.nodes = nodes;
+        large.elements = faces;
+        return meldra3d_mpi::extrude_translate(large, dir, 3, solids, no_edges, sides, cap, world);
+    };
+    constexpr std::uint64_t most = meldra3d_mpi::no_id;
+    EXPECT_EQ(sweep(most - 3 * 9 + 1, 4), -199);
+    EXPECT_EQ(sweep(9, most / 3 + 1), -199);
+    EXPECT_TRUE(solids.pos.empty());
+    EXPECT_EQ(sweep(most - 3 * 9, most / 3), 0);
+    EXPECT_EQ(solids.nodes, most);
+    EXPECT_EQ(solids.elements, most / 3 * 3);
+}
+
 TEST(MpiExtrude, NothingToDo) {
     const whole_mesh surface = surface_of(ET_FACE_MIX, 2, 2, 1);
     const distributed_mesh part = cut(surface, scattered_owners(surface.connectivity.cols(), world_size()));
