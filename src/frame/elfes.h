@@ -30,10 +30,10 @@ constexpr std::size_t smallest_place(const unsigned* ids) {
     return place;
 }
 
-/// True when two pairs of IDs, each in one word, are the same in one order or the other. One comparison in place of
-/// two, of which the first would be foreseen no better than the toss of a coin.
-constexpr bool same_pair(std::uint64_t one, std::uint64_t other) {
-    return std::min(one ^ other, one ^ std::rotl(other, 32)) == 0;
+/// 0 when two pairs of IDs, each in one word, are the same in one order or the other. One comparison in place of two,
+/// of which the first would be foreseen no better than the toss of a coin.
+constexpr std::uint64_t pair_difference(std::uint64_t one, std::uint64_t other) {
+    return std::min(one ^ other, one ^ std::rotl(other, 32));
 }
 
 /// True when two cycles of three nodes, each read from its smallest ID on, agree in the same or in opposite directions:
@@ -50,7 +50,7 @@ constexpr bool same_triangle(const unsigned* one, const unsigned* other) {
 constexpr bool same_quadrangle(const unsigned* one, const unsigned* other) {
     const auto across = [](const unsigned* id) { return std::uint64_t(id[0]) << 32 | id[2]; };
     const std::uint64_t a = across(one), b = across(one + 1), c = across(other), d = across(other + 1);
-    if (!((same_pair(a, c) & same_pair(b, d)) | (same_pair(a, d) & same_pair(b, c))))
+    if (std::min(pair_difference(a, c) | pair_difference(b, d), pair_difference(a, d) | pair_difference(b, c)) != 0)
         return false;
     const unsigned least = std::min(std::min(one[0], one[1]), std::min(one[2], one[3]));
     if (int(one[0] == least) + int(one[1] == least) + int(one[2] == least) + int(one[3] == least) == 1)
@@ -72,7 +72,7 @@ struct edge2 {
 
     constexpr std::uint64_t hash() const { return node_hash(id[0]) + node_hash(id[1]); }
     friend constexpr bool operator==(const edge2& x, const edge2& y) {
-        return same_pair(std::bit_cast<std::uint64_t>(x.id), std::bit_cast<std::uint64_t>(y.id));
+        return pair_difference(std::bit_cast<std::uint64_t>(x.id), std::bit_cast<std::uint64_t>(y.id)) == 0;
     }
 };
 

@@ -355,7 +355,7 @@ private:
         for (std::size_t k = 0; k < n; ++k) {
             const key_type key = key_at(words + words_each * k);
             node* at = all + buckets[k];
-            while (!(at->occupied() & (stored<V>::key(at->value) == key))) {
+            while ((int(at->occupied()) & int(stored<V>::key(at->value) == key)) == 0) {
                 const unsigned link = at->link;
                 if (link > 1) {
                     at += link / 2;
