@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <type_traits>
 
@@ -29,6 +28,7 @@ using meldra3d::detail::all;
 using meldra3d::detail::bits;
 using meldra3d::detail::four_doubles; // four nodes, or three axes and a lane that does not count
 using meldra3d::detail::four_masks;
+using meldra3d::detail::load;
 using meldra3d::detail::quickest;
 
 /// How the difference of two coordinates is taken before it is squared: as it is, or brought near 1 where its square
@@ -145,8 +145,8 @@ template <class Measure>
 class nearest_search {
 public:
     [[gnu::always_inline]] nearest_search(const node_octree& tree, const vector_fixed<double, 3>& p)
-        : p_{p[0], p[1], p[2], 0}, tree_(tree), x_(tree.coordinates_.col(0)), y_(tree.coordinates_.col(1)),
-          z_(tree.coordinates_.col(2)), ids_(tree.ids_.data()) {}
+        : p_{p[0], p[1], p[2], 0}, of_p_{all(p[0]), all(p[1]), all(p[2])}, tree_(tree), x_(tree.coordinates_.col(0)),
+          y_(tree.coordinates_.col(1)), z_(tree.coordinates_.col(2)), ids_(tree.ids_.data()) {}
 
     double squared_distance() const { return best_; }
 
@@ -288,12 +288,9 @@ public:
 
 private:
     [[gnu::always_inline]] four_doubles squared_distances(std::uint32_t k) const {
-        const auto difference = [k](double a, const double* b) __attribute__((always_inline)) {
-            four_doubles other;
-            std::memcpy(&other, b + k, sizeof other);
-            return Measure::difference(all(a), other);
-        };
-        const four_doubles x = difference(p_[0], x_), y = difference(p_[1], y_), z = difference(p_[2], z_);
+        const four_doubles x = Measure::difference(of_p_[0], load(x_ + k));
+        const four_doubles y = Measure::difference(of_p_[1], load(y_ + k));
+        const four_doubles z = Measure::difference(of_p_[2], load(z_ + k));
         return x * x + y * y + z * z;
     }
 
@@ -369,6 +366,7 @@ private:
     }
 
     four_doubles p_;
+    four_doubles of_p_[3]; // each of its coordinates in all lanes
     const node_octree& tree_;
     const double* x_;
     const double* y_;
