@@ -277,13 +277,12 @@ public:
         const auto corner = [&](unsigned i) {
             return frame.origin[i] + double(std::uint64_t(q[i]) >> (node_octree::levels - level)) * edge;
         };
-        octree_candidate c{cell, end, edge, {corner(0), corner(1), corner(2), 0}, {}};
+        const four_doubles low{corner(0), corner(1), corner(2), 0};
         const four_doubles slack = all(frame.slack), unit = all(1 / frame.unit);
-        const four_doubles before = Measure::difference((c.corner - slack) * unit, p_);
-        const four_doubles behind = Measure::difference(p_, (c.corner + all(edge) + slack) * unit);
+        const four_doubles before = Measure::difference((low - slack) * unit, p_);
+        const four_doubles behind = Measure::difference(p_, (low + all(edge) + slack) * unit);
         const four_doubles gap = before > behind ? before : behind;
-        c.gap = gap > 0 ? gap * gap : all(0);
-        return c;
+        return {cell, end, edge, low, gap > 0 ? gap * gap : all(0)};
     }
 
 private:
