@@ -48,7 +48,7 @@ TEST(Distribute, TakesWindowsOfLargerMatrices) {
 }
 
 TEST(Distribute, AnEmptyMeshGivesEmptyParts) {
-    for (const std::size_t nodes : {0, 5}) {
+    for (const std::size_t nodes : {0U, 5U}) {
         distributed_mesh part = cut(grid(ET_TH4, 1, 1, 1), dense1D<int, 8>(6, 0), 0, 1);
         ASSERT_EQ(deal(no_elements(nodes), {}, part), 0);
         EXPECT_TRUE(part.connectivity.empty() && part.node_ids.empty() && part.element_ids.empty());

@@ -28,7 +28,7 @@ distributed_mesh scattered_part(const whole_mesh& mesh) {
 
 TEST(Fields, GoToTheNodesOfPartsAndBack) {
     for (const element_type type : {ET_TH4, ET_H8, ET_FACE_MIX})
-        for (const std::size_t rows : {1, 3, 6}) {
+        for (const std::size_t rows : {1U, 3U, 6U}) {
             const whole_mesh mesh = shuffled(grid(type, 2, 3, 2));
             const dense2D<double> field = field_of(rows, mesh.pos.cols());
             for (const distributed_mesh& part :

@@ -94,7 +94,7 @@ TEST(Partition, IsTheSameEachTime) {
 }
 
 TEST(Partition, TakesMoreRanksThanElementsAndElementsWithoutNeighbours) {
-    for (const unsigned n : {1, 2, 3, 4, 5, 12})
+    for (const unsigned n : {1U, 2U, 3U, 4U, 5U, 12U})
         expect_parts(pieces(n));
 }
 
