@@ -99,6 +99,17 @@ TEST(MpiConvert, RandomCuts) {
     }
 }
 
+TEST(MpiConvert, TangledElements) {
+    const std::map<element_type, std::vector<std::size_t>> rows{
+        {ET_TH4, {4}}, {ET_PY5, {5}}, {ET_W6, {6}}, {ET_H8, {8}}, {ET_SOLID_MIX, {4, 5, 6, 8}}};
+    for (unsigned seed = 1; seed <= 12; ++seed)
+        for (const element_type type : solid_types) {
+            const whole_mesh mesh = tangle(type, rows.at(type), seed);
+            const dense1D<int, 8> owners = scattered_owners(mesh.connectivity.cols(), world_size(), seed);
+            expect_serial(mesh, owners, many_counts[(seed + type) % std::size(many_counts)]);
+        }
+}
+
 TEST(MpiConvert, GlobalIDsWithGaps) {
     // Elements and nodes that no rank has: the others are numbered as if these were not there.
     const whole_mesh mesh = shuffled(grid(ET_TH4, 2, 2, 2));

@@ -91,6 +91,26 @@ inline distributed_mesh in_fewest_rows(const distributed_mesh& part) {
     return result;
 }
 
+/// Elements on nodes drawn from a few: edges and faces that many elements have, in all directions, or one element
+/// twice. `rows` is the number of nodes of each kind that a column may be.
+inline whole_mesh tangle(element_type type, const std::vector<std::size_t>& rows, unsigned seed) {
+    std::mt19937 random(seed);
+    whole_mesh mesh{dense2D<double>(3, 9), dense2D<unsigned>(*std::max_element(rows.begin(), rows.end()), 0), type};
+    for (std::size_t j = 0; j < mesh.pos.cols(); ++j)
+        for (unsigned i = 0; i < 3; ++i)
+            mesh.pos(i, j) = static_cast<double>(random() % 1000) / 7;
+    std::vector<unsigned> column(mesh.pos.cols());
+    for (unsigned j = 0; j < 20; ++j) {
+        std::iota(column.begin(), column.end(), 0U);
+        std::shuffle(column.begin(), column.end(), random);
+        if (random() % 4 == 0)
+            column[0] = column[1];
+        std::fill(column.begin() + static_cast<std::ptrdiff_t>(rows[random() % rows.size()]), column.end(), no_node);
+        mesh.connectivity.append(column.data());
+    }
+    return mesh;
+}
+
 /// A mesh all on rank 0, whose node 0 the other ranks have as well, but no element: they get ghosts all the same.
 inline distributed_mesh with_lookers_on(const whole_mesh& mesh) {
     distributed_mesh part = cut(mesh, dense1D<int, 8>(mesh.connectivity.cols(), 0));

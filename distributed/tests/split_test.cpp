@@ -65,6 +65,20 @@ TEST(MpiSplit, RandomCuts) {
     }
 }
 
+TEST(MpiSplit, TangledElements) {
+    const std::map<element_type, std::vector<std::size_t>> rows{
+        {ET_TH4, {4}}, {ET_W6, {6}}, {ET_H8, {8}}, {ET_SOLID_MIX, {6, 8}}};
+    for (unsigned seed = 1; seed <= 5; ++seed)
+        for (const element_type type : types) {
+            const whole_mesh mesh = tangle(type, rows.at(type), seed);
+            const dense1D<int, 8> owners = scattered_owners(mesh.connectivity.cols(), world_size(), seed);
+            distributed_mesh part = cut(mesh, owners);
+            ASSERT_EQ(split_into_H8(part, MPI_COMM_WORLD), 0);
+            const auto pieces_owners = owners_of_pieces(owners, [&](std::size_t j) { return pieces_of(mesh, j); });
+            EXPECT_TRUE(same_part(part, cut(split(mesh), pieces_owners))) << "type " << type << ", seed " << seed;
+        }
+}
+
 TEST(MpiSplit, MixedPartsOfWedgesInFewerRowsThanOthers) {
     const whole_mesh mesh = grid_to_split(ET_SOLID_MIX, 2, 2, 2);
     dense1D<int, 8> owners(mesh.connectivity.cols(), 0);
