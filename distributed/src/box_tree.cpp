@@ -7,10 +7,10 @@ namespace quorl::meldra3d_mpi::detail {
 
 namespace {
 
-/// Moves the elements for which goes_first holds before the others, and counts them. No branch depends on it, since
+/// Moves those for which goes_first holds before the others, and counts them. No branch depends on it, since
 /// which way one goes cannot be foreseen.
 template <class T, class GoesFirst>
-std::size_t part(T* list, std::size_t n, const GoesFirst& goes_first) {
+std::size_t move_first(T* list, std::size_t n, const GoesFirst& goes_first) {
     std::size_t count = 0;
     for (std::size_t k = 0; k < n; ++k) {
         const T one = list[k];
@@ -21,9 +21,9 @@ std::size_t part(T* list, std::size_t n, const GoesFirst& goes_first) {
     return count;
 }
 
-/// As std::nth_element, by key_of(one).
+/// As std::nth_element, by key_of(one): C. A. R. Hoare's selection (1961), with the middle of some samples.
 template <class T, class KeyOf>
-void select(T* list, std::size_t nth, std::size_t n, const KeyOf& key_of) {
+void put_nth(T* list, std::size_t nth, std::size_t n, const KeyOf& key_of) {
     constexpr std::size_t samples = 31;
     for (unsigned round = 0; round < 64 && n > 4 * samples; ++round) {
         float key[samples];
@@ -31,13 +31,13 @@ void select(T* list, std::size_t nth, std::size_t n, const KeyOf& key_of) {
             key[k] = key_of(list[k * (n / samples)]);
         std::sort(key, key + samples);
         const float middle = key[nth * samples / n];
-        const std::size_t less = part(list, n, [&](const T& one) { return key_of(one) < middle; });
+        const std::size_t less = move_first(list, n, [&](const T& one) { return key_of(one) < middle; });
         if (nth < less) {
             n = less;
             continue;
         }
         const std::size_t up_to =
-            less + part(list + less, n - less, [&](const T& one) { return key_of(one) == middle; });
+            less + move_first(list + less, n - less, [&](const T& one) { return key_of(one) == middle; });
         if (nth < up_to)
             return;
         list += up_to;
@@ -71,7 +71,7 @@ void box_tree::halve(centre* list, std::size_t n) {
             unsigned axis = 0;
             for (unsigned i = 1; i < 3; ++i)
                 axis = high[i] - low[i] > high[axis] - low[axis] ? i : axis;
-            select(list + first, half, count, [axis](const centre& one) { return one.x[axis]; });
+            put_nth(list + first, half, count, [axis](const centre& one) { return one.x[axis]; });
             waiting[tasks++] = {first + half, count - half, half};
         }
         waiting[tasks++] = {first, std::min(count, half), half};

@@ -14,7 +14,7 @@ namespace {
 
 using namespace detail;
 using meldra3d::detail::combine_metrics;
-using meldra3d::detail::metric;
+using meldra3d::detail::metrics_at_once;
 
 /// Values of own points, as they came: those found in elements, and those of the nearest nodes in two rounds.
 struct fetched_values {
@@ -38,9 +38,9 @@ bool list_missing(const dense2D<double>& points, const dense1D<std::uint64_t, 8>
     return true;
 }
 
-/// Locates points and gets `rows` values for each: combine(nodes of the element, local coordinates, column) writes
-/// those in an element, copy(node, column) those at a node, each on the rank that has it. Collective; the arguments
-/// have been checked.
+/// Locates points and gets `rows` values for each: combine(located, wanted, columns) writes those of the points
+/// received that are wanted, copy(node, column) those at a node, each on the rank that has it. Collective; the
+/// arguments have been checked.
 template <class Combine, class Copy>
 int fetch(const distributed_mesh& mesh, const dense2D<double>& points, std::size_t rows, const Combine& combine,
           const Copy& copy, fetched_values& values, MPI_Comm comm) {
@@ -48,8 +48,8 @@ int fetch(const distributed_mesh& mesh, const dense2D<double>& points, std::size
     located_points& located = values.located;
     if (const int status = locate(mesh, points, tolerance, located, comm); status < 0)
         return status;
-    const auto write = [&](std::size_t k, double* column) {
-        combine(mesh.connectivity.col(located.columns[k]), located.local[k], column);
+    const auto write = [&](const dense1D<unsigned char, 8>& wanted, dense2D<double>& columns) {
+        combine(located, wanted, columns);
     };
     if (const int status = fetch_values(located.routed, located.chosen, rows, write, values.of_elements, comm);
         status < 0)
@@ -66,7 +66,8 @@ int fetch(const distributed_mesh& mesh, const dense2D<double>& points, std::size
     for (unsigned r = 0; r < 2; ++r) {
         const nearest_round& round = values.nearest.rounds[r];
         const auto write_node = [&](std::size_t k, double* column) { copy(round.nodes[k], column); };
-        if (const int status = fetch_values(round.routed, round.chosen, rows, write_node, values.of_nodes[r], comm);
+        if (const int status =
+                fetch_values(round.routed, round.chosen, rows, one_by_one(write_node), values.of_nodes[r], comm);
             status < 0)
             return status;
     }
@@ -87,6 +88,36 @@ void hand_out(const fetched_values& values, const Take& take) {
             if (round.chosen[k] != 0)
                 take(values.missing[round.routed.numbers[k]], values.of_nodes[r].col(next++));
     }
+}
+
+/// Some points and where their metrics go, with a 1 behind those that are metrics.
+struct some_metrics {
+    meldra3d::detail::metrics_around points[metrics_at_once];
+    double* columns[metrics_at_once];
+    unsigned count = 0;
+
+    void combine() {
+        const unsigned combined = combine_metrics(points, count, columns);
+        for (unsigned k = 0; k < count; ++k)
+            columns[k][6] = combined >> k & 1;
+        count = 0;
+    }
+};
+
+/// Combines metrics at the points that are wanted of those received.
+void combine_wanted(const distributed_mesh& mesh, const dense2D<double>& metrics, const located_points& located,
+                    const dense1D<unsigned char, 8>& wanted, dense2D<double>& columns) {
+    some_metrics some;
+    one_by_one([&](std::size_t k, double* column) {
+        const unsigned* const n = mesh.connectivity.col(located.columns[k]);
+        std::fill_n(column, 6, 0.0);
+        some.points[some.count] = {{metrics.col(n[0]), metrics.col(n[1]), metrics.col(n[2]), metrics.col(n[3])},
+                                   located.local[k]};
+        some.columns[some.count++] = column;
+        if (some.count == metrics_at_once)
+            some.combine();
+    })(wanted, columns);
+    some.combine();
 }
 
 /// The rows of a field: those of the parts that have nodes. False when they differ. Collective.
@@ -110,11 +141,17 @@ int interpolate(const distributed_mesh& mesh, const dense2D<double>& field, cons
     if (status < 0)
         return status;
 
-    const auto combine = [&](const unsigned* nodes, const vector_fixed<double, 3>& w, double* column) {
+    const auto at_point = [&](const unsigned* nodes, const vector_fixed<double, 3>& w, double* column) {
         const double *const f0 = field.col(nodes[0]), *const f1 = field.col(nodes[1]), *const f2 = field.col(nodes[2]),
                             *const f3 = field.col(nodes[3]);
         for (std::size_t i = 0; i < rows; ++i)
             column[i] = (f0[i] - f3[i]) * w[0] + (f1[i] - f3[i]) * w[1] + (f2[i] - f3[i]) * w[2] + f3[i];
+    };
+    const auto combine = [&](const located_points& located, const dense1D<unsigned char, 8>& wanted,
+                             dense2D<double>& columns) {
+        one_by_one([&](std::size_t k, double* column) {
+            at_point(mesh.connectivity.col(located.columns[k]), located.local[k], column);
+        })(wanted, columns);
     };
     const auto copy = [&](unsigned node, double* column) { std::copy_n(field.col(node), rows, column); };
     fetched_values fetched;
@@ -145,18 +182,9 @@ int interpolate_metrics(const distributed_mesh& mesh, const dense2D<double>& met
     if (status < 0)
         return status;
 
-    // Behind the entries: whether they are a metric, which the combination of some is not.
-    constexpr std::size_t rows = 7;
-    const auto load = [&](unsigned node) {
-        metric m{};
-        std::copy_n(metrics.col(node), 6, m.values);
-        return m;
-    };
-    const auto combine = [&](const unsigned* nodes, const vector_fixed<double, 3>& w, double* column) {
-        const auto result = combine_metrics({load(nodes[0]), load(nodes[1]), load(nodes[2]), load(nodes[3])}, w);
-        std::copy_n(result.value_or(metric{}).values, 6, column);
-        column[6] = result ? 1 : 0;
-    };
+    constexpr std::size_t rows = 7; // behind the entries: whether they are a metric, which some combinations are not
+    const auto combine = [&](const located_points& located, const dense1D<unsigned char, 8>& wanted,
+                             dense2D<double>& columns) { combine_wanted(mesh, metrics, located, wanted, columns); };
     const auto copy = [&](unsigned node, double* column) {
         std::copy_n(metrics.col(node), 6, column);
         column[6] = 1;

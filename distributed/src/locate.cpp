@@ -235,7 +235,8 @@ int get_elements_containing_points(const distributed_mesh& mesh, const dense2D<d
 
     dense2D<double> fetched, weights;
     const auto write = [&](std::size_t k, double* column) { std::copy_n(located.local[k].values, 3, column); };
-    if (const int status = fetch_values(located.routed, located.chosen, 3, write, fetched, comm); status < 0)
+    if (const int status = fetch_values(located.routed, located.chosen, 3, one_by_one(write), fetched, comm);
+        status < 0)
         return status;
     if (const int status = agree(weights.resize(3, count_of(points), 0.0) ? 0 : no_memory, comm); status < 0)
         return status;

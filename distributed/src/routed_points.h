@@ -39,7 +39,8 @@ int exchange_choice(const routed_points& routed, const dense1D<unsigned char, 8>
 
 /// Gets values for some of the points sent: those whose entry in `chosen`, one for each sent, is not 0.
 ///   rows     in    values for a point, the same on all ranks
-///   write    in    write(k, column): writes those for the k-th point received, on the rank that received it
+///   write    in    write(wanted, columns): on the rank that received them, writes the values of the points whose entry
+///                  in `wanted` is not 0, a column each, in their order
 ///   values   out   rows x chosen points, in the order in which they were sent
 /// Collective.
 template <class Write>
@@ -52,12 +53,20 @@ int fetch_values(const routed_points& routed, const dense1D<unsigned char, 8>& c
     const bool room = rows < 0x10000000 && sent.resize(rows, choice.sent) && values.resize(rows, choice.received);
     if (const int status = agree(room ? 0 : no_memory, comm); status < 0 || rows == 0)
         return status;
-    std::size_t next = 0;
-    for (std::size_t k = 0; k < choice.wanted.size(); ++k)
-        if (choice.wanted[k] != 0)
-            write(k, sent.col(next++));
+    write(choice.wanted, sent);
     return exchange_blocks(rows * sizeof(double), sent.data(), choice.sent_counts.data(), values.data(),
                            choice.received_counts.data(), comm);
+}
+
+/// The usual way to write: write(k, column) for each point wanted, by its number among those received.
+template <class Write>
+auto one_by_one(const Write& write) {
+    return [&write](const dense1D<unsigned char, 8>& wanted, dense2D<double>& columns) {
+        std::size_t next = 0;
+        for (std::size_t k = 0; k < wanted.size(); ++k)
+            if (wanted[k] != 0)
+                write(k, columns.col(next++));
+    };
 }
 
 } // namespace quorl::meldra3d_mpi::detail
