@@ -34,25 +34,24 @@ constexpr auto& edges_of_element = tetrahedron_record.edge;
 constexpr std::size_t edges_each = tetrahedron_record.edges;
 
 std::size_t with_hbuckets(const dense2D<unsigned>& connect) {
-    using table_type = hbuckets<keyed<elfes::edge2, unsigned>>;
-    constexpr std::size_t elements_each = table_type::block / edges_each;
-    table_type table;
+    constexpr std::size_t elements_each = 64;
+    hbuckets<keyed<elfes::edge2, unsigned>> table;
     if (!table.init(23, 23, 1.0))
         return 0;
-    std::array<table_type::probe, table_type::block> probes;
+    std::array<unsigned, 2 * edges_each * elements_each> nodes;
+    std::array<unsigned, edges_each * elements_each> numbers;
+    unsigned next = 0;
     for (std::size_t first = 0; first < connect.cols(); first += elements_each) {
-        std::size_t n = 0;
-        for (std::size_t j = first; j < std::min(first + elements_each, connect.cols()); ++j)
+        const std::size_t last = std::min(first + elements_each, connect.cols());
+        unsigned* node = nodes.data();
+        for (std::size_t j = first; j < last; ++j)
             for (std::size_t k = 0; k < edges_each; ++k) {
                 const auto [a, b] = edges_of_element[k];
-                probes[n].key = {{connect(a, j), connect(b, j)}};
-                probes[n].hash = probes[n].key.hash();
-                ++n;
+                *node++ = connect(a, j);
+                *node++ = connect(b, j);
             }
-        table.locate(probes.data(), n);
-        for (std::size_t k = 0; k < n; ++k)
-            if (!table.insert(probes[k], {probes[k].key, unsigned(table.size())}))
-                return 0;
+        if (!table.number(nodes.data(), edges_each * (last - first), next, numbers.data()))
+            return 0;
     }
     return std::size_t(table.size());
 }

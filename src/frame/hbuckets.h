@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <numeric>
 #include <utility>
 
 #include <meldra/element_type.h>
@@ -181,30 +182,13 @@ public:
     /// two entries a bucket, and that is tested before the key is looked up.
     node* insert(std::uint64_t hash, const V& value) { return make_room() ? insert_on_chain(hash, value) : nullptr; }
 
-    /// A key whose place is looked up ahead, together with those of others.
-    struct probe {
-        key_type key;
-        std::uint64_t hash;
-        std::uint64_t at;         // set by `locate`: a node of the key's chain, no node before it can take the key
-        std::uint32_t of_buckets; // set by `locate`: `at` is void once the bucket count has changed
-    };
-
-    /// Looks up the places of up to `block` keys at a time. Their chains are walked side by side: while one waits for
-    /// memory the others go on.
-    static constexpr std::size_t block = 128;
-    void locate(probe* probes, std::size_t n) const {
-        for (; n > block; probes += block, n -= block)
-            locate_block(probes, block);
-        locate_block(probes, n);
-    }
-
     /// For maps to numbers: enters the keys that are not there, with the numbers `next`, `next` + 1 and so on, and
     /// writes the number of each key. The keys are given word by word, and `numbers` may be where they begin: a number
     /// is written over keys that were read before. The table becomes what it would by inserting one key after the
     /// other. False when there is no memory, or no number left; the keys before are then entered.
     bool number(const unsigned* words, std::uint64_t n, unsigned& next, unsigned* numbers) {
         for (std::uint64_t here; n != 0; words += words_each * here, numbers += here, n -= here) {
-            here = std::min<std::uint64_t>({n, numbered_block, room(), no_node - next});
+            here = std::min<std::uint64_t>({n, is_far() ? far_block : near_block, room(), no_node - next});
             if (here != 0) {
                 number_block(words, static_cast<std::size_t>(here), next, numbers);
                 continue;
@@ -218,15 +202,6 @@ public:
             *numbers = entry->value.payload;
         }
         return true;
-    }
-
-    /// As `insert(probe.hash, value)` after `locate`, whatever was inserted since.
-    node* insert(const probe& located, const V& value) {
-        if (!make_room())
-            return nullptr;
-        if (located.of_buckets != modulus_.divisor())
-            return insert_on_chain(located.hash, value);
-        return insert_from(located.at, value);
     }
 
     /// Empties the node of an entry, which stays on its chain for a later entry.
@@ -323,7 +298,12 @@ private:
         return &added;
     }
 
-    static constexpr std::size_t numbered_block = 64;
+    static constexpr std::size_t near_block = 64; // keys looked up together where the table is in the cache
+    static constexpr std::size_t far_block = 128; // and where it is not
+
+    /// The table is larger than a second-level cache.
+    bool is_far() const { return used_ > (std::uint64_t(2) << 20) / sizeof(node); }
+
     static constexpr std::size_t words_each = sizeof(key_type) / sizeof(unsigned);
 
     static key_type key_at(const unsigned* words) {
@@ -343,18 +323,16 @@ private:
     /// As `number`, for which there is room. All buckets are asked for before the first key is entered. What changes is
     /// kept in local variables, since for all that compilers know the numbers may be written over the table's own.
     void number_block(const unsigned* words, std::size_t n, unsigned& next, unsigned* numbers) {
-        std::array<std::uint32_t, numbered_block> buckets;
+        std::array<std::uint32_t, far_block> place;
         node* const all = nodes();
-        const fixed_modulus modulus = modulus_;
-        for (std::size_t k = 0; k < n; ++k) {
-            buckets[k] = modulus.of(hash_of(key_at(words + words_each * k)));
-            __builtin_prefetch(all + buckets[k]);
-        }
+        find_buckets(words, n, place.data());
+        if (is_far() && !come_again(place.data(), n))
+            walk_side_by_side(words, n, place.data());
         std::uint64_t used = used_;
         unsigned number = next;
         for (std::size_t k = 0; k < n; ++k) {
             const key_type key = key_at(words + words_each * k);
-            node* at = all + buckets[k];
+            node* at = all + place[k];
             while ((int(at->occupied()) & int(stored<V>::key(at->value) == key)) == 0) {
                 const unsigned link = at->link;
                 if (link > 1) {
@@ -375,28 +353,47 @@ private:
         next = number;
     }
 
-    void locate_block(probe* probes, std::size_t n) const {
-        std::array<std::uint8_t, block> walking;
-        std::size_t left = ready() ? n : 0;
-        for (std::size_t k = 0; k < n; ++k)
-            probes[k].of_buckets = left == 0 ? 0 : modulus_.divisor();
-        for (std::size_t k = 0; k < left; ++k) {
-            probes[k].at = modulus_.of(probes[k].hash);
-            __builtin_prefetch(nodes() + probes[k].at);
-            walking[k] = static_cast<std::uint8_t>(k);
+    /// Finds and asks for the buckets of n keys.
+    void find_buckets(const unsigned* words, std::size_t n, std::uint32_t* bucket) const {
+        const fixed_modulus modulus = modulus_;
+        const node* const all = nodes();
+        for (std::size_t k = 0; k < n; ++k) {
+            bucket[k] = modulus.of(hash_of(key_at(words + words_each * k)));
+            __builtin_prefetch(all + bucket[k]);
         }
-        while (left != 0) {
+    }
+
+    /// True when a quarter of the buckets come again soon, as in a mesh whose elements are in order: most chains are
+    /// then in the cache.
+    static bool come_again(const std::uint32_t* bucket, std::size_t n) {
+        std::array<std::uint8_t, 256> recent{};
+        std::size_t again = 0;
+        for (std::size_t k = 0; k < n; ++k) {
+            const auto tag = static_cast<std::uint8_t>(bucket[k] >> 8);
+            again += std::size_t(recent[bucket[k] % 256] == tag);
+            recent[bucket[k] % 256] = tag;
+        }
+        return again >= n / 4;
+    }
+
+    /// Walks the chains of n keys from their buckets to nodes before which there is neither the key nor a gap. While
+    /// one waits for memory the others go on. Whether a walk goes on is arithmetic: a branch would be mispredicted on
+    /// most chains.
+    void walk_side_by_side(const unsigned* words, std::size_t n, std::uint32_t* place) const {
+        std::array<std::uint8_t, far_block> walking;
+        std::iota(walking.begin(), walking.end(), std::uint8_t(0));
+        const node* const all = nodes();
+        for (std::size_t left = n; left != 0;) {
             std::size_t still = 0;
-            for (std::size_t k = 0; k < left; ++k) {
-                probe& p = probes[walking[k]];
-                const node& here = nodes()[p.at];
-                // Branches would be mispredicted on most chains: whether the walk goes on is arithmetic.
-                const unsigned differs = stored<V>::key(here.value) == p.key ? 0 : 1;
+            for (std::size_t i = 0; i < left; ++i) {
+                const std::uint8_t k = walking[i];
+                const node& here = all[place[k]];
+                const unsigned differs = stored<V>::key(here.value) == key_at(words + words_each * k) ? 0 : 1;
                 const unsigned step = here.distance() & (0 - (here.link & differs));
-                p.at += step;
-                __builtin_prefetch(nodes() + p.at);
-                walking[still] = walking[k];
-                still += step != 0;
+                place[k] += step;
+                __builtin_prefetch(all + place[k]);
+                walking[still] = k;
+                still += std::size_t(step != 0);
             }
             left = still;
         }
@@ -404,13 +401,15 @@ private:
 
     /// Enters all entries of another table into this one, in the order of its array.
     bool take_all(const hbuckets& other) {
-        std::array<probe, block> probes;
-        std::array<std::uint64_t, block> from;
+        std::array<unsigned, words_each * far_block> words;
+        std::array<std::uint32_t, far_block> place;
+        std::array<std::uint64_t, far_block> from;
         std::size_t n = 0;
         const auto take = [&] {
-            locate(probes.data(), n);
+            find_buckets(words.data(), n, place.data());
+            walk_side_by_side(words.data(), n, place.data());
             for (std::size_t k = 0; k < n; ++k)
-                if (!insert_from(probes[k].at, other.nodes()[from[k]].value))
+                if (!insert_from(place[k], other.nodes()[from[k]].value))
                     return false;
             n = 0;
             return true;
@@ -419,11 +418,9 @@ private:
             const node& entry = other.nodes()[k];
             if (!entry.occupied())
                 continue;
-            const key_type& key = stored<V>::key(entry.value);
-            probes[n].key = key;
-            probes[n].hash = hash_of(key);
+            std::memcpy(words.data() + words_each * n, &stored<V>::key(entry.value), sizeof(key_type));
             from[n] = k;
-            if (++n == block && !take())
+            if (++n == far_block && !take())
                 return false;
         }
         return take();
