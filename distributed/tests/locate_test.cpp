@@ -278,8 +278,12 @@ TEST(BoxTree, FindsTheBoxesAroundAPoint) {
         std::vector<box> boxes(n, box::none());
         box around = box::none();
         for (std::size_t k = 0; k < n; ++k)
-            for (unsigned corner = 0; corner < 2 && k % 11 != 10; ++corner) { // some are empty
-                const double x[3] = {double(random(20)), double(random(20)), double(random(20))};
+            for (unsigned corner = 0; corner < 2 && k % 11 != 10; ++corner) { // some are empty, and some large
+                const bool is_large = k % 13 == 5;
+                const std::size_t place[3] = {k % 18, k / 3 % 18, k / 7 % 18};
+                double x[3];
+                for (unsigned i = 0; i < 3; ++i)
+                    x[i] = is_large ? random(20) : double(place[i] + random(2));
                 boxes[k].include(x);
                 around.include(x);
             }
