@@ -21,7 +21,32 @@ struct holder {
     bool operator<(const holder& other) const { return id != other.id ? id < other.id : rank < other.rank; }
 };
 
-/// Sends each of the IDs (below `end`) to its keeper, and gives those that came, sorted.
+/// Of the IDs that came from the ranks, those that two or more may have, sorted. Few are, so the others are left out
+/// first: those that have a place for themselves in a table in which the places follow from the lowest bits.
+bool keep_common(const by_rank<std::uint64_t>& came, dense1D<holder, 8>& holders) {
+    std::size_t places = 1;
+    while (places < 2 * came.records.size())
+        places *= 2;
+    dense1D<unsigned char, 8> times;
+    if (!times.resize(places, 0))
+        return false;
+    for (const std::uint64_t id : came.records) {
+        unsigned char& here = times[id & (places - 1)];
+        here = here == 0 ? 1 : 2;
+    }
+    holders.clear();
+    std::size_t k = 0;
+    for (std::size_t r = 0; r < came.counts.size(); ++r)
+        for (const std::size_t last = k + static_cast<std::size_t>(came.counts[r]); k < last; ++k)
+            if (const std::uint64_t id = came.records[k];
+                times[id & (places - 1)] > 1 && !holders.push_back({id, static_cast<int>(r)}))
+                return false;
+    std::sort(holders.begin(), holders.end());
+    return true;
+}
+
+/// Sends each of the IDs (below `end`) to its keeper, and gives those that came from more than one rank, sorted, and
+/// maybe others.
 int collect(const dense1D<std::uint64_t, 8>& ids, std::uint64_t end, dense1D<holder, 8>& holders, MPI_Comm comm) {
     const auto ranks = static_cast<std::uint64_t>(size_of(comm));
     const std::uint64_t interval = end / ranks + (end % ranks != 0 ? 1 : 0);
@@ -34,14 +59,7 @@ int collect(const dense1D<std::uint64_t, 8>& ids, std::uint64_t end, dense1D<hol
         return status;
     if (const int status = exchange(sent, received, comm); status < 0)
         return status;
-    if (const int status = agree(holders.resize(received.records.size()) ? 0 : no_memory, comm); status < 0)
-        return status;
-    std::size_t k = 0;
-    for (std::size_t r = 0; r < received.counts.size(); ++r)
-        for (const std::size_t last = k + static_cast<std::size_t>(received.counts[r]); k < last; ++k)
-            holders[k] = {received.records[k], static_cast<int>(r)};
-    std::sort(holders.begin(), holders.end());
-    return 0;
+    return agree(keep_common(received, holders) ? 0 : no_memory, comm);
 }
 
 /// Whether no ID has two holders.

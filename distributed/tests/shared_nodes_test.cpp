@@ -48,15 +48,15 @@ TEST(SharedNodes, OfEmptyPartsAndOfNoNodes) {
     EXPECT_TRUE(nothing.neighbor_ranks.empty() && nothing.shared_nodes.empty());
 }
 
-TEST(SharedNodes, TakeIDsBeyond32Bits) {
-    constexpr std::uint64_t far = 1'000'000'000'000;
+TEST(SharedNodes, TakeIDsBeyond32BitsAndFarApart) {
+    constexpr std::uint64_t far = 1'000'000'000'000, apart = 4096;
     distributed_mesh expected = scattered_part();
-    expected.nodes += far;
-    expected.elements += far;
+    expected.nodes = far + apart * expected.nodes;
+    expected.elements = far + apart * expected.elements;
     for (std::uint64_t& id : expected.node_ids)
-        id += far;
+        id = far + apart * id;
     for (std::uint64_t& id : expected.element_ids)
-        id += far;
+        id = far + apart * id;
     distributed_mesh part = without_lists(expected);
     ASSERT_EQ(find_shared_nodes(part, MPI_COMM_WORLD), 0);
     EXPECT_TRUE(same_part(part, expected));
