@@ -1,5 +1,6 @@
 #include "common_values.h"
 
+#include <algorithm>
 #include <array>
 
 #include "exchange.h"
@@ -9,21 +10,19 @@ namespace quorl::meldra3d_mpi::detail {
 
 int check_common(std::initializer_list<common_value> values, MPI_Comm comm) {
     // The largest complement is that of the smallest value, so one reduction finds both ends.
-    std::array<std::uint64_t, 32> mine{}, largest{};
+    std::array<std::uint64_t, 48> mine{}, largest{};
     std::size_t n = 0;
-    for (const common_value& value : values) {
-        mine[n++] = value.bits;
-        mine[n++] = ~value.bits;
-    }
+    for (const common_value& value : values)
+        for (const std::uint64_t bits : value.bits) {
+            mine[n++] = bits;
+            mine[n++] = ~bits;
+        }
     if (MPI_Allreduce(mine.data(), largest.data(), static_cast<int>(n), MPI_UINT64_T, MPI_MAX, comm) != MPI_SUCCESS)
         return agree(no_message, comm);
     int status = 0;
-    n = 0;
-    for (const common_value& value : values) {
-        if (largest[n] != ~largest[n + 1] && (status == 0 || value.code > status))
-            status = value.code;
-        n += 2;
-    }
+    for (std::size_t k = 0; k < n; k += 2)
+        if (const int code = (values.begin() + k / 6)->code; largest[k] != ~largest[k + 1])
+            status = status == 0 ? code : std::max(status, code);
     return status;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <bit>
 #include <concepts>
 #include <cstddef>
@@ -12,20 +13,18 @@ namespace quorl::meldra3d_mpi::detail {
 
 /// A value that all ranks have to give alike, as bits, and the status where they do not.
 struct common_value {
-    std::uint64_t bits;
+    common_value(double value, int status) : bits{std::bit_cast<std::uint64_t>(value)}, code(status) {}
+    common_value(const vector_fixed<double, 3>& value, int status)
+        : bits(std::bit_cast<std::array<std::uint64_t, 3>>(value)), code(status) {}
+    template <std::unsigned_integral Count>
+    common_value(Count value, int status) : bits{value}, code(status) {}
+
+    std::array<std::uint64_t, 3> bits;
     int code;
 };
 
-template <std::unsigned_integral Count>
-common_value common(Count value, int code) {
-    return {value, code};
-}
-inline common_value common(double value, int code) {
-    return {std::bit_cast<std::uint64_t>(value), code};
-}
-
 /// 0 when each value is the same on all ranks, otherwise the code nearest to 0 of those that are not; the same on all
-/// ranks. At most 16 values; collective over `comm`.
+/// ranks. At most 8 values; collective over `comm`.
 int check_common(std::initializer_list<common_value> values, MPI_Comm comm);
 
 /// The rows in which the elements of all parts are listed alike; 0 when no rank has any. Parts of a mixed mesh may have

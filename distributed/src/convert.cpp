@@ -126,9 +126,7 @@ int convert(const distributed_mesh& mesh, const node_counts& n, std::size_t rows
 int convert_into_high_order(distributed_mesh& mesh, unsigned int nE, unsigned int nQ, unsigned int nT, unsigned int nH,
                             unsigned int nTH, unsigned int nX, unsigned int nY, MPI_Comm comm) {
     const node_counts n{nE, nQ, nT, nH, nTH, nX, nY};
-    const int alike = check_common({common(nE, -3), common(nQ, -4), common(nT, -5), common(nH, -6), common(nTH, -7),
-                                    common(nX, -8), common(nY, -9)},
-                                   comm);
+    const int alike = check_common({{nE, -3}, {nQ, -4}, {nT, -5}, {nH, -6}, {nTH, -7}, {nX, -8}, {nY, -9}}, comm);
     if (alike < 0 || n.none())
         return alike;
     const std::size_t rows = common_rows(mesh, comm);

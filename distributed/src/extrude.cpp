@@ -79,9 +79,7 @@ template <class Scales>
 int sweep_along_line(const distributed_mesh& surface, const dense2D<double>& line, const vec3& dir0,
                      const Scales& scales, int status, const sweep_outputs& out, const id_matrix& edges,
                      MPI_Comm comm) {
-    if (const int alike = check_common(
-            {common(line.cols(), -3), common(dir0[0], -4), common(dir0[1], -4), common(dir0[2], -4)}, comm);
-        alike < 0)
+    if (const int alike = check_common({{line.cols(), -3}, {dir0, -4}}, comm); alike < 0)
         return alike;
     if (line.rows() != 3 || line.cols() < 2)
         status = -3;
@@ -101,9 +99,7 @@ int sweep_along_line(const distributed_mesh& surface, const dense2D<double>& lin
 int extrude_translate(const distributed_mesh& surface, const vector_fixed<double, 3>& dir, double size_start,
                       double size_end, bool even_layers, distributed_mesh& solids, const dense2D<unsigned int>& edges,
                       dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT, MPI_Comm comm) {
-    const int alike = check_common({common(dir[0], -3), common(dir[1], -3), common(dir[2], -3), common(size_start, -4),
-                                    common(size_end, -5), common(unsigned(even_layers), -6)},
-                                   comm);
+    const int alike = check_common({{dir, -3}, {size_start, -4}, {size_end, -5}, {even_layers, -6}}, comm);
     if (alike < 0)
         return alike;
     return run({surface, edges, -8, comm}, 0, {solids, connectQ, connectT}, prepare_nothing, [&](serial_arrays& a) {
@@ -115,8 +111,7 @@ int extrude_translate(const distributed_mesh& surface, const vector_fixed<double
 int extrude_translate(const distributed_mesh& surface, const vector_fixed<double, 3>& dir, unsigned int nlayers,
                       distributed_mesh& solids, const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
                       dense2D<unsigned int>& connectT, MPI_Comm comm) {
-    const int alike =
-        check_common({common(dir[0], -3), common(dir[1], -3), common(dir[2], -3), common(nlayers, -4)}, comm);
+    const int alike = check_common({{dir, -3}, {nlayers, -4}}, comm);
     if (alike < 0 || nlayers == 0)
         return alike;
     return run({surface, edges, -8, comm}, 0, {solids, connectQ, connectT}, prepare_nothing, [&](serial_arrays& a) {
@@ -128,10 +123,8 @@ int extrude_rotate(const distributed_mesh& surface, const vector_fixed<double, 3
                    const vector_fixed<double, 3>& rotation, double size_start, double size_end, bool even_layers,
                    distributed_mesh& solids, const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
                    dense2D<unsigned int>& connectT, MPI_Comm comm) {
-    const int alike = check_common({common(axis_point[0], -3), common(axis_point[1], -3), common(axis_point[2], -3),
-                                    common(rotation[0], -4), common(rotation[1], -4), common(rotation[2], -4),
-                                    common(size_start, -5), common(size_end, -6), common(unsigned(even_layers), -7)},
-                                   comm);
+    const int alike =
+        check_common({{axis_point, -3}, {rotation, -4}, {size_start, -5}, {size_end, -6}, {even_layers, -7}}, comm);
     if (alike < 0)
         return alike;
     return run({surface, edges, -9, comm}, 0, {solids, connectQ, connectT}, bring_first_face, [&](serial_arrays& a) {
@@ -144,10 +137,7 @@ int extrude_rotate(const distributed_mesh& surface, const vector_fixed<double, 3
                    const vector_fixed<double, 3>& rotation, unsigned int nlayers, distributed_mesh& solids,
                    const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT,
                    MPI_Comm comm) {
-    const int alike =
-        check_common({common(axis_point[0], -3), common(axis_point[1], -3), common(axis_point[2], -3),
-                      common(rotation[0], -4), common(rotation[1], -4), common(rotation[2], -4), common(nlayers, -5)},
-                     comm);
+    const int alike = check_common({{axis_point, -3}, {rotation, -4}, {nlayers, -5}}, comm);
     if (alike < 0 || nlayers == 0)
         return alike;
     return run({surface, edges, -9, comm}, 0, {solids, connectQ, connectT}, bring_first_face, [&](serial_arrays& a) {
@@ -160,11 +150,8 @@ int extrude_spiral(const distributed_mesh& surface, const vector_fixed<double, 3
                    const vector_fixed<double, 3>& rotation, const vector_fixed<double, 3>& shift, double size_start,
                    double size_end, bool even_layers, distributed_mesh& solids, const dense2D<unsigned int>& edges,
                    dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT, MPI_Comm comm) {
-    const int alike = check_common({common(axis_point[0], -3), common(axis_point[1], -3), common(axis_point[2], -3),
-                                    common(rotation[0], -4), common(rotation[1], -4), common(rotation[2], -4),
-                                    common(shift[0], -5), common(shift[1], -5), common(shift[2], -5),
-                                    common(size_start, -5), common(size_end, -6), common(unsigned(even_layers), -7)},
-                                   comm);
+    const int alike = check_common(
+        {{axis_point, -3}, {rotation, -4}, {shift, -5}, {size_start, -5}, {size_end, -6}, {even_layers, -7}}, comm);
     if (alike < 0)
         return alike;
     return run({surface, edges, -9, comm}, 0, {solids, connectQ, connectT}, prepare_nothing, [&](serial_arrays& a) {
@@ -177,11 +164,7 @@ int extrude_spiral(const distributed_mesh& surface, const vector_fixed<double, 3
                    const vector_fixed<double, 3>& rotation, const vector_fixed<double, 3>& shift, unsigned int nlayers,
                    distributed_mesh& solids, const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
                    dense2D<unsigned int>& connectT, MPI_Comm comm) {
-    const int alike =
-        check_common({common(axis_point[0], -3), common(axis_point[1], -3), common(axis_point[2], -3),
-                      common(rotation[0], -4), common(rotation[1], -4), common(rotation[2], -4), common(shift[0], -5),
-                      common(shift[1], -5), common(shift[2], -5), common(nlayers, -6)},
-                     comm);
+    const int alike = check_common({{axis_point, -3}, {rotation, -4}, {shift, -5}, {nlayers, -6}}, comm);
     if (alike < 0 || nlayers == 0)
         return alike;
     return run({surface, edges, -9, comm}, 0, {solids, connectQ, connectT}, prepare_nothing, [&](serial_arrays& a) {
@@ -193,8 +176,7 @@ int extrude_spiral(const distributed_mesh& surface, const vector_fixed<double, 3
 int extrude_normal(const distributed_mesh& surface, double thickness, double size_start, double size_end,
                    bool even_layers, distributed_mesh& solids, const dense2D<unsigned int>& edges,
                    dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT, MPI_Comm comm) {
-    const int alike = check_common(
-        {common(thickness, -3), common(size_start, -4), common(size_end, -5), common(unsigned(even_layers), -6)}, comm);
+    const int alike = check_common({{thickness, -3}, {size_start, -4}, {size_end, -5}, {even_layers, -6}}, comm);
     if (alike < 0)
         return alike;
     return run({surface, edges, -8, comm}, 0, {solids, connectQ, connectT},
@@ -207,7 +189,7 @@ int extrude_normal(const distributed_mesh& surface, double thickness, double siz
 int extrude_normal(const distributed_mesh& surface, double thickness, unsigned int nlayers, distributed_mesh& solids,
                    const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ, dense2D<unsigned int>& connectT,
                    MPI_Comm comm) {
-    const int alike = check_common({common(thickness, -3), common(nlayers, -4)}, comm);
+    const int alike = check_common({{thickness, -3}, {nlayers, -4}}, comm);
     if (alike < 0 || nlayers == 0)
         return alike;
     return run({surface, edges, -8, comm}, 0, {solids, connectQ, connectT},
@@ -220,7 +202,7 @@ int extrude_normal(const distributed_mesh& surface, double thickness, unsigned i
 int extrude_normal(const distributed_mesh& surface, const dense2D<double>& node_shifts, unsigned int nlayers,
                    distributed_mesh& solids, const dense2D<unsigned int>& edges, dense2D<unsigned int>& connectQ,
                    dense2D<unsigned int>& connectT, MPI_Comm comm) {
-    const int alike = check_common({common(nlayers, -4)}, comm);
+    const int alike = check_common({{nlayers, -4}}, comm);
     if (alike < 0 || nlayers == 0)
         return alike;
     const std::size_t nodes = surface.pos.cols();
