@@ -16,9 +16,11 @@ build >"$build/log.txt" 2>&1 || {
     cat "$build/log.txt" >&2
     exit 1
 }
-# More ranks than cores, and containers, in which the user is root and a process may not read the memory of another.
+# More ranks than cores, or beside other programs, so that those that wait yield and none is bound to a core; and
+# containers, in which the user is root and a process may not read the memory of another.
 export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 OMPI_MCA_rmaps_base_oversubscribe=1
-export OMPI_MCA_btl_vader_single_copy_mechanism=none
+export OMPI_MCA_btl_vader_single_copy_mechanism=none OMPI_MCA_mpi_yield_when_idle=1
+export OMPI_MCA_hwloc_base_binding_policy=none
 rm -f out/source_*.txt out/target_*.txt
 mpiexec -n "$ranks" "$build/examples/distributed/example_bar" out
 /usr/bin/python3 examples/distributed/draw.py out
