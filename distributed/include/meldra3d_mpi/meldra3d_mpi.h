@@ -239,8 +239,8 @@ MELDRA3D_API int extrude_line(const distributed_mesh& surface, const dense2D<dou
 /// empty and has not 3 rows; -20; -199.
 /// Method: up to 64 boxes of each part are known to all (3 KiB a rank). A point goes to the ranks that have one around
 /// it, 24 bytes each, which search a tree of the boxes of their elements; 8 bytes come back from each, and the result
-/// from one. Building the tree is n log n in the elements of a part. Scratch memory: about 90 bytes an element and 180 a
-/// point.
+/// from one. Building the tree is n log n in the elements of a part. Scratch memory: about 90 bytes an element and 180
+/// a point.
 MELDRA3D_API int get_elements_containing_points(const distributed_mesh& mesh, const dense2D<double>& points,
                                                 dense1D<std::uint64_t, 8>& elements, dense2D<double>& local,
                                                 double tolerance, MPI_Comm comm);
