@@ -22,7 +22,7 @@ bool displacements(const int* counts, int ranks, dense1D<int, 8>& first) {
 
 std::uint64_t reduce(std::uint64_t value, MPI_Op operation, MPI_Comm comm) {
     std::uint64_t result = 0;
-    return MPI_Allreduce(&value, &result, 1, MPI_UINT64_T, operation, comm) == MPI_SUCCESS ? result : 0;
+    return MPI_Allreduce(&value, &result, 1, MPI_UINT64_T, operation, comm) == MPI_SUCCESS ? result : value;
 }
 
 } // namespace

@@ -27,7 +27,7 @@ constexpr bool is_count(std::size_t n) {
 int rank_of(MPI_Comm comm);
 int size_of(MPI_Comm comm);
 
-/// The sum, or the largest, over all ranks; 0 when MPI fails, which the next exchange reports.
+/// The sum, or the largest, over all ranks; the value itself when MPI fails, which the next exchange reports.
 std::uint64_t sum_of_all(std::uint64_t value, MPI_Comm comm);
 std::uint64_t largest_of_all(std::uint64_t value, MPI_Comm comm);
 
