@@ -8,13 +8,9 @@
 
 #include <numcore/numcore.h>
 
-namespace quorl::meldra3d_mpi::detail {
+#include "frame/morton_order.h"
 
-/// A number and where it belongs on a curve through space.
-struct placed {
-    std::uint64_t place;
-    unsigned number;
-};
+namespace quorl::meldra3d_mpi::detail {
 
 inline bool is_finite(const double* x) {
     return std::isfinite(x[0]) && std::isfinite(x[1]) && std::isfinite(x[2]);
@@ -52,38 +48,32 @@ inline box box_around(const dense2D<double>& points) {
     return around;
 }
 
-/// Where a point lies on the Morton curve through a box (G. M. Morton, 1966), with 21 bits for each axis. A point that
-/// is not finite may lie anywhere.
-class space_curve {
-public:
-    explicit space_curve(const box& around);
-    std::uint64_t place_of(const double* x) const;
-
-private:
-    double low_[3];
-    double scale_;
-};
-
-/// Sorts by places, the numbers of one place in the order in which they stand. A radix sort; linear. `work` has room
-/// for as many.
-void sort_by_place(placed* list, placed* work, std::size_t n);
-
-/// The numbers 0 to n - 1 of points in an order in which neighbours follow each other. center_of(k, x) gives the k-th;
-/// `around` tells where they are. False when memory ran out.
+/// The numbers 0 to n - 1 of points in Morton order, in which neighbours follow each other. center_of(k, x) gives the
+/// k-th; `around` tells where they are, and one that is not finite may come anywhere. There are no more points than
+/// IDs. False when memory ran out.
 template <class CenterOf>
 bool order_in_space(std::size_t n, const box& around, const CenterOf& center_of, dense1D<unsigned, 8>& order) {
-    dense1D<placed, 8> list(n), work(n);
-    if (list.size() != n || work.size() != n || !order.resize(n))
+    using meldra3d::detail::morton_bits;
+    using meldra3d::detail::morton_key;
+    dense1D<morton_key, 8> keys(n), work(n);
+    if (keys.size() != n || work.size() != n || !order.resize(n))
         return false;
-    const space_curve curve(around);
+    double edge = 0;
+    for (unsigned i = 0; i < 3; ++i)
+        edge = std::max(edge, around.high[i] - around.low[i]);
+    const double scale = (1u << morton_bits) / edge; // infinite or 0 for a box that is a point or too large
+    std::uint32_t place[3];
     double x[3];
     for (std::size_t k = 0; k < n; ++k) {
         center_of(k, x);
-        list[k] = {curve.place_of(x), static_cast<unsigned>(k)};
+        for (unsigned i = 0; i < 3; ++i) { // max(0, NaN) is 0
+            const double steps = std::max(0.0, (x[i] - around.low[i]) * scale);
+            place[i] = static_cast<std::uint32_t>(std::min(steps, double((1u << morton_bits) - 1)));
+        }
+        keys[k] = meldra3d::detail::morton_key_of(place[0], place[1], place[2], static_cast<std::uint32_t>(k));
     }
-    sort_by_place(list.data(), work.data(), n);
-    for (std::size_t k = 0; k < n; ++k)
-        order[k] = list[k].number;
+    meldra3d::detail::sort_by_place(keys.data(), work.data(), n);
+    std::transform(keys.begin(), keys.end(), order.begin(), meldra3d::detail::number_of);
     return true;
 }
 
