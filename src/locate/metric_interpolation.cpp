@@ -137,10 +137,12 @@ struct triangular_factor {
     return {{x[0], y[0], y[1], z[0], z[1], z[2]}};
 }
 
-/// The solution of an eigenproblem.
+/// The solution of an eigenproblem: three values, then their vectors. One array, since they are read four by four.
 struct eigenpairs {
-    double values[3];
-    double vectors[9];
+    double entries[12];
+
+    double* values() { return entries; }
+    double* vectors() { return entries + 3; }
 };
 
 /// Solves the eigenproblems of the given lanes, one after another; the others get zeros. Returns the lanes that are
@@ -157,7 +159,7 @@ unsigned solve(const four_metrics& matrices, unsigned lanes, eigenpairs (&pairs)
             matrix[i] = matrices.values[i][k];
         double work[9];
         long info = 0;
-        if (lapack::dspev('V', 'U', 3, matrix.values, pairs[k].values, pairs[k].vectors, 3, work, info) == 0)
+        if (lapack::dspev('V', 'U', 3, matrix.values, pairs[k].values(), pairs[k].vectors(), 3, work, info) == 0)
             solved |= 1u << k;
     }
     return solved;
@@ -317,8 +319,7 @@ public:
             return;
         four_doubles pairs[12];
         for (unsigned i = 0; i < 12; i += 4)
-            gather({pairs_[0].values + i, pairs_[1].values + i, pairs_[2].values + i, pairs_[3].values + i}, 0,
-                   pairs + i);
+            gather({pairs_[0].entries, pairs_[1].entries, pairs_[2].entries, pairs_[3].entries}, i, pairs + i);
         four_vectors axis[3], dual[3], along_first, along_second;
         for (unsigned k = 0; k < 3; ++k) {
             axis[k] = factor_.backward({{pairs[3 + 3 * k], pairs[4 + 3 * k], pairs[5 + 3 * k]}});
