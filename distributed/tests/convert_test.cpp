@@ -106,7 +106,7 @@ TEST(MpiConvert, TangledElements) {
         for (const element_type type : solid_types) {
             const whole_mesh mesh = tangle(type, rows.at(type), seed);
             const dense1D<int, 8> owners = scattered_owners(mesh.connectivity.cols(), world_size(), seed);
-            expect_serial(mesh, owners, many_counts[(seed + type) % std::size(many_counts)]);
+            expect_serial(mesh, owners, many_counts[(seed + unsigned(type)) % std::size(many_counts)]);
         }
 }
 
