@@ -62,7 +62,7 @@ public:
                 begin[c] = end[c] = at.first + (c + 1) * at.count;
             for (unsigned i = 0; i < at.count; ++i) {
                 const std::uint16_t k = lists[at.first + i];
-                const unsigned holding = boxes.holding(points + 3 * k);
+                const unsigned holding = boxes.holding(points + std::size_t{3} * k);
                 for (unsigned c = 0; c < 4; ++c) {
                     lists[end[c]] = k;
                     end[c] += holding >> c & 1;

@@ -52,7 +52,7 @@ public:
             const unsigned k = which[i];
             if (best_[k] < id)
                 continue;
-            const auto sides = sides_of(corners, point_at(points_ + 3 * k), tolerance_);
+            const auto sides = sides_of(corners, point_at(points_ + std::size_t{3} * k), tolerance_);
             if (sides.degenerate || sides.beyond != 0)
                 continue;
             columns_[k] = column;
@@ -153,7 +153,7 @@ bool list_destinations(const dense2D<double>& points, const part_boxes& boxes, d
             const double* const x = points.col(order[next]);
             if (!is_finite(x))
                 continue;
-            std::copy_n(x, 3, block + 3 * n);
+            std::copy_n(x, 3, block + std::size_t{3} * n);
             numbers[n++] = order[next];
         }
         if (!boxes.find_candidates(block, n, candidates))

@@ -20,6 +20,7 @@ void print(const char* kind, const char* format, std::va_list arguments) {
     if (silent)
         return;
     std::fputs(kind, stderr);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start is above
     std::vfprintf(stderr, format, arguments);
     std::fputc('\n', stderr);
 }

@@ -79,6 +79,7 @@ template <class Work>
     const mixed_record& mixed = *find_mixed_record(ET_SOLID_MIX);
     const std::size_t rows = connect.rows();
     const auto form_of = [&](std::size_t j) __attribute__((always_inline)) {
+        // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): it loses the reference in the lambda
         return element_records[std::size_t(kind_of_column(mixed, connect.col(j), rows))].form;
     };
     const auto run = [&](std::size_t begin, std::size_t end) __attribute__((always_inline)) {

@@ -304,6 +304,7 @@ private:
     /// The table is larger than a second-level cache.
     bool is_far() const { return used_ > (std::uint64_t(2) << 20) / sizeof(node); }
 
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): of a key of several IDs or of one
     static constexpr std::size_t words_each = sizeof(key_type) / sizeof(unsigned);
 
     static key_type key_at(const unsigned* words) {
