@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <cstring>
 #include <numeric>
+#include <utility>
 
+#include <meldra/element_type.h>
 #include <numcore/dense1D.h>
-
-#include "frame/hbuckets.h"
 
 namespace quorl::meldra3d::detail {
 
@@ -28,14 +28,16 @@ public:
     /// there is no memory.
     template <class ForEachKey>
     bool run(const ForEachKey& for_each_key) {
-        if (!distribute(for_each_key))
+        table slots;
+        if (!distribute(for_each_key) || !slots.resize(most_keys()))
             return false;
-        table_type table;
         for (std::size_t p = 0; p < partitions(); ++p) {
             unsigned* const words = words_.data() + words_each * begin_[p];
             cursors_[p] = {words, size_};
-            if (!number(table, words, end_[p] - begin_[p]))
+            const std::uint64_t next = slots.number(words, end_[p] - begin_[p], size_);
+            if (next > no_node) // no number left
                 return false;
+            size_ = static_cast<unsigned>(next);
         }
         return true;
     }
@@ -60,7 +62,65 @@ public:
     }
 
 private:
-    using table_type = hbuckets<keyed<Key, unsigned>>;
+    /// Equal for equal keys only.
+    using ordered_key = decltype(std::declval<Key>().ordered());
+
+    static constexpr std::size_t words_each = sizeof(Key) / sizeof(unsigned);
+    static_assert(sizeof(ordered_key) == sizeof(Key));
+
+    /// A table by open addressing: a key stands in the first slot from its hash on that was free.
+    class table {
+    public:
+        /// Room for n distinct keys. False when there is no memory.
+        bool resize(std::uint64_t n) {
+            bits_ = 4;
+            while ((std::uint64_t(1) << bits_) < n + n / 8) // a full table would be gone through from end to end
+                ++bits_;
+            const std::size_t slots = std::size_t(1) << bits_;
+            return keys_.resize(slots) && numbers_.resize(slots);
+        }
+
+        /// Writes the numbers of n keys, the least of which is `next`, over keys that were read before. Returns what is
+        /// next to the largest.
+        std::uint64_t number(unsigned* words, std::uint64_t n, std::uint64_t next) {
+            const std::size_t mask = (std::size_t(1) << bits_) - 1;
+            const unsigned shift = 64 - bits_;
+            ordered_key* const keys = keys_.data();
+            unsigned* const numbers = numbers_.data();
+            std::memset(keys, free_byte, (mask + 1) * sizeof(ordered_key));
+            for (std::uint64_t k = 0; k < n; ++k) {
+                ordered_key key;
+                std::memcpy(&key, words + words_each * k, sizeof key);
+                std::size_t at = std::size_t(hash(key) >> shift);
+                while (!(keys[at] == key) && !is_free(keys[at]))
+                    at = (at + 1) & mask;
+                if (is_free(keys[at])) {
+                    keys[at] = key;
+                    numbers[at] = static_cast<unsigned>(next++);
+                }
+                words[k] = numbers[at];
+            }
+            return next;
+        }
+
+    private:
+        // The first word of a free slot is `no_node` twice, which no key has.
+        static constexpr int free_byte = 0xFF;
+        [[gnu::always_inline]] static bool is_free(const ordered_key& slot) {
+            return slot.word[0] == ~std::uint64_t(0);
+        }
+
+        [[gnu::always_inline]] static std::uint64_t hash(const ordered_key& key) {
+            std::uint64_t h = 0;
+            for (const std::uint64_t word : key.word)
+                h = (h ^ word) * 0x9E3779B97F4A7C15u;
+            return h;
+        }
+
+        unsigned bits_ = 0; ///< of the number of slots
+        dense1D<ordered_key, 8> keys_;
+        dense1D<unsigned, 8> numbers_;
+    };
 
     /// Where the numbers of a partition are read: they rise by 1 from each of its distinct keys to the next.
     struct cursor {
@@ -68,21 +128,25 @@ private:
         unsigned unused; ///< the least number that has not been read
     };
 
-    static constexpr std::size_t words_each = sizeof(Key) / sizeof(unsigned);
-
-    // A table of so many buckets, filled as far as may be expected, fits the second-level cache.
-    static constexpr std::uint64_t most_buckets = (1 << 20) / sizeof(typename table_type::node);
-    // Keys of a partition, of which each comes two or more times, unless there are too many of them for all partitions.
-    static constexpr std::uint64_t partition_keys = most_buckets * 7 / 4;
+    // The table of a partition of so many keys fits the second-level cache.
+    static constexpr std::uint64_t partition_keys = (std::uint64_t(3) << 18) / sizeof(Key);
+    // With fewer partitions the table would be as large as the keys.
+    static constexpr unsigned fewest_bits = 4;
     // More partitions are slow to write to: lines of too many are open at a time.
     static constexpr unsigned most_bits = 8;
     static constexpr std::size_t most_partitions = std::size_t(1) << most_bits;
 
     std::size_t partitions() const { return std::size_t(1) << (64 - shift_); }
 
-    /// The leading bits tell the partition. Depends on the nodes of a key and not on their order, as its hash does, but
-    /// is not a function of their sum alone: keys of the same sum, and so of the same bucket, fall into different
-    /// partitions, so that the chains of the tables are short. (Odd constants of multiplicative hashing.)
+    std::uint64_t most_keys() const {
+        std::uint64_t most = 0;
+        for (std::size_t p = 0; p < partitions(); ++p)
+            most = std::max(most, end_[p] - begin_[p]);
+        return most;
+    }
+
+    /// The leading bits tell the partition. Depends on the nodes of a key and not on their order. (Odd constants of
+    /// multiplicative hashing.)
     [[gnu::always_inline]] static std::uint64_t mix(const Key& key) {
         std::uint64_t sum = 0;
         unsigned all = 0;
@@ -102,7 +166,7 @@ private:
         };
         for_each_key(count);
         const std::uint64_t total = std::accumulate(end.begin(), end.end(), std::uint64_t(0));
-        unsigned bits = 1;
+        unsigned bits = fewest_bits;
         while (bits < most_bits && total >> bits > partition_keys)
             ++bits;
         shift_ = 64 - bits;
@@ -118,21 +182,15 @@ private:
         unsigned* const words = words_.data();
         const unsigned shift = shift_;
         const auto write = [&](const Key& key) __attribute__((always_inline)) {
-            std::memcpy(words + words_each * end[mix(key) >> shift]++, &key, sizeof(Key));
+            const ordered_key ordered = key.ordered();
+            std::memcpy(words + words_each * end[mix(key) >> shift]++, &ordered, sizeof ordered);
         };
         for_each_key(write);
         end_ = end;
         return true;
     }
 
-    /// Numbers the keys of a partition, of which `words` holds n.
-    bool number(table_type& table, unsigned* words, std::uint64_t n) {
-        if (n != 0 && !table.init(n / 2, next_bucket_prime(std::uint32_t(std::min(n, most_buckets))), 1.0))
-            return false;
-        return table.number(words, n, size_, words);
-    }
-
-    unsigned shift_ = 63;
+    unsigned shift_ = 64 - fewest_bits;
     std::array<std::uint64_t, most_partitions> begin_{};
     std::array<std::uint64_t, most_partitions> end_{};
     dense1D<unsigned, 8> words_; ///< the keys of the partitions; then, from the start of each, their numbers

@@ -66,10 +66,32 @@ constexpr bool same_quadrangle(const unsigned* one, const unsigned* other) {
     return forwards || backwards;
 }
 
+/// Two IDs in one word, the smaller one in its upper half. Not std::min and std::max, of which compilers make a branch
+/// that would be foreseen no better than the toss of a coin.
+constexpr std::uint64_t ordered_pair(unsigned a, unsigned b) {
+    const unsigned differ = (a ^ b) & (0u - unsigned(a > b));
+    return std::uint64_t(a ^ differ) << 32 | (b ^ differ);
+}
+
+/// A key that is compared as it is. (The comparison of an array calls memcmp.)
+template <std::size_t N>
+struct ordered_key {
+    std::array<std::uint64_t, N> word;
+
+    friend constexpr bool operator==(const ordered_key& x, const ordered_key& y) {
+        std::uint64_t difference = 0;
+        for (std::size_t k = 0; k < N; ++k)
+            difference |= x.word[k] ^ y.word[k];
+        return difference == 0;
+    }
+};
+
 /// An edge; (a, b) equals (b, a).
 struct edge2 {
     std::array<unsigned, 2> id;
 
+    /// The same words for equal edges only.
+    constexpr ordered_key<1> ordered() const { return {{ordered_pair(id[0], id[1])}}; }
     constexpr std::uint64_t hash() const { return node_hash(id[0]) + node_hash(id[1]); }
     friend constexpr bool operator==(const edge2& x, const edge2& y) {
         return pair_difference(std::bit_cast<std::uint64_t>(x.id), std::bit_cast<std::uint64_t>(y.id)) == 0;
@@ -103,6 +125,25 @@ struct face_mix {
     std::array<unsigned, 4> id;
 
     constexpr bool is_triangle() const { return id[3] == no_node; }
+    /// The same words for equal faces only. Of a quadrangle: the pair of nodes across from each other that holds the
+    /// smallest, then the other pair. Of a triangle: the smallest and the largest node, then, in the order that no pair
+    /// has, `no_node` and the third.
+    constexpr ordered_key<2> ordered() const {
+        if (is_triangle()) {
+            const std::uint64_t two = ordered_pair(id[0], id[1]);
+            const unsigned least = std::min(unsigned(two >> 32), id[2]);
+            const unsigned most = std::max(unsigned(two), id[2]);
+            const unsigned third = id[0] ^ id[1] ^ id[2] ^ least ^ most;
+            return {{std::uint64_t(least) << 32 | most, std::uint64_t(no_node) << 32 | third}};
+        }
+        const std::uint64_t even = ordered_pair(id[0], id[2]);
+        const std::uint64_t odd = ordered_pair(id[1], id[3]);
+        const unsigned least = unsigned(even >> 32); // where both pairs hold it, the first place counts
+        const bool odd_first =
+            (int(odd >> 32 < least) | (int(odd >> 32 == least) & int(id[0] != least) & int(id[1] == least))) != 0;
+        const std::uint64_t differ = (even ^ odd) & (0 - std::uint64_t(odd_first));
+        return {{even ^ differ, odd ^ differ}};
+    }
     constexpr std::uint64_t hash() const {
         const std::uint64_t three = node_hash(id[0]) + node_hash(id[1]) + node_hash(id[2]);
         return is_triangle() ? three : three + node_hash(id[3]);

@@ -120,3 +120,23 @@ TEST(FaceKeys, AreEqualWhenTheirReadingsAre) {
             EXPECT_EQ((faceQ4{one} == faceQ4{other}), least_reading(one) == least_reading(other)) << k << ' ' << l;
         }
 }
+
+// Every pair of faces of nodes 0 to 3, repeated ones among them, and of triangles.
+TEST(OrderedKeys, AreTheSameForEqualFacesOnly) {
+    const auto face = [](unsigned k) {
+        const unsigned last = k / 64;
+        return face_mix{{k % 4, k / 4 % 4, k / 16 % 4, last == 4 ? no_node : last}};
+    };
+    for (unsigned i = 0; i < 5 * 64; ++i)
+        for (unsigned j = 0; j < 5 * 64; ++j)
+            ASSERT_EQ(face(i).ordered() == face(j).ordered(), face(i) == face(j)) << i << " and " << j;
+}
+
+TEST(OrderedKeys, AreTheSameForEqualEdgesOnly) {
+    const unsigned ids[] = {0, 1, 5, 9, 0x7FFFFFFFu, 0x80000000u, no_node - 2, no_node - 1};
+    for (const unsigned a : ids)
+        for (const unsigned b : ids)
+            for (const unsigned c : ids)
+                for (const unsigned d : ids)
+                    ASSERT_EQ((edge2{{a, b}}.ordered() == edge2{{c, d}}.ordered()), (edge2{{a, b}} == edge2{{c, d}}));
+}
