@@ -29,6 +29,7 @@ FAMILIES = {
     "extrude": "sweeps", "convert": "order", "split": "cuts", "flip": "flips", "locate": "location", "measure": "measures",
     "duplicate": "opening", "version": "version", "meldra": "tools", "element_type": "types", "meldra2d": "surfaces",
     "lapack": "eigenvalues", "dense1D": "arrays", "dense2D": "arrays", "fixed": "arrays",
+    "meldra3d_mpi": "parts",
 }  # fmt: skip
 # Members of the arrays that need no comment in the header.
 OBVIOUS = {
@@ -44,6 +45,7 @@ OBVIOUS = {
     "push_back": "One more element at the end, which may be one of this very list; amortised O(1).",
 }  # fmt: skip
 MEMBER = re.compile(r" {4}(?:using (value_type) =|[\w:&*<>, ]*?\b(operator(?:\(\)|\[\]|=)|\w+)\(|T (values)\[)")
+PROCESSES = "@par Processes\nCollective: all ranks of `comm` call it."
 THREADS = "@par Threads\nMay run in several threads at once, as long as none writes what another one uses."
 
 
@@ -139,11 +141,11 @@ def as_doxygen(lines, arguments=as_arguments):
 # ---- files ----
 
 
-def extras(name, shown):
-    """The note on threads, and once for each name its picture and program."""
-    lines = ["", THREADS, ""]
+def extras(name, family, shown):
+    """The note on threads or processes, and once for each name its picture and program."""
+    lines = ["", PROCESSES if family == "parts" else THREADS, ""]
     program = SHOWN_BY.get(name, name)
-    if name in shown or not (ROOT / f"examples/operations/{program}.cpp").exists():
+    if family == "parts" or name in shown or not (ROOT / f"examples/operations/{program}.cpp").exists():
         return lines
     shown.add(name)
     lines += ["@par Example", f"@include {program}.cpp", ""]
@@ -180,7 +182,7 @@ def header(path):
         if block:
             name = declared(line)
             lines = as_doxygen(block)
-            out += comment(lines + extras(name, shown) if name else lines)
+            out += comment(lines + extras(name, family, shown) if name else lines)
             block = []
         elif family == "arrays" and (member := MEMBER.match(line)):
             name = next(filter(None, member.groups()))
