@@ -61,7 +61,7 @@ MELDRA3D_API int convert_into_linear(dense2D<unsigned int>& connect);
 /// -199 when memory ran out or an ID would reach `no_node`. Unless it is 0, `pos` is unchanged and `connect_out` empty.
 /// `connect_out` may be the same matrix as an input or share its storage; other views keep their contents.
 ///
-/// Edges and faces are found by hashing: linear in the elements, with some 20 to 65 bytes of working memory an edge and
+/// Edges and faces are found by hashing: linear in the elements, with some 20 to 70 bytes of working memory an edge and
 /// 30 to 100 a face that has nodes.
 MELDRA3D_API int convert_into_high_order(dense2D<double>& pos, const dense2D<unsigned int>& connect_in, unsigned int nE,
                                          unsigned int nQ, unsigned int nT, unsigned int nH, unsigned int nTH,

@@ -71,27 +71,24 @@ private:
     /// A table by open addressing: a key stands in the first slot from its hash on that was free.
     class table {
     public:
-        /// Room for n distinct keys. False when there is no memory.
+        /// Room for partitions of up to n keys. False when there is no memory.
         bool resize(std::uint64_t n) {
-            bits_ = 4;
-            while ((std::uint64_t(1) << bits_) < n + n / 8) // a full table would be gone through from end to end
-                ++bits_;
-            const std::size_t slots = std::size_t(1) << bits_;
+            const std::size_t slots = std::size_t(1) << bits_for(n);
             return keys_.resize(slots) && numbers_.resize(slots);
         }
 
         /// Writes the numbers of n keys, the least of which is `next`, over keys that were read before. Returns what is
         /// next to the largest.
         std::uint64_t number(unsigned* words, std::uint64_t n, std::uint64_t next) {
-            const std::size_t mask = (std::size_t(1) << bits_) - 1;
-            const unsigned shift = 64 - bits_;
+            const unsigned bits = bits_for(n);
+            const std::size_t mask = (std::size_t(1) << bits) - 1;
             ordered_key* const keys = keys_.data();
             unsigned* const numbers = numbers_.data();
             std::memset(keys, free_byte, (mask + 1) * sizeof(ordered_key));
             for (std::uint64_t k = 0; k < n; ++k) {
                 ordered_key key;
                 std::memcpy(&key, words + words_each * k, sizeof key);
-                std::size_t at = std::size_t(hash(key) >> shift);
+                std::size_t at = std::size_t(hash(key) >> (64 - bits));
                 while (!(keys[at] == key) && !is_free(keys[at]))
                     at = (at + 1) & mask;
                 if (is_free(keys[at])) {
@@ -104,6 +101,14 @@ private:
         }
 
     private:
+        /// Of the number of slots for n keys. A table without free slots would be gone through from end to end.
+        static unsigned bits_for(std::uint64_t n) {
+            unsigned bits = 4;
+            while ((std::uint64_t(1) << bits) < n + n / 8)
+                ++bits;
+            return bits;
+        }
+
         // The first word of a free slot is `no_node` twice, which no key has.
         static constexpr int free_byte = 0xFF;
         [[gnu::always_inline]] static bool is_free(const ordered_key& slot) {
@@ -117,7 +122,6 @@ private:
             return h;
         }
 
-        unsigned bits_ = 0; ///< of the number of slots
         dense1D<ordered_key, 8> keys_;
         dense1D<unsigned, 8> numbers_;
     };
