@@ -35,7 +35,7 @@ mmdebstrap --variant=apt --include=g++,cmake,make,pkg-config bookworm $root
 mkdir $root/given
 cp -r build/packages/*.deb tests/packaging/outside.cpp tests/packaging/find_package examples/data/flange.msh $root/given
 cp tests/packaging/outside.cpp $root
-DEBIAN_FRONTEND=noninteractive chroot $root sh -euc '
+env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive chroot $root sh -euc '
     apt-get update -qq # the lists of packages went with the making of the tree
     apt-get install -y -qq --no-install-recommends /given/*.deb >/dev/null
     cmake -S /given/find_package -B /tmp/outside >/dev/null
