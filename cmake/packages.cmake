@@ -34,6 +34,8 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS ON)
 string(JOIN ", " CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
   "${CPACK_DEBIAN_RUNTIME_PACKAGE_NAME} (= ${PROJECT_VERSION})" python3
   python3-numpy python3-meshio python3-matplotlib python3-click python3-rich)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+  ${PROJECT_SOURCE_DIR}/packaging/debian/python/postinst ${PROJECT_SOURCE_DIR}/packaging/debian/python/prerm)
 set(CPACK_COMPONENT_PYTHON_DESCRIPTION "Python module and command.")
 
 # Where Debian looks for the licence of a package; a plain installation does without.

@@ -46,5 +46,6 @@ env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin DEBIAN_FRONTEND=noninteractive chroot 
     /tmp/by_hand
     meldra3d info /given/flange.msh
     apt-get remove -y -qq libmeldra3d5 >/dev/null
-    test ! -e /usr/bin/meldra3d'
+    test ! -e /usr/bin/meldra3d
+    test ! -e /usr/lib/python3/dist-packages/meldra3d'
 echo "package: the packages work on a bare Debian 12"
