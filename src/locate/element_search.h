@@ -91,19 +91,9 @@ public:
             while (walking < at_once && begin(walkers_[walking]))
                 ++walking;
             while (walking != 0)
-                for (std::size_t k = 0; k < walking; ++k) {
-                    walker& one = walkers_[k];
-                    if (one.on.step(search_.mesh())) {
-                        search_.mesh().prefetch(one.on.next_element());
-                        continue;
-                    }
-                    if (!end(one))
+                for (std::size_t first = 0; first < walking; first += 4)
+                    if (!step_four(first, walking))
                         return false;
-                    if (!begin(one)) {
-                        one = walkers_[--walking];
-                        --k; // which may wrap: ++k comes next
-                    }
-                }
             found_.finish();
             return true;
         });
@@ -124,6 +114,46 @@ private:
         unsigned node;
         std::uint32_t number;
     };
+
+    /// What the elements of four walkers, the given one and those behind it, are to their points. In the place of one
+    /// that is missing stands the last. An element that lacks nodes is a point, of which the answer is never sure.
+    [[gnu::always_inline]] sides_of_four sides(std::size_t first, std::size_t walking) const {
+        const tetra_mesh& mesh = search_.mesh();
+        const double* corner_at[4][4];
+        const double* target_at[4];
+        for (std::size_t g = 0; g < 4; ++g) {
+            const walk& on = walkers_[std::min(first + g, walking - 1)].on;
+            const unsigned element = on.next_element(), *const nodes = mesh.nodes_of(element);
+            target_at[g] = &on.target().x;
+            const bool has_nodes = mesh.has_nodes(element);
+            for (unsigned i = 0; i < 4; ++i)
+                corner_at[i][g] = has_nodes ? mesh.pos + nodes[i] * mesh.pos_ld : target_at[g];
+        }
+        const point<four_doubles> corner[4] = {points_at(corner_at[0]), points_at(corner_at[1]),
+                                               points_at(corner_at[2]), points_at(corner_at[3])};
+        return {corner, points_at(target_at), tolerance_};
+    }
+
+    /// Makes a step with each of four. False when memory ran out.
+    [[gnu::always_inline]] bool step_four(std::size_t first, std::size_t& walking) {
+        const tetra_mesh& mesh = search_.mesh();
+        const sides_of_four four = sides(first, walking);
+        for (std::size_t k = std::min(first + 4, walking); k-- > first;) {
+            walker& one = walkers_[k];
+            const auto sides_at = [&](unsigned element) __attribute__((always_inline)) {
+                return four.is_sure(k - first) ? four[k - first] : one.on.sides(mesh, element);
+            };
+            if (one.on.step(mesh, sides_at)) {
+                mesh.prefetch(one.on.next_element());
+                continue;
+            }
+            if (!end(one))
+                return false;
+            if (!begin(one))
+                one = walkers_[--walking]; // which has made its step, or will make it with the others behind
+        }
+        return true;
+    }
 
     /// Finds close nodes for the next few points. False when there are no more.
     bool prepare() {

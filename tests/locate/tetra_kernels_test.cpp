@@ -16,8 +16,31 @@ using test::dice;
 
 namespace {
 
+sides_of_four four_sides(const tetrahedron (&t)[4], const point<double> (&p)[4], double tolerance) {
+    point<four_doubles> corner[4];
+    for (unsigned i = 0; i < 4; ++i)
+        corner[i] = points_at({&t[0].corner[i].x, &t[1].corner[i].x, &t[2].corner[i].x, &t[3].corner[i].x});
+    return {corner, points_at({&p[0].x, &p[1].x, &p[2].x, &p[3].x}), tolerance};
+}
+
+/// Where the sides of four are sure they are those of one.
+unsigned count_sure(const tetrahedron (&t)[4], const point<double> (&p)[4], double tolerance) {
+    const sides_of_four four = four_sides(t, p, tolerance);
+    unsigned sure = 0;
+    for (unsigned k = 0; k < 4; ++k) {
+        const tetra_sides sides = sides_of(t[k], p[k], tolerance);
+        if (!four.is_sure(k))
+            continue;
+        ++sure;
+        EXPECT_EQ(four[k].degenerate, sides.degenerate) << k;
+        EXPECT_EQ(four[k].beyond, sides.beyond) << k;
+    }
+    return sure;
+}
+
 /// By the sides of all faces at once; the measure of one face must be the same.
 int tetra_exit_face(const tetrahedron& t, const point<double>& p, double tolerance, unsigned start_face) {
+    count_sure({t, t, t, t}, {p, p, p, p}, tolerance);
     return tetra_exit_face(sides_of(t, p, tolerance), start_face);
 }
 
@@ -128,6 +151,54 @@ RC_GTEST_PROP(TetraKernels, LocalCoordinatesAreThoseOfCramersRule, ()) {
     const barycentric expected = oracle(t, p);
     for (unsigned k = 0; k < 3; ++k)
         RC_ASSERT(std::fabs(w[k] - double(expected[k])) < 1e-12);
+}
+
+RC_GTEST_PROP(TetraKernels, FourAtOnceAreSureOfWhatIsClear, ()) {
+    dice random(*rc::gen::arbitrary<unsigned>());
+    const double by = std::ldexp(1.0, int(random(560)) - 280), tolerance = std::array{1e-6, 0.1}[random(2)];
+    tetrahedron t[4];
+    point<double> p[4];
+    unsigned clear = 0;
+    for (unsigned k = 0; k < 4; ++k) {
+        t[k] = random_tetrahedron(random);
+        p[k] = random_point(random);
+        clear += expected_exit(oracle(t[k], p[k]), tolerance, 0) != unclear;
+        t[k] = scaled(t[k], by);
+        p[k] = {p[k].x * by, p[k].y * by, p[k].z * by};
+    }
+    RC_ASSERT(count_sure(t, p, tolerance) >= clear);
+}
+
+RC_GTEST_PROP(TetraKernels, FourAtOnceAreNotSureOfWhatIsNearALimit, ()) {
+    // Corners anywhere, flat and inverted ones among them, and points that differ from one on a face by a few units of
+    // rounding. Whichever answer is given for sure, it is that of one tetrahedron.
+    dice random(*rc::gen::arbitrary<unsigned>());
+    const double by = std::ldexp(1.0, int(random(700)) - 350), away = random(2) == 0 ? 0 : 1e3 * random_number(random);
+    const double tolerance = std::array{0.0, 1e-15, 1e-12, -1e-12}[random(4)];
+    tetrahedron t[4];
+    point<double> p[4];
+    for (unsigned k = 0; k < 4; ++k) {
+        for (auto& corner : t[k].corner) {
+            const point<double> x = random_point(random);
+            corner = {(x.x + away) * by, x.y * by, (random(4) == 0 ? 0 : x.z) * by};
+        }
+        std::array<double, 4> w{0.5, 0.25, 0.25, 0};
+        std::swap(w[random(4)], w[3]);
+        p[k] = blend(t[k], w);
+        for (double* const x : {&p[k].x, &p[k].y, &p[k].z})
+            for (unsigned n = random(4); n != 0; --n)
+                *x = std::nextafter(*x, random(2) == 0 ? -infinity : infinity);
+    }
+    count_sure(t, p, tolerance);
+}
+
+TEST(TetraKernels, FourAtOnceLeaveAPointOnAFaceOpen) {
+    const tetrahedron t = unit();
+    const point<double> on_face{0.25, 0.25, 0}, beside{0.25, 0.25, 0x1p-60}, inside{0.25, 0.25, 0.25};
+    EXPECT_FALSE(four_sides({t, t, t, t}, {on_face, beside, inside, inside}, 0).is_sure(0));
+    EXPECT_FALSE(four_sides({t, t, t, t}, {on_face, beside, inside, inside}, 0).is_sure(1));
+    EXPECT_TRUE(four_sides({t, t, t, t}, {on_face, beside, inside, inside}, 0).is_sure(2));
+    EXPECT_EQ(count_sure({t, t, t, t}, {on_face, beside, inside, inside}, 1e-6), 4u);
 }
 
 RC_GTEST_PROP(TetraKernels, PowersOfTwoChangeNoBit, ()) {
