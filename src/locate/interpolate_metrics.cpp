@@ -66,7 +66,7 @@ public:
     }
 
     void finish() {
-        combine_metrics(points_, waiting_, results_);
+        combine_metrics(points_, waiting_, results_, &known_);
         waiting_ = 0;
     }
 
@@ -89,6 +89,7 @@ private:
     unsigned waiting_ = 0;
     double* results_[metrics_at_once]{};
     metrics_around points_[metrics_at_once]{};
+    solved_eigenproblems known_;
 };
 
 class size_values {

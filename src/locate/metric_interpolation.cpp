@@ -5,6 +5,7 @@
 #include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 
 #include <lapack/lapack.h>
@@ -137,17 +138,16 @@ struct triangular_factor {
     return {{x[0], y[0], y[1], z[0], z[1], z[2]}};
 }
 
-/// The solution of an eigenproblem: three values, then their vectors. One array, since they are read four by four.
-struct eigenpairs {
-    double entries[12];
-
-    double* values() { return entries; }
-    double* vectors() { return entries + 3; }
-};
+bool solve(const metric& matrix, eigenpairs& pairs) {
+    metric destroyed = matrix;
+    double work[9];
+    long info = 0;
+    return lapack::dspev('V', 'U', 3, destroyed.values, pairs.values(), pairs.vectors(), 3, work, info) == 0;
+}
 
 /// Solves the eigenproblems of the given lanes, one after another; the others get zeros. Returns the lanes that are
 /// solved.
-unsigned solve(const four_metrics& matrices, unsigned lanes, eigenpairs (&pairs)[4]) {
+unsigned solve(const four_metrics& matrices, unsigned lanes, eigenpairs (&pairs)[4], solved_eigenproblems* known) {
     unsigned solved = 0;
     for (unsigned k = 0; k < 4; ++k) {
         if ((lanes >> k & 1) == 0) {
@@ -157,10 +157,13 @@ unsigned solve(const four_metrics& matrices, unsigned lanes, eigenpairs (&pairs)
         metric matrix;
         for (unsigned i = 0; i < 6; ++i)
             matrix[i] = matrices.values[i][k];
-        double work[9];
-        long info = 0;
-        if (lapack::dspev('V', 'U', 3, matrix.values, pairs[k].values(), pairs[k].vectors(), 3, work, info) == 0)
-            solved |= 1u << k;
+        if (const eigenpairs* const before = known ? known->find(matrix) : nullptr)
+            pairs[k] = *before;
+        else if (!solve(matrix, pairs[k]))
+            continue;
+        else if (known)
+            known->add(matrix, pairs[k]);
+        solved |= 1u << k;
     }
     return solved;
 }
@@ -306,10 +309,10 @@ public:
         solvable_ = merged_ & bits(are_finite(first_) & factor_.are_regular() & are_finite(matrices_));
     }
 
-    void solve_eigenproblems() {
+    void solve_eigenproblems(solved_eigenproblems* known) {
         if (merged_ == 0)
             return;
-        const unsigned solved = solve(matrices_, solvable_, pairs_);
+        const unsigned solved = solve(matrices_, solvable_, pairs_, known);
         combined_ &= ~(merged_ & ~solved);
     }
 
@@ -367,7 +370,8 @@ private:
 };
 
 /// Of `count` points. Writes the results of those that have one, and returns bit k for each of them.
-unsigned carry_out(merging (&how)[metrics_at_once], unsigned count, double* const* results) {
+unsigned carry_out(merging (&how)[metrics_at_once], unsigned count, double* const* results,
+                   solved_eigenproblems* known = nullptr) {
     for (unsigned k = count; k < metrics_at_once; ++k) // lanes without a point, in which nothing happens
         how[k] = {how[0].start, {{1, how[0].start}, {1, how[0].start}, {1, how[0].start}}};
     return quickest([&]() __attribute__((always_inline)) {
@@ -379,7 +383,7 @@ unsigned carry_out(merging (&how)[metrics_at_once], unsigned count, double* cons
             for (four_mergings& four : points)
                 four.begin(i);
             for (four_mergings& four : points)
-                four.solve_eigenproblems();
+                four.solve_eigenproblems(known);
             for (four_mergings& four : points)
                 four.end();
         }
@@ -443,6 +447,26 @@ bool is_valid_metric(const metric& m) {
            eigenvalues[0] > 0;
 }
 
+const eigenpairs* solved_eigenproblems::find(const metric& matrix) const {
+    const auto sought = std::bit_cast<bits>(matrix);
+    const entry& at = entries_[place(sought)];
+    return at.used && at.matrix == sought ? &at.solution : nullptr;
+}
+
+void solved_eigenproblems::add(const metric& matrix, const eigenpairs& solution) {
+    const auto added = std::bit_cast<bits>(matrix);
+    entries_[place(added)] = {true, added, solution};
+}
+
+std::size_t solved_eigenproblems::place(const bits& matrix) {
+    std::uint64_t hash = 0;
+    for (const std::uint64_t x : matrix)
+        hash = (hash ^ x) * 0x9E3779B97F4A7C15;
+    constexpr unsigned digits = 8;
+    static_assert(std::tuple_size_v<decltype(entries_)> == 1u << digits);
+    return hash >> (64 - digits);
+}
+
 std::optional<double> combine_sizes(const double (&h)[4], const barycentric& w) {
     std::array<bool, 4> part{};
     double sum = 0;
@@ -481,11 +505,12 @@ std::optional<metric> between_metrics(double t, const metric& first, const metri
     return carry_out(how, 1, &to) ? std::optional(result) : std::nullopt;
 }
 
-unsigned combine_metrics(const metrics_around* points, unsigned count, double* const* results) {
+unsigned combine_metrics(const metrics_around* points, unsigned count, double* const* results,
+                         solved_eigenproblems* known) {
     merging how[metrics_at_once];
     for (unsigned k = 0; k < count; ++k)
         how[k] = merging_of(points[k]);
-    return count != 0 ? carry_out(how, count, results) : 0;
+    return count != 0 ? carry_out(how, count, results, known) : 0;
 }
 
 std::optional<metric> combine_metrics(const metric (&m)[4], const barycentric& w) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <iterator>
 #include <limits>
@@ -232,6 +233,7 @@ TEST(CombineMetrics, ManyPointsAreCombinedAsIfOneByOne) {
     const barycentric weights[] = {{0.1, 0.2, 0.3}, {0, 0.4, 0.2},   {0.5, 0, 0.5},   {1, 0, 0},
                                    {0, 0, 0},       {0.25, 0.75, 0}, {0.2, 0.3, 0.1}, {1e-9, -1e-9, 0}};
     metric_dice random;
+    solved_eigenproblems known;
     for (unsigned round = 0; round < 2000; ++round) {
         metric m[metrics_at_once][4], expected[metrics_at_once], found[metrics_at_once];
         metrics_around points[metrics_at_once];
@@ -257,11 +259,40 @@ TEST(CombineMetrics, ManyPointsAreCombinedAsIfOneByOne) {
                 combined |= 1u << k;
             }
         }
-        ASSERT_EQ(combine_metrics(points, count, results), combined);
-        for (unsigned k = 0; k < count; ++k)
-            for (unsigned i = 0; i < 6; ++i)
-                ASSERT_TRUE(found[k][i] == expected[k][i] || (std::isnan(found[k][i]) && std::isnan(expected[k][i])));
+        // At first nothing has been solved, and the last time everything.
+        for (solved_eigenproblems* const solved : {static_cast<solved_eigenproblems*>(nullptr), &known, &known}) {
+            std::fill_n(found, count, isotropic(7));
+            ASSERT_EQ(combine_metrics(points, count, results, solved), combined);
+            for (unsigned k = 0; k < count; ++k)
+                for (unsigned i = 0; i < 6; ++i)
+                    ASSERT_TRUE(found[k][i] == expected[k][i] ||
+                                (std::isnan(found[k][i]) && std::isnan(expected[k][i])));
+        }
     }
+}
+
+TEST(SolvedEigenproblems, AreFoundByTheirBits) {
+    solved_eigenproblems known;
+    EXPECT_EQ(known.find(metric{}), nullptr);
+    known.add(metric{}, {{7}});
+    ASSERT_NE(known.find(metric{}), nullptr);
+    EXPECT_EQ(known.find(metric{})->entries[0], 7);
+    EXPECT_EQ(known.find({{-0.0, 0, 0, 0, 0, 0}}), nullptr);
+    EXPECT_EQ(known.find({{0, 0, 0, 0, 0, 1}}), nullptr);
+}
+
+TEST(SolvedEigenproblems, OneThatIsDisplacedIsNotTakenForAnother) {
+    solved_eigenproblems known;
+    unsigned kept = 0;
+    for (unsigned k = 0; k < 1000; ++k)
+        known.add(isotropic(1 + k), {{double(k)}});
+    for (unsigned k = 0; k < 1000; ++k)
+        if (const eigenpairs* const found = known.find(isotropic(1 + k))) {
+            EXPECT_EQ(found->entries[0], k);
+            ++kept;
+        }
+    EXPECT_GT(kept, 100u);
+    EXPECT_LT(kept, 1000u);
 }
 
 TEST(CombineSizes, FollowsTheTableOfBasesAndWeights) {
