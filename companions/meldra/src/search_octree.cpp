@@ -175,6 +175,28 @@ public:
         }
     }
 
+    /// Goes through the nodes of a leaf, all at once.
+    [[gnu::always_inline]] void through_leaf(std::uint32_t begin, std::uint32_t end) {
+        if (end - begin > node_octree::leaf_nodes) { // of one quantum
+            through(begin, end);
+            return;
+        }
+        const four_doubles count = all(double(end - begin)), at{0, 1, 2, 3};
+        const four_doubles none = all(std::numeric_limits<double>::infinity());
+        const four_doubles some = at < count ? squared_distances(begin) : none;
+        const four_doubles others = at + all(4) < count ? squared_distances(begin + 4) : none;
+        const four_doubles less = some < others ? some : others;
+        const double nearest = std::min(std::min(less[0], less[1]), std::min(less[2], less[3]));
+        if (nearest > best_)
+            return;
+        if (nearest < best_)
+            found_ = no_node;
+        best_ = nearest;
+        unsigned equal = bits(some == all(nearest)) | bits(others == all(nearest)) << 4;
+        for (; equal != 0; equal &= equal - 1)
+            take(begin + unsigned(std::countr_zero(equal)));
+    }
+
     /// Goes through a range and up to seven nodes behind it, eight at once. Which node is the nearest is left open, for
     /// another range may hold a nearer one.
     [[gnu::always_inline]] void through_and_over(std::uint32_t begin, std::uint32_t end) {
@@ -407,28 +429,32 @@ template <class Search>
 unsigned node_octree::close_node(const vector_fixed<double, 3>& p) const {
     if (ids_.empty() || !frame_.holds(p) || !is_finite(p))
         return no_node;
-    const octree_descent way(*this, p, [](const cell& c, std::uint32_t) { return c.children == 0; });
-    const unsigned level = way.level;
-    const std::uint32_t begin = way.cell[level].begin, end = way.end[level];
-    if (begin != end)
-        return search_with_any(*this, p, [=](auto& state) { state.through(begin, end); });
+    return quickest([&]() __attribute__((always_inline)) {
+        const octree_descent way(*this, p, [](const cell& c, std::uint32_t) { return c.children == 0; });
+        const unsigned level = way.level;
+        const std::uint32_t begin = way.cell[level].begin, end = way.end[level];
+        if (begin != end)
+            return search_with_any(
+                *this, p, [=](auto& state) __attribute__((always_inline)) { state.through_leaf(begin, end); });
 
-    // A leaf without nodes has a cell beside it that holds some, for its parent was divided.
-    const block& cells = blocks_[way.cell[level - 1].children];
-    const unsigned slot = slot_of(way.q, level - 1);
-    for (const unsigned flipped : {1u, 2u, 4u, 6u, 5u, 3u, 7u}) {
-        const unsigned beside = slot ^ flipped;
-        const std::uint32_t beside_end = beside == 7 ? way.end[level - 1] : cells[beside + 1].begin;
-        if (cells[beside].begin == beside_end)
-            continue;
-        std::uint32_t q[3];
-        for (unsigned i = 0; i < 3; ++i)
-            q[i] = way.q[i] ^ (flipped >> i & 1) << (levels - level);
-        return search_with_any(*this, p, [&](auto& state) {
-            state.template inside<false>(state.at_level(cells[beside], beside_end, q, level), no_node);
-        });
-    }
-    return no_node;
+        // A leaf without nodes has a cell beside it that holds some, for its parent was divided.
+        const block& cells = blocks_[way.cell[level - 1].children];
+        const unsigned slot = slot_of(way.q, level - 1);
+        for (const unsigned flipped : {1u, 2u, 4u, 6u, 5u, 3u, 7u}) {
+            const unsigned beside = slot ^ flipped;
+            const std::uint32_t beside_end = beside == 7 ? way.end[level - 1] : cells[beside + 1].begin;
+            if (cells[beside].begin == beside_end)
+                continue;
+            std::uint32_t q[3];
+            for (unsigned i = 0; i < 3; ++i)
+                q[i] = way.q[i] ^ (flipped >> i & 1) << (levels - level);
+            return search_with_any(
+                *this, p, [&](auto& state) __attribute__((always_inline)) {
+                    state.template inside<false>(state.at_level(cells[beside], beside_end, q, level), no_node);
+                });
+        }
+        return no_node;
+    });
 }
 
 unsigned node_octree::closest_node(const vector_fixed<double, 3>& p) const {
