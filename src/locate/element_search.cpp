@@ -27,22 +27,25 @@ int element_search::find_around_closest(const point<double>& p, double tolerance
     if (!ball_.begin(mesh_, node, element_of(node)))
         return search_out_of_memory;
     walked_.forget();
-    for (;;) {
-        unsigned start = no_node;
-        const node_ball::outcome got = ball_.next(mesh_, start);
+    for (node_ball::outcome got = node_ball::outcome::element; got == node_ball::outcome::element;) {
+        unsigned starts[4];
+        std::size_t count = 0;
+        while (count < 4 && (got = ball_.next(mesh_, starts[count])) == node_ball::outcome::element)
+            count += starts[count] != walked_from;
+        if (count != 0)
+            walked_.look_at(starts, count, mesh_, p, tolerance);
+        for (std::size_t k = 0; k < count; ++k) {
+            walk again(p, tolerance, starts[k]);
+            walked_.finish(again, mesh_);
+            if (again.status() != walk_left) {
+                element = again.element();
+                return again.status();
+            }
+        }
         if (got == node_ball::outcome::out_of_memory)
             return search_out_of_memory;
-        if (got != node_ball::outcome::element)
-            return walk_left;
-        if (start == walked_from)
-            continue;
-        walk again(p, tolerance, start);
-        walked_.finish(again, mesh_);
-        if (again.status() != walk_left) {
-            element = again.element();
-            return again.status();
-        }
     }
+    return walk_left;
 }
 
 bool order_points(const double* points, std::size_t ld, dense1D<morton_key, 8>& keys, dense1D<morton_key, 8>& work) {

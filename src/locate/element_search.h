@@ -116,22 +116,14 @@ private:
     };
 
     /// What the elements of four walkers, the given one and those behind it, are to their points. In the place of one
-    /// that is missing stands the last. An element that lacks nodes is a point, of which the answer is never sure.
+    /// that is missing stands the last.
     [[gnu::always_inline]] sides_of_four sides(std::size_t first, std::size_t walking) const {
-        const tetra_mesh& mesh = search_.mesh();
-        const double* corner_at[4][4];
-        const double* target_at[4];
-        for (std::size_t g = 0; g < 4; ++g) {
-            const walk& on = walkers_[std::min(first + g, walking - 1)].on;
-            const unsigned element = on.next_element(), *const nodes = mesh.nodes_of(element);
-            target_at[g] = &on.target().x;
-            const bool has_nodes = mesh.has_nodes(element);
-            for (unsigned i = 0; i < 4; ++i)
-                corner_at[i][g] = has_nodes ? mesh.pos + nodes[i] * mesh.pos_ld : target_at[g];
-        }
-        const point<four_doubles> corner[4] = {points_at(corner_at[0]), points_at(corner_at[1]),
-                                               points_at(corner_at[2]), points_at(corner_at[3])};
-        return {corner, points_at(target_at), tolerance_};
+        const auto on = [&](std::size_t g) __attribute__((always_inline))->const walk& {
+            return walkers_[std::min(first + g, walking - 1)].on;
+        };
+        return search_.mesh().sides(
+            {on(0).next_element(), on(1).next_element(), on(2).next_element(), on(3).next_element()},
+            {&on(0).target(), &on(1).target(), &on(2).target(), &on(3).target()}, tolerance_);
     }
 
     /// Makes a step with each of four. False when memory ran out.

@@ -48,6 +48,22 @@ struct tetra_mesh {
         return std::max(std::max(n[0], n[1]), std::max(n[2], n[3])) < nodes;
     }
 
+    /// What four elements are to a point each. Of an element that lacks nodes the answer is not sure.
+    [[gnu::always_inline]] sides_of_four sides(const unsigned (&element)[4], const point<double>* const (&p)[4],
+                                               double tolerance) const {
+        const double *corner_at[4][4], *point_at[4];
+        for (unsigned g = 0; g < 4; ++g) {
+            const unsigned* const n = nodes_of(element[g]);
+            const bool has_all = has_nodes(element[g]);
+            point_at[g] = &p[g]->x;
+            for (unsigned i = 0; i < 4; ++i) // of a tetrahedron that is a point nothing is sure
+                corner_at[i][g] = has_all ? pos + n[i] * pos_ld : point_at[g];
+        }
+        const point<four_doubles> corner[4] = {points_at(corner_at[0]), points_at(corner_at[1]),
+                                               points_at(corner_at[2]), points_at(corner_at[3])};
+        return {corner, points_at(point_at), tolerance};
+    }
+
     [[gnu::always_inline]] unsigned neighbor(unsigned face, unsigned element) const {
         const unsigned across = neighbors[face + element * neighbors_ld];
         return across < elements ? across : no_node;

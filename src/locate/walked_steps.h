@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 
 #include "frame/quickest.h"
 #include "locate/tetra_mesh.h"
@@ -16,58 +18,61 @@ class walked_steps {
 public:
     /// Begins with another point.
     void forget() {
-        if (++point_ == 0) {
-            passed_.fill({});
+        if (++point_ == 0)
             seen_.fill({});
-        }
         point_ += point_ == 0;
+    }
+
+    /// Looks at elements through which walks are to come, four at most.
+    void look_at(const unsigned* elements, std::size_t count, const tetra_mesh& mesh, const point<double>& p,
+                 double tolerance) {
+        quickest([&]() __attribute__((always_inline)) {
+            const auto some = [&](std::size_t g) __attribute__((always_inline)) {
+                return elements[std::min(g, count - 1)];
+            };
+            const sides_of_four sides = mesh.sides({some(0), some(1), some(2), some(3)}, {&p, &p, &p, &p}, tolerance);
+            for (std::size_t g = 0; g < count; ++g)
+                if (seen& s = place_of(elements[g]); sides.is_sure(g) && !is_of(s, elements[g]))
+                    s = {point_, elements[g], 0, sides[g]};
+        });
     }
 
     /// Walks to the end, or to where an earlier walk has been.
     void finish(walk& w, const tetra_mesh& mesh) {
         quickest([&]() __attribute__((always_inline)) {
             walk copy = w;
-            const auto sides_at = [&](unsigned element) __attribute__((always_inline)) {
-                return sides(copy, mesh, element);
-            };
-            while (copy.step(mesh, sides_at) && !has_been_passed(copy.next_element(), copy.steps())) {
+            for (;;) {
+                const unsigned element = copy.next_element();
+                seen& s = place_of(element);
+                if (!is_of(s, element))
+                    s = {point_, element, 0, copy.sides(mesh, element)};
+                const std::uint64_t step = copy.steps() < 64 ? std::uint64_t(1) << copy.steps() : 0;
+                if ((s.passed & step) != 0)
+                    break;
+                s.passed |= step;
+                if (!copy.step(
+                        mesh, [&](unsigned) __attribute__((always_inline)) { return s.sides; }))
+                    break;
             }
             w = copy;
         });
     }
 
 private:
-    struct step {
-        unsigned point = 0;
-        unsigned element = 0;
-        std::size_t steps = 0;
-    };
-
     struct seen {
         unsigned point = 0;
         unsigned element = 0;
+        std::uint64_t passed = 0; // bit k: by a walk behind its first k steps
         tetra_sides sides{};
     };
 
-    /// Walks from around a node come through the same elements again and again.
-    [[gnu::always_inline]] const tetra_sides& sides(const walk& w, const tetra_mesh& mesh, unsigned element) {
-        seen& s = seen_[element % seen_.size()];
-        if (s.point != point_ || s.element != element)
-            s = {point_, element, w.sides(mesh, element)};
-        return s.sides;
-    }
-
-    /// Also notes it. What another step displaces is only walked again.
-    [[gnu::always_inline]] bool has_been_passed(unsigned element, std::size_t steps) {
-        step& s = passed_[(std::size_t(element) * 7 + steps * 31) % passed_.size()];
-        if (s.point == point_ && s.element == element && s.steps == steps)
-            return true;
-        s = {point_, element, steps};
-        return false;
+    /// Where an element is kept. What another displaces is only looked at and walked through again.
+    [[gnu::always_inline]] seen& place_of(unsigned element) { return seen_[element % seen_.size()]; }
+    [[gnu::always_inline]] bool is_of(const seen& s, unsigned element) const {
+        return s.point == point_ && s.element == element;
     }
 
     unsigned point_ = 0;
-    std::array<step, 256> passed_{};
     std::array<seen, 256> seen_{};
 };
 

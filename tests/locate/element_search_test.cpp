@@ -318,6 +318,8 @@ TEST(ElementSearch, BlocksOfPointsMakeNoDifference) {
     searchable m = cube_of_tetrahedra(3, 0.2);
     std::swap(m.connect(0, 7), m.connect(1, 7)); // inverted
     ASSERT_TRUE(m.prepare());
+    m.connect(2, 40) = none; // without nodes that are there
+    m.connect(0, 77) = unsigned(m.pos.cols());
     for (std::size_t n = 0; n < 40; ++n) {
         dense2D<double> sought(3, n);
         for (std::size_t k = 0; k < n; ++k) {
@@ -344,7 +346,9 @@ TEST(ElementSearch, BlocksOfPointsMakeNoDifference) {
         EXPECT_EQ(parts.elements, whole.elements);
         EXPECT_EQ(parts.missed_with, whole.missed_with);
         for (std::size_t k = 0; k < n; ++k) {
-            EXPECT_EQ(whole.elements[k] == none, whole.missed_with[k] != walk_found);
+            unsigned element = none;
+            EXPECT_EQ(search.find(point_at(sought.col(k)), 1e-6, true, element), whole.missed_with[k]);
+            EXPECT_EQ(element, whole.elements[k]);
             const place one = whole.elements[k] == none
                                   ? place{}
                                   : search.local_coordinates(whole.elements[k], point_at(sought.col(k)));
