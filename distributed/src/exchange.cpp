@@ -1,5 +1,6 @@
 #include "exchange.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace quorl::meldra3d_mpi::detail {
@@ -22,6 +23,8 @@ bool displacements(const int* counts, int ranks, dense1D<int, 8>& first) {
 
 std::uint64_t reduce(std::uint64_t value, MPI_Op operation, MPI_Comm comm) {
     std::uint64_t result = 0;
+    if (size_of(comm) == 1)
+        return value;
     return MPI_Allreduce(&value, &result, 1, MPI_UINT64_T, operation, comm) == MPI_SUCCESS ? result : value;
 }
 
@@ -43,6 +46,8 @@ int agree(int status, MPI_Comm comm) {
     constexpr int fine = std::numeric_limits<int>::min();
     const int mine = status < 0 ? status : fine;
     int first = fine;
+    if (size_of(comm) == 1)
+        return mine == fine ? 0 : mine;
     if (MPI_Allreduce(&mine, &first, 1, MPI_INT, MPI_MAX, comm) != MPI_SUCCESS)
         return no_message;
     return first == fine ? 0 : first;
@@ -74,6 +79,10 @@ int exchange_blocks(std::size_t bytes, const void* sent, const int* sent_counts,
     if (bytes > std::size_t(std::numeric_limits<int>::max())) // the same on all ranks
         return no_memory;
     const int ranks = size_of(comm);
+    if (ranks == 1) {
+        std::copy_n(static_cast<const char*>(sent), bytes * std::size_t(sent_counts[0]), static_cast<char*>(received));
+        return 0;
+    }
     dense1D<int, 8> sent_first, received_first;
     const bool placed =
         displacements(sent_counts, ranks, sent_first) && displacements(received_counts, ranks, received_first);

@@ -47,9 +47,14 @@ int exchange_blocks(std::size_t bytes, const void* sent, const int* sent_counts,
 int exchange_counts(const dense1D<int, 8>& sent_counts, dense1D<int, 8>& received_counts, std::size_t& total,
                     MPI_Comm comm);
 
-/// Sends each rank its records. Collective; fails on all ranks alike.
+/// Sends each rank its records. Collective; fails on all ranks alike. A single rank keeps them: both then share
+/// storage.
 template <class Record>
 int exchange(const by_rank<Record>& sent, by_rank<Record>& received, MPI_Comm comm) {
+    if (size_of(comm) == 1) {
+        received = sent;
+        return 0;
+    }
     std::size_t total = 0;
     if (const int status = exchange_counts(sent.counts, received.counts, total, comm); status < 0)
         return status;
@@ -60,11 +65,16 @@ int exchange(const by_rank<Record>& sent, by_rank<Record>& received, MPI_Comm co
                            received.counts.data(), comm);
 }
 
-/// Answers, one for each record that came, in their order, and gets those to the records that were sent.
+/// Answers, one for each record that came, in their order, and gets those to the records that were sent. A single rank
+/// keeps them: both then share storage.
 template <class Question, class Record>
 int answer(const by_rank<Question>& received, const dense1D<Record, 8>& answers, const by_rank<Question>& sent,
            dense1D<Record, 8>& got, MPI_Comm comm) {
     static_assert(std::is_trivially_copyable_v<Record>);
+    if (size_of(comm) == 1) {
+        got = answers;
+        return 0;
+    }
     got.clear();
     if (const int status = agree(got.resize(sent.records.size()) ? 0 : no_memory, comm); status < 0)
         return status;
