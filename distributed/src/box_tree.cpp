@@ -122,14 +122,4 @@ void box_tree::join_levels(std::size_t n) {
     }
 }
 
-void box_tree::cover(box* boxes, std::size_t limit) const {
-    std::size_t count = 0;
-    for (unsigned level = 0; level < levels_ && count == 0; ++level)
-        if (4 * nodes_of(level) <= limit)
-            for (; count < 4 * nodes_of(level); ++count)
-                boxes[count] = get(level, count);
-    for (; count < limit; ++count)
-        boxes[count] = box::none();
-}
-
 } // namespace quorl::meldra3d_mpi::detail

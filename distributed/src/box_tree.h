@@ -87,9 +87,6 @@ public:
         }
     }
 
-    /// At most `limit` boxes (4 or more) that together are around all; the others of `boxes` become empty.
-    void cover(box* boxes, std::size_t limit) const;
-
 private:
     static constexpr unsigned no_item = 0xFFFFFFFF;
 

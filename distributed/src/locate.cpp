@@ -1,139 +1,20 @@
 // The elements of a partitioned mesh that hold points. A rank sends each of its points to the parts that have a box
-// around it, and each part looks for its elements among their boxes. No walk from element to element is made: a walk
-// ends at the border of a part, which runs in and out, and would find one point in one way of cutting and miss it in
-// another. What all elements have been asked for does not depend on the cut.
+// around it; each of these searches its own elements, and of what they find the lowest global ID counts.
 
 #include "locate.h"
 
 #include <algorithm>
+#include <bit>
 
 #include "check_part.h"
 #include "frame/id_count.h"
-#include "frame/quickest.h"
-#include "locate/found_points.h"
-#include "locate/tetra_mesh.h"
+#include "part_search.h"
 
 namespace quorl::meldra3d_mpi {
 
 namespace detail {
 
 namespace {
-
-using meldra3d::detail::found_points;
-using meldra3d::detail::point_at;
-using meldra3d::detail::quickest;
-using meldra3d::detail::sides_of;
-using meldra3d::detail::tetra_mesh;
-
-/// Points that are neighbours, and for each the element with the lowest global ID that holds it, of those visited.
-class holding_elements {
-public:
-    holding_elements(const tetra_mesh& mesh, const std::uint64_t* ids, const double* points, unsigned count,
-                     double tolerance, unsigned* columns)
-        : mesh_(mesh), ids_(ids), points_(points), tolerance_(tolerance), columns_(columns) {
-        std::fill_n(columns, count, no_node);
-        std::fill_n(best_, count, no_id);
-    }
-
-    [[gnu::always_inline]] void expect(unsigned column) const {
-        __builtin_prefetch(mesh_.nodes_of(column));
-        __builtin_prefetch(ids_ + column);
-    }
-
-    [[gnu::always_inline]] void prepare(unsigned column) const {
-        for (unsigned i = 0; i < 4; ++i)
-            __builtin_prefetch(mesh_.pos + mesh_.nodes_of(column)[i] * mesh_.pos_ld);
-    }
-
-    [[gnu::always_inline]] void visit(unsigned column, const std::uint16_t* which, unsigned n) {
-        const auto corners = mesh_.element(column);
-        const std::uint64_t id = ids_[column];
-        for (unsigned i = 0; i < n; ++i) {
-            const unsigned k = which[i];
-            if (best_[k] < id)
-                continue;
-            const auto sides = sides_of(corners, point_at(points_ + std::size_t{3} * k), tolerance_);
-            if (sides.degenerate || sides.beyond != 0)
-                continue;
-            columns_[k] = column;
-            best_[k] = id;
-        }
-    }
-
-private:
-    const tetra_mesh& mesh_;
-    const std::uint64_t* ids_;
-    const double* points_;
-    double tolerance_;
-    unsigned* columns_;
-    std::uint64_t best_[box_tree::most_points];
-};
-
-/// Takes local coordinates.
-struct local_list {
-    vector_fixed<double, 3>* local;
-
-    void expect_at(const unsigned*) const {}
-    void found(std::size_t k, unsigned, const vector_fixed<double, 3>& w) const { local[k] = w; }
-};
-
-/// The elements of a part that hold points.
-class part_search {
-public:
-    part_search(const distributed_mesh& mesh, double tolerance)
-        : mesh_(mesh), tetrahedra_(mesh.pos, mesh.connectivity, {}), tolerance_(tolerance) {}
-
-    bool build() {
-        return tree_.build(mesh_.element_ids.size(), box_around(mesh_.pos),
-                           [this](std::size_t k) { return box_of(static_cast<unsigned>(k)); });
-    }
-
-    /// Around all elements and nodes.
-    void cover(box* boxes) const { tree_.cover(boxes, part_boxes::boxes_per_part); }
-
-    /// For each point the element with the lowest global ID that holds it, or `no_node`, and the local coordinates in
-    /// it. The outputs have their sizes.
-    void find(const dense1D<asked_point, 8>& points, dense1D<unsigned, 8>& columns,
-              dense1D<vector_fixed<double, 3>, 8>& local) const {
-        local_list results{local.data()};
-        found_points<local_list> found(tetrahedra_, results);
-        for (std::size_t first = 0; first < points.size(); first += box_tree::most_points) {
-            const std::size_t count = std::min<std::size_t>(points.size() - first, box_tree::most_points);
-            find_block(points[first].x, static_cast<unsigned>(count), columns.data() + first);
-            for (std::size_t k = first; k < first + count; ++k)
-                if (columns[k] != no_node)
-                    found.add(k, columns[k], point_at(points[k].x));
-        }
-        found.finish();
-    }
-
-private:
-    void find_block(const double* points, unsigned count, unsigned* columns) const {
-        holding_elements elements(tetrahedra_, mesh_.element_ids.data(), points, count, tolerance_, columns);
-        quickest([&]() __attribute__((always_inline)) { tree_.visit_around(points, count, elements); });
-    }
-
-    /// The box around the points that an element holds. A point whose barycentric coordinates are -t or more lies in
-    /// the element enlarged 1 + 4 t times about its centre; besides, the box makes up for rounding.
-    box box_of(unsigned column) const {
-        const double growth = 4 * std::max(0.0, tolerance_) + 1e-12; // max(0, NaN) is 0
-        box around = box::none();
-        for (unsigned k = 0; k < 4; ++k)
-            around.include(mesh_.pos.col(mesh_.connectivity(k, column)));
-        for (unsigned i = 0; i < 3; ++i) {
-            const double edge = around.high[i] - around.low[i];
-            const double margin = edge > 0 ? edge * growth : 0; // infinite, but never NaN
-            around.low[i] -= margin;
-            around.high[i] += margin;
-        }
-        return around;
-    }
-
-    const distributed_mesh& mesh_;
-    tetra_mesh tetrahedra_;
-    double tolerance_;
-    box_tree tree_;
-};
 
 /// Where points go: to each part with a box around them, in an order in which neighbours follow each other, so that a
 /// part finds in the cache what it needs.
@@ -199,6 +80,8 @@ int locate(const distributed_mesh& mesh, const dense2D<double>& points, double t
     search.cover(own);
     if (const int status = located.boxes.collect(own, comm); status < 0)
         return status;
+    // Positive numbers and their bits have the same order.
+    const auto longest = std::bit_cast<double>(largest_of_all(std::bit_cast<std::uint64_t>(search.longest()), comm));
 
     dense1D<destination, 8> list;
     const bool complete = list_destinations(points, located.boxes, list);
@@ -209,9 +92,8 @@ int locate(const distributed_mesh& mesh, const dense2D<double>& points, double t
     dense1D<std::uint64_t, 8> ids, answers;
     const bool room =
         located.columns.resize(received.size()) && located.local.resize(received.size()) && ids.resize(received.size());
-    if (room)
-        search.find(received, located.columns, located.local);
-    if (const int status = agree(room ? 0 : no_memory, comm); status < 0)
+    const bool searched = room && search.find(received, longest, located.columns, located.local);
+    if (const int status = agree(searched ? 0 : no_memory, comm); status < 0)
         return status;
     for (std::size_t k = 0; k < ids.size(); ++k)
         ids[k] = located.columns[k] == no_node ? no_id : mesh.element_ids[located.columns[k]];

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "box_tree.h"
+#include "cell_grid.h"
 #include "exchange.h"
 
 namespace quorl::meldra3d_mpi::detail {
@@ -9,7 +10,7 @@ namespace quorl::meldra3d_mpi::detail {
 /// that does not hold them. 3 KiB a part.
 class part_boxes {
 public:
-    static constexpr std::size_t boxes_per_part = 64;
+    static constexpr std::size_t boxes_per_part = cell_grid::most_boxes;
 
     /// Collects the boxes of all ranks. Collective; `own` are boxes_per_part ones that may be empty.
     int collect(const box* own, MPI_Comm comm);

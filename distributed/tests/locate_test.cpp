@@ -1,4 +1,5 @@
 #include "box_tree.h"
+#include "cell_grid.h"
 #include "exchange.h"
 #include "searched_meshes.h"
 #include "support/failing_alloc.h"
@@ -7,6 +8,7 @@ using namespace test;
 using namespace quorl::meldra3d_mpi;
 using quorl::meldra3d_mpi::detail::box;
 using quorl::meldra3d_mpi::detail::box_tree;
+using quorl::meldra3d_mpi::detail::cell_grid;
 using quorl::meldra3d_mpi::detail::sum_of_all;
 
 namespace {
@@ -162,6 +164,35 @@ TEST(Locate, HeedsTheTolerance) {
     }
 }
 
+// Then no order of elements is heeded: which of those that hold a point is found depends on the cut.
+TEST(Locate, WhereElementsOverlapFindsOneThatHoldsThePoint) {
+    const whole_mesh one = shaken_cube(4), other = shaken_cube(3, 0.1);
+    whole_mesh mesh{dense2D<double>(), dense2D<unsigned>(), ET_TH4};
+    ASSERT_TRUE(mesh.pos.copy(one.pos) && mesh.connectivity.copy(one.connectivity));
+    for (std::size_t j = 0; j < other.pos.cols(); ++j)
+        mesh.pos.append(other.pos.col(j));
+    for (std::size_t j = 0; j < other.connectivity.cols(); ++j) {
+        std::vector<unsigned> nodes = column(other.connectivity, j);
+        for (unsigned& node : nodes)
+            node += unsigned(one.pos.cols());
+        mesh.connectivity.append(nodes.data());
+    }
+    const dense2D<double> points = asked_points(mesh, 300, 11 + unsigned(world_rank()));
+    for (const dense1D<int, 8>& owners : cuts_of(mesh)) {
+        const result found = search(cut(mesh, owners), points, 1e-6);
+        for (std::size_t k = 0; k < points.cols(); ++k) {
+            const double* const x = points.col(k);
+            ASSERT_EQ(found.elements[k] == no_id, first_holding(mesh, x, 1e-6) == no_node);
+            if (found.elements[k] == no_id)
+                continue;
+            const whole_mesh that{mesh.pos, mesh.connectivity.sub(0, found.elements[k], 4, 1), ET_TH4};
+            result alone = expected(that, points.sub(0, k, 3, 1), 1e-6);
+            ASSERT_EQ(alone.elements[0], 0u);
+            EXPECT_TRUE(same_bits(found.local.sub(0, k, 3, 1), alone.local));
+        }
+    }
+}
+
 TEST(Locate, PassesOverElementsThatAreNotDirect) {
     whole_mesh mesh = shaken_cube(4);
     for (std::size_t j = 0; j < mesh.connectivity.cols(); j += 7)
@@ -289,8 +320,6 @@ TEST(BoxTree, FindsTheBoxesAroundAPoint) {
             }
         box_tree tree;
         ASSERT_TRUE(tree.build(n, around, [&](std::size_t k) { return boxes[k]; }));
-        box covers[16];
-        tree.cover(covers, 16);
         double points[3 * box_tree::most_points];
         for (double& x : points)
             x = random(41) / 2.0;
@@ -307,7 +336,83 @@ TEST(BoxTree, FindsTheBoxesAroundAPoint) {
                 if (holds(boxes[k]))
                     expected.insert(k);
             ASSERT_EQ(found[p], expected);
-            EXPECT_TRUE(expected.empty() || std::any_of(covers, covers + 16, holds));
         }
+    }
+}
+
+TEST(CellGrid, KnowsWhereBoxesAre) {
+    dice random(10);
+    for (const double scale : {1.0, 1e-300, 1e200}) {
+        for (const double offset : {0.0, 1e6}) {
+            box around = box::none();
+            std::vector<box> boxes(30, box::none());
+            for (box& one : boxes)
+                for (unsigned corner = 0; corner < 2; ++corner) {
+                    const double x[3] = {(offset + share(random)) * scale, share(random) * scale, 7 * scale}; // flat
+                    one.include(x);
+                    around.include(x);
+                }
+            cell_grid grid;
+            ASSERT_TRUE(grid.reset(around));
+            box covers[cell_grid::most_boxes];
+            grid.cover(covers);
+            EXPECT_TRUE(std::all_of(covers, covers + cell_grid::most_boxes,
+                                    [](const box& one) { return one.low[0] > one.high[0]; }));
+            for (std::size_t k = 0; k < boxes.size(); k += 2) // the others stay away
+                grid.mark(grid.range_of(boxes[k]));
+            grid.cover(covers);
+            for (std::size_t k = 0; k < boxes.size(); k += 2)
+                for (unsigned p = 0; p < 30; ++p) {
+                    double x[3];
+                    for (unsigned i = 0; i < 3; ++i) {
+                        const double s = p < 2 ? p : share(random); // the corners, too
+                        x[i] = std::min(boxes[k].low[i] + s * (boxes[k].high[i] - boxes[k].low[i]), boxes[k].high[i]);
+                    }
+                    EXPECT_TRUE(grid.is_marked(x));
+                    EXPECT_TRUE(std::any_of(covers, covers + cell_grid::most_boxes, [&](const box& one) {
+                        return one.low[0] <= x[0] && x[0] <= one.high[0] && one.low[1] <= x[1] && x[1] <= one.high[1] &&
+                               one.low[2] <= x[2] && x[2] <= one.high[2];
+                    }));
+                }
+            const double outside[3] = {(offset + 2) * scale, 0.5 * scale, 7 * scale};
+            EXPECT_FALSE(grid.is_marked(outside));
+        }
+    }
+}
+
+TEST(CellGrid, TellsCellsApart) {
+    box unit = box::none();
+    const double corners[2][3] = {{0, 0, 0}, {64, 64, 64}};
+    unit.include(corners[0]);
+    unit.include(corners[1]);
+    cell_grid grid;
+    ASSERT_TRUE(grid.reset(unit));
+    const double marked[3] = {10.5, 20.5, 30.5};
+    grid.mark(marked);
+    for (unsigned i = 0; i < 3; ++i)
+        for (const double by : {-1.0, 1.0}) {
+            double beside[3] = {marked[0], marked[1], marked[2]};
+            beside[i] += by;
+            EXPECT_FALSE(grid.is_marked(beside));
+            for (const double length : {0.0, 0.7, 1.5, 5.0}) { // away from the marked cell, and then through it
+                box one = box::none();
+                one.include(beside);
+                beside[i] += by * length;
+                one.include(beside);
+                EXPECT_FALSE(grid.is_marked(grid.range_of(one)));
+                one.include(marked);
+                EXPECT_TRUE(grid.is_marked(grid.range_of(one)));
+                beside[i] = marked[i] + by;
+            }
+        }
+    EXPECT_FALSE(grid.is_marked(cell_grid::range::none()));
+    box covers[cell_grid::most_boxes];
+    grid.cover(covers);
+    EXPECT_EQ(
+        std::count_if(covers, covers + cell_grid::most_boxes, [](const box& one) { return one.low[0] <= one.high[0]; }),
+        1);
+    for (unsigned i = 0; i < 3; ++i) {
+        EXPECT_NEAR(covers[0].low[i], marked[i] - 0.5, 1e-9);
+        EXPECT_NEAR(covers[0].high[i], marked[i] + 0.5, 1e-9);
     }
 }

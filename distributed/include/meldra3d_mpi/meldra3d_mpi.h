@@ -225,11 +225,12 @@ MELDRA3D_API int extrude_line(const distributed_mesh& surface, const dense2D<dou
 //
 // An element holds a point when it is direct and no barycentric coordinate is below -tolerance, as in the serial
 // search. A point is found when any element holds it, and in the one with the lowest global ID of these: elements,
-// local coordinates and values have the same bits however the mesh is cut. The serial search walks from element to
-// element: it finds the first on its way, and at a re-entrant boundary its walks may all end before. Values that both
-// find are equal to rounding (1e-12 of the values) where the point lies in both elements or on their common face, and
-// differ by as much as the field changes over the tolerance where it lies beside one. Metrics on a common face depend
-// on the order in which those of the nodes are merged, and so on the element.
+// local coordinates and values have the same bits however a valid mesh is cut. (Where elements overlap by more than the
+// tolerance, a point is found in one that holds it, and which one may depend on the cut.) The serial search walks from
+// element to element: it finds the first on its way, and at a re-entrant boundary its walks may all end before. Values
+// that both find are equal to rounding (1e-12 of the values) where the point lies in both elements or on their common
+// face, and differ by as much as the field changes over the tolerance where it lies beside one. Metrics on a common
+// face depend on the order in which those of the nodes are merged, and so on the element.
 
 /// `meldra3d::get_elements_containing_points` in a partitioned mesh.
 ///   points     in    3 x points, the caller's own
@@ -238,9 +239,12 @@ MELDRA3D_API int extrude_line(const distributed_mesh& surface, const dense2D<dou
 /// Returns 0, whether points are found or not; -2 when the type is neither ET_TH4 nor ET_TH10; -7 when `points` is not
 /// empty and has not 3 rows; -20; -199.
 /// Method: up to 64 boxes of each part are known to all (3 KiB a rank). A point goes to the ranks that have one around
-/// it, 24 bytes each, which search a tree of the boxes of their elements; 8 bytes come back from each, and the result
-/// from one. Building the tree is n log n in the elements of a part. Scratch memory: about 90 bytes an element and 180
-/// a point.
+/// it, 24 bytes each, which search for it by walks, with `meldra3d::get_elements_containing_points` in their part.
+/// Where a walk ends far inside an element (farther from its faces than four times the tolerance, and what rounding
+/// may do, of the longest element), no other element holds the point. For the others, those beside faces and those that
+/// no walk finds, the boxes of the elements near them are made a tree and searched. 8 bytes come back from each rank,
+/// and the result from one. Linear in the elements of a part (of which the neighbours are found each time), but n log n
+/// in those near points that walks do not settle. Scratch memory: about 110 bytes an element and 190 a point.
 MELDRA3D_API int get_elements_containing_points(const distributed_mesh& mesh, const dense2D<double>& points,
                                                 dense1D<std::uint64_t, 8>& elements, dense2D<double>& local,
                                                 double tolerance, MPI_Comm comm);
@@ -249,8 +253,7 @@ MELDRA3D_API int get_elements_containing_points(const distributed_mesh& mesh, co
 /// the nearest node of the whole mesh, of equally near ones that with the lowest global ID.
 ///   field      in    a column for each node of the part, the same number of rows on all ranks
 ///   values     out   those rows, a column for each point; 0 where the mesh has no nodes, or none that is finite, or
-///   the
-///                    point is not finite
+///                    the point is not finite
 ///   elements   out   where the point was found, `no_id` where the nearest node was taken
 /// Returns 0; -2 when the type is not ET_TH4; -5 when `field` has not a column for each node or other rows than on
 /// another rank (that of a part without nodes may be anything); -7 when `points` is not empty and has not 3 rows; -20;
