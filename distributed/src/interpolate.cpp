@@ -60,7 +60,7 @@ int fetch(const distributed_mesh& mesh, const dense2D<double>& points, std::size
     if (const int status = agree(listed ? 0 : no_memory, comm); status < 0)
         return status;
     if (sum_of_all(values.missing.size(), comm) == 0)
-        return 0;
+        return agree(0, comm); // by which a sum that failed shows
     if (const int status = find_nearest_nodes(mesh, located.boxes, coordinates, values.nearest, comm); status < 0)
         return status;
     for (unsigned r = 0; r < 2; ++r) {

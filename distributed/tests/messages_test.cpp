@@ -134,6 +134,19 @@ TEST(Messages, FailuresOfConversionSplitAndSweep) {
     each_message_may_fail(grid(ET_FACE_MIX, 2, 2, 0), [&](distributed_mesh& part) {
         return extrude_normal(part, 1.0, 2, part, edges, sides, cap, MPI_COMM_WORLD);
     });
+    const vector_fixed<double, 3> beside{-1, 0, 0}, turn{0, 0.5, 0};
+    each_message_may_fail(grid(ET_Q4, 2, 2, 0), [&](distributed_mesh& part) {
+        return extrude_rotate(part, beside, turn, 2, part, edges, sides, cap, MPI_COMM_WORLD);
+    });
+    each_message_may_fail(grid(ET_T3, 2, 2, 0), [&](distributed_mesh& part) {
+        return extrude_spiral(part, beside, turn, up, 2, part, edges, sides, cap, MPI_COMM_WORLD);
+    });
+    dense2D<double> line(3, 2, 0.0);
+    line(2, 1) = 1;
+    const dense1D<double, 8> sizes;
+    each_message_may_fail(grid(ET_Q4, 2, 2, 0), [&](distributed_mesh& part) {
+        return extrude_line(part, line, up, sizes, part, edges, sides, cap, MPI_COMM_WORLD);
+    });
 }
 
 TEST(Messages, FailuresOfSearchesAndMeasures) {
@@ -148,8 +161,18 @@ TEST(Messages, FailuresOfSearchesAndMeasures) {
     elements.clear();
     each_message_may_fail([&] { return interpolate(mesh, field, points, values, elements, MPI_COMM_WORLD); },
                           [&] { EXPECT_TRUE(elements.empty() && values.empty()); });
+    elements.clear();
+    dense2D<double> metrics(6, mesh.pos.cols(), 0.0), carried(6, points.cols(), 7.0);
+    for (std::size_t j = 0; j < metrics.cols(); ++j)
+        metrics(0, j) = metrics(2, j) = metrics(5, j) = 1;
+    each_message_may_fail(
+        [&] { return interpolate_metrics(mesh, metrics, points, carried, elements, MPI_COMM_WORLD); },
+        [&] { EXPECT_TRUE(elements.empty() && entries(carried) == std::vector<double>(carried.size(), 7.0)); });
     each_message_may_fail([&] { return volume(mesh, volume_of_all, MPI_COMM_WORLD); },
                           [&] { EXPECT_EQ(volume_of_all, 7); });
     each_message_may_fail([&] { return solid_angles(mesh, true, smallest, largest, MPI_COMM_WORLD); },
+                          [&] { EXPECT_TRUE(smallest == 7 && largest == 7); });
+    smallest = largest = 7;
+    each_message_may_fail([&] { return dihedral_angles(mesh, true, smallest, largest, MPI_COMM_WORLD); },
                           [&] { EXPECT_TRUE(smallest == 7 && largest == 7); });
 }
