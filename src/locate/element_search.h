@@ -154,6 +154,7 @@ private:
             if (next_ + ahead < count_) {
                 const std::uint32_t coming = number_of(keys_[next_ + ahead]);
                 __builtin_prefetch(points_ + coming * ld_);
+                __builtin_prefetch(points_ + coming * ld_ + 2);
                 results_.expect(first_ + coming);
             }
             const std::uint32_t j = number_of(keys_[next_++]);

@@ -72,6 +72,7 @@ struct found_elements {
     [[gnu::always_inline]] void expect(std::size_t k) const {
         __builtin_prefetch(elements + k, 1);
         __builtin_prefetch(local + 3 * k, 1);
+        __builtin_prefetch(local + 3 * k + 2, 1);
     }
     void expect_at(const unsigned*) const {}
 
