@@ -13,12 +13,13 @@
 
 #include <meldra/meldra.h>
 
-#include "duplicate/element_walk.h"
-#include "duplicate/node_balls.h"
+#include "duplicate/node_stars.h"
 #include "duplicate/solid_elements.h"
 #include "frame/element_tables.h"
 #include "frame/hbuckets.h"
 #include "frame/id_count.h"
+#include "frame/morton_order.h"
+#include "locate/element_search.h"
 
 namespace quorl::meldra3d {
 
@@ -60,7 +61,8 @@ int check(const dense2D<double>& pos, const opening_inputs& in) {
     if (in.neighbors.cols() != in.connectM.cols() || in.neighbors.rows() != find_record(in.type)->faces ||
         !meldra::check_IDs(in.neighbors, id_count(in.connectM.cols())))
         return -3;
-    if (!meldra::check_IDs(in.connectM, id_count(in.ancestors.size())))
+    // Where each node of `pos` has an ancestor, so has each node of the mesh.
+    if (in.ancestors.size() < nodes && !meldra::check_IDs(in.connectM, id_count(in.ancestors.size())))
         return -4;
     const element_type surface = surface_of(in.type);
     if (surface == ET_NONE)
@@ -128,13 +130,14 @@ public:
     /// Finds the faces and the nodes to be copied, and makes room for the copies. False without memory.
     bool prepare(bool plus_side, bool minus_side) {
         return enter_faces() && enter_nodes() &&
-               reserve(nodes_.size() * (std::size_t(plus_side) + std::size_t(minus_side))) &&
-               (!plus_side || number_copies(plus)) && (!minus_side || number_copies(minus)) && working_.copy(connect_);
+               reserve(copied_ * (std::size_t(plus_side) + std::size_t(minus_side))) &&
+               (!plus_side || number_copies(plus)) && (!minus_side || number_copies(minus)) && order_nodes() &&
+               working_.copy(connect_);
     }
 
     /// Gives the copies to the elements, some nodes at a time.
     outcome open() {
-        std::array<node_balls::start, node_balls::most> starts;
+        std::array<node_stars::start, node_stars::most> starts;
         for (std::size_t first = 0; first < opened_.size(); first += starts.size()) {
             const std::size_t count = std::min(starts.size(), opened_.size() - first);
             for (std::size_t k = 0; k < count; ++k) {
@@ -144,14 +147,14 @@ public:
                 if (starts[k].element >= mesh_.count() || mesh_.places_of(node, starts[k].element) == 0)
                     return outcome::refused;
             }
-            if (!balls_.gather(mesh_, starts.data(), count))
+            if (!stars_.gather(mesh_, starts.data(), count))
                 return outcome::out_of_memory;
             for (std::size_t k = 0; k < count; ++k)
-                for (const unsigned element : balls_[k])
-                    __builtin_prefetch(working_.col(element), 1);
+                for (unsigned m = 0; m < stars_[k].size; ++m)
+                    __builtin_prefetch(working_.col(stars_[k].members()[m].element), 1);
             for (std::size_t k = 0; k < count; ++k)
                 for (const side s : {plus, minus})
-                    if (opened_[first + k].copy[s] != no_node && !open_side(opened_[first + k], s, balls_[k]))
+                    if (opened_[first + k].copy[s] != no_node && !open_side(opened_[first + k], s, stars_[k]))
                         return outcome::out_of_memory;
         }
         return outcome::done;
@@ -170,6 +173,8 @@ public:
     dense2D<unsigned int>& connectivity() { return working_; }
 
 private:
+    static constexpr unsigned unplaced = no_node - 1;
+
     /// A surface element, with its first and third node exchanged for the minus side.
     face surface_face(std::size_t j, side which) const {
         const unsigned* const column = surface_.col(j);
@@ -191,16 +196,18 @@ private:
         return true;
     }
 
+    /// Marks the nodes to be copied and counts them. An array of all nodes: to fill it is little beside the checks of
+    /// the mesh, and a table of the surface nodes would be asked for each node of each face.
     bool enter_nodes() {
-        if (!nodes_.init(surface_.cols(), fewest_buckets, 1.0))
+        if (!place_.resize(id_count(pos_.cols()), no_node))
             return false;
         for (std::size_t j = 0; j < surface_.cols(); ++j)
             for (const unsigned id : surface_face(j, plus).id)
-                if (id != no_node && !nodes_.insert(hash_of(id), {id, no_node}))
-                    return false;
+                if (id != no_node && std::exchange(place_[id], unplaced) == no_node)
+                    ++copied_;
         for (const unsigned id : excluded_)
-            if (const std::uint64_t place = nodes_.find(hash_of(id), id); place != nodes_.used_length())
-                nodes_.vacate(place);
+            if (id < place_.size() && std::exchange(place_[id], no_node) != no_node)
+                --copied_;
         return true;
     }
 
@@ -214,16 +221,14 @@ private:
     bool number_copies(side which) {
         for (std::size_t j = 0; j < surface_.cols(); ++j)
             for (const unsigned id : surface_face(j, which).id) {
-                const std::uint64_t place = id == no_node ? nodes_.used_length() : nodes_.find(hash_of(id), id);
-                if (place == nodes_.used_length())
+                if (id == no_node || place_[id] == no_node)
                     continue;
-                unsigned& index = nodes_.value(place).payload;
-                if (index == no_node) {
-                    index = static_cast<unsigned>(opened_.size());
+                if (place_[id] == unplaced) {
+                    place_[id] = static_cast<unsigned>(opened_.size());
                     if (!opened_.push_back({id, {no_node, no_node}, {}}))
                         return false;
                 }
-                opened_node& node = opened_[index];
+                opened_node& node = opened_[place_[id]];
                 if (node.copy[which] == no_node) {
                     node.copy[which] = static_cast<unsigned>(pos_.cols() + copies_++);
                     node.column[which] = static_cast<unsigned>(j);
@@ -232,14 +237,30 @@ private:
         return true;
     }
 
+    /// Sorts the nodes by their places, so that neighbours find the elements that they share in the cache.
+    bool order_nodes() {
+        dense1D<morton_key, 8> keys, work;
+        dense1D<opened_node, 8> ordered;
+        if (!keys.resize(opened_.size()) || !ordered.resize(opened_.size()))
+            return false;
+        for (std::size_t k = 0; k < opened_.size(); ++k)
+            keys[k] = opened_[k].id;
+        if (!order_points(pos_.data(), pos_.ld(), keys, work))
+            return false;
+        for (std::size_t k = 0; k < opened_.size(); ++k)
+            ordered[k] = opened_[place_[number_of(keys[k])]];
+        opened_ = std::move(ordered);
+        return true;
+    }
+
     unsigned start_of(unsigned node) const { return node < ancestors_.size() ? ancestors_[node] : no_node; }
 
     /// Fetches what the nodes of the next turns begin with.
     [[gnu::always_inline]] void expect_start(std::size_t k) const {
-        if (k + 2 * node_balls::most < opened_.size())
-            __builtin_prefetch(ancestors_.data() + opened_[k + 2 * node_balls::most].id);
-        if (k + node_balls::most < opened_.size())
-            if (const unsigned start = start_of(opened_[k + node_balls::most].id); start < mesh_.count()) {
+        if (k + 2 * node_stars::most < opened_.size())
+            __builtin_prefetch(ancestors_.data() + opened_[k + 2 * node_stars::most].id);
+        if (k + node_stars::most < opened_.size())
+            if (const unsigned start = start_of(opened_[k + node_stars::most].id); start < mesh_.count()) {
                 mesh_.prefetch_nodes(start);
                 mesh_.prefetch_neighbors(start);
             }
@@ -264,49 +285,44 @@ private:
 
     /// Gives a copy to the elements around its node that are reached, from the one behind the face, without crossing
     /// the surface. An element counts as met when it is first looked at, be it across the surface: then it stays out.
-    bool open_side(const opened_node& node, side which, const dense1D<unsigned, 8>& around) {
+    bool open_side(const opened_node& node, side which, node_star& star) {
         const face oriented = surface_face(node.column[which], which);
-        const auto* const start =
-            std::find_if(around.begin(), around.end(), [&](unsigned element) { return has_face(element, oriented); });
-        if (start == around.end())
+        unsigned* const last = star.order() + star.reached;
+        unsigned* const start = std::find_if(
+            star.order(), last, [&](unsigned number) { return has_face(star.members()[number].element, oriented); });
+        if (start == last)
             return true;
-        if (!walk_.begin(*start))
+        if (!met_.resize(std::max<std::size_t>(met_.size(), star.size)))
             return false;
-        while (!walk_.empty()) {
-            const unsigned element = walk_.pop();
-            give(element, node.id, node.copy[which]);
-            if (!meet_neighbors(element, node.id))
-                return false;
+        const node_star::member* const members = star.members();
+        bool* const met = met_.data();
+        std::fill_n(met, star.size, false);
+        met[*start] = true;
+        star.stack()[star.waiting++] = *start;
+        while (star.waiting != 0) {
+            const node_star::member& here = members[star.stack()[--star.waiting]];
+            give(here, node.id, node.copy[which]);
+            const shape_record& shape = *mesh_.kind(here.element).shape;
+            for (unsigned f = 0; f < shape.faces; ++f) {
+                const unsigned next = here.next[f];
+                if (next == node_star::outside || std::exchange(met[next], true) || members[next].places == 0)
+                    continue;
+                if (!on_surface(mesh_.face(here.element, shape.face[f])))
+                    star.stack()[star.waiting++] = next;
+            }
         }
         return true;
     }
 
     /// Puts the copy in the first place of the node. An element that the other side has reached, too, may no longer
     /// hold the node.
-    void give(unsigned element, unsigned node, unsigned copy) {
-        unsigned* const column = working_.col(element);
-        for (unsigned places = mesh_.places_of(node, element); places != 0; places &= places - 1)
+    void give(const node_star::member& to, unsigned node, unsigned copy) {
+        unsigned* const column = working_.col(to.element);
+        for (unsigned places = to.places; places != 0; places &= places - 1)
             if (unsigned& id = column[std::countr_zero(places)]; id == node) {
                 id = copy;
                 return;
             }
-    }
-
-    bool meet_neighbors(unsigned element, unsigned node) {
-        const shape_record& shape = *mesh_.kind(element).shape;
-        for (unsigned f = 0; f < shape.faces; ++f) {
-            const unsigned next = mesh_.neighbors(element)[f];
-            bool is_new = false;
-            if (next == no_node)
-                continue;
-            if (!walk_.meet(next, is_new))
-                return false;
-            if (!is_new || mesh_.places_of(node, next) == 0)
-                continue;
-            if (!on_surface(mesh_.face(element, shape.face[f])) && !walk_.push(next))
-                return false;
-        }
-        return true;
     }
 
     dense2D<double>& pos_;
@@ -317,12 +333,14 @@ private:
     const solid_elements mesh_;
     hbuckets<face> faces_;
     face_filter filter_;
-    hbuckets<keyed<std::uint32_t, unsigned>> nodes_; ///< with their places in `opened_`
+    /// Of each node in `opened_`: `no_node` when it is not copied, `unplaced` before it is met.
+    dense1D<unsigned, 8> place_;
+    std::size_t copied_ = 0; ///< number of nodes that are
     dense1D<opened_node, 8> opened_;
     std::size_t copies_ = 0;
     dense2D<unsigned int> working_;
-    node_balls balls_;
-    element_walk walk_;
+    node_stars stars_;
+    dense1D<bool, 8> met_; ///< of the members of a star
 };
 
 } // namespace

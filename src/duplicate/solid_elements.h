@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -11,17 +12,29 @@
 
 namespace quorl::meldra3d::detail {
 
-/// A shape of linear solids, with the corners of its faces as sets: bit k for local node k.
+/// A shape of linear solids, with its corners and faces as sets: bit k for local node k, bit f for face f.
 struct solid_kind {
     const shape_record* shape;
-    std::array<unsigned, 6> corners;
+    std::array<unsigned, 6> corners;  ///< of each face
+    std::array<unsigned, 8> faces_at; ///< each corner
+
+    constexpr unsigned all_faces() const { return (1u << shape->faces) - 1; }
+    /// The faces that hold one of some corners.
+    constexpr unsigned faces_with(unsigned places) const {
+        unsigned faces = 0;
+        for (; places != 0; places &= places - 1)
+            faces |= faces_at[std::size_t(std::countr_zero(places))];
+        return faces;
+    }
 };
 
 constexpr solid_kind solid_kind_of(const shape_record& shape) {
-    solid_kind kind{&shape, {}};
+    solid_kind kind{&shape, {}, {}};
     for (unsigned f = 0; f < shape.faces; ++f)
-        for (unsigned k = 0; k < shape.face[f].size; ++k)
+        for (unsigned k = 0; k < shape.face[f].size; ++k) {
             kind.corners[f] |= 1u << shape.face[f].node[k];
+            kind.faces_at[shape.face[f].node[k]] |= 1u << f;
+        }
     return kind;
 }
 
@@ -41,7 +54,7 @@ public:
     const unsigned* neighbors(unsigned element) const { return neighbors_ + element * neighbors_ld_; }
 
     const solid_kind& kind(unsigned element) const {
-        return solid_kinds[kind_place(mixed_records[2], nodes(element), rows_)];
+        return solid_kinds[rows_ == 4 ? 0 : kind_place(mixed_records[2], nodes(element), rows_)];
     }
 
     /// The set of the local nodes that are a node: empty when the element does not hold it.
