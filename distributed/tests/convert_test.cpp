@@ -1,5 +1,6 @@
 #include "check_part.h"
 #include "cuts.h"
+#include "delaunay.h"
 #include "failures.h"
 
 using namespace test;
@@ -67,6 +68,13 @@ TEST(MpiConvert, EveryCutAsTheSerialOne) {
             for (const dense1D<int, 8>& owners : many_owners(mesh.connectivity.cols()))
                 for (const counts& n : {for_quadratic, counts{2, 4, 3, 8, 1, 6, 1}})
                     expect_serial(mesh, owners, n);
+}
+
+TEST(MpiConvert, DelaunayMeshes) {
+    const whole_mesh mesh = delaunay_mesh(80);
+    for (const dense1D<int, 8>& owners : many_owners(mesh.connectivity.cols()))
+        for (const counts& n : {for_quadratic, counts{2, 0, 3, 0, 1, 0, 0}})
+            expect_serial(mesh, owners, n);
 }
 
 TEST(MpiConvert, PartsInAnyOrder) {

@@ -1,5 +1,6 @@
 #include <functional>
 
+#include "delaunay.h"
 #include "exchange.h"
 #include "searched_meshes.h"
 #include "support/failing_alloc.h"
@@ -117,6 +118,7 @@ void carry_in_all_cuts(const whole_mesh& mesh, std::size_t random_points) {
 TEST(Interpolate, GivesWhatTheLibraryGivesInTheElementOrAtTheNearestNode) {
     carry_in_all_cuts(shaken_cube(3), 60);
     carry_in_all_cuts(u_shape(), 30);
+    carry_in_all_cuts(delaunay_mesh(60), 60);
 }
 
 TEST(Interpolate, OfEquallyNearNodesTakesTheFirst) {

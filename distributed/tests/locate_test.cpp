@@ -1,5 +1,6 @@
 #include "box_tree.h"
 #include "cell_grid.h"
+#include "delaunay.h"
 #include "exchange.h"
 #include "searched_meshes.h"
 #include "support/failing_alloc.h"
@@ -53,7 +54,7 @@ result search(const distributed_mesh& part, const dense2D<double>& points, doubl
 
 /// Points found by one of this search and the serial one only.
 struct differences {
-    std::uint64_t points = 0, here = 0, serial = 0;
+    std::uint64_t points = 0, found = 0, here = 0, serial = 0;
 };
 
 /// Compares with the serial search: the same point of space in both elements. (Which of the elements that share a face
@@ -77,13 +78,14 @@ differences compare_with_serial(const whole_mesh& mesh, const dense2D<double>& p
     differences result;
     result.points = points.cols();
     for (std::size_t k = 0; k < points.cols(); ++k) {
+        result.found += found.elements[k] != no_id;
         result.here += found.elements[k] != no_id && elements[k] == no_node;
         result.serial += found.elements[k] == no_id && elements[k] != no_node;
         for (unsigned i = 0; i < 3 && found.elements[k] != no_id && elements[k] != no_node; ++i)
             EXPECT_NEAR(place(found.elements[k], found.local.col(k), i), place(elements[k], local.col(k), i), 1e-12);
     }
-    return {sum_of_all(result.points, MPI_COMM_WORLD), sum_of_all(result.here, MPI_COMM_WORLD),
-            sum_of_all(result.serial, MPI_COMM_WORLD)};
+    return {sum_of_all(result.points, MPI_COMM_WORLD), sum_of_all(result.found, MPI_COMM_WORLD),
+            sum_of_all(result.here, MPI_COMM_WORLD), sum_of_all(result.serial, MPI_COMM_WORLD)};
 }
 
 /// Searches a mesh, cut in all ways, and gives the differences from the serial search.
@@ -110,9 +112,9 @@ struct box_visits {
 void report(const char* name, const differences& found) {
     testing::Test::RecordProperty(name, int(found.here + found.serial));
     if (world_rank() == 0)
-        std::printf("%s: of %llu points, %llu are found across the ranks only, %llu serially only\n", name,
-                    static_cast<unsigned long long>(found.points), static_cast<unsigned long long>(found.here),
-                    static_cast<unsigned long long>(found.serial));
+        std::printf("%s: of %llu points %llu are found, %llu across the ranks only, %llu serially only\n", name,
+                    static_cast<unsigned long long>(found.points), static_cast<unsigned long long>(found.found),
+                    static_cast<unsigned long long>(found.here), static_cast<unsigned long long>(found.serial));
 }
 
 } // namespace
@@ -127,6 +129,13 @@ TEST(Locate, FindsTheFirstElementOfAllThatHoldAPointHoweverTheMeshIsCut) {
     report("regular cube", regular);
     EXPECT_EQ(regular.here, 0u);
     EXPECT_EQ(regular.serial, 0u);
+}
+
+TEST(Locate, FindsAllPointsOfDelaunayMeshes) {
+    const differences found = search_all_cuts(delaunay_mesh(120), 400); // whose outside is ragged
+    report("Delaunay mesh", found);
+    EXPECT_GT(3 * found.found, found.points);
+    EXPECT_EQ(found.serial, 0u);
 }
 
 TEST(Locate, FindsAllPointsOfReEntrantMeshes) {
