@@ -62,7 +62,11 @@ bool write_message(const distributed_mesh& part, int ranks, mesh_message& sent) 
     mesh_message_writer writer(part.pos, part.connectivity, part.node_ids, part.element_ids, sent);
     elements_at_nodes at_nodes;
     dense1D<unsigned, 8> elements;
-    if (!writer.begin(ranks) || !at_nodes.build(part))
+    if (!writer.begin(ranks))
+        return false;
+    if (part.neighbor_ranks.empty())
+        return true;
+    if (!at_nodes.build(part))
         return false;
     for (std::size_t n = 0; n < part.neighbor_ranks.size(); ++n)
         if (!list_elements(part, at_nodes, n, elements) || !writer.write(part.neighbor_ranks[n], elements))
@@ -76,28 +80,26 @@ public:
     extension(const distributed_mesh& part, const mesh_message& received, extended_part& extended)
         : part_(part), received_(received), extended_(extended) {}
 
-    bool build(int rank) { return number_nodes() && place_nodes() && order_elements() && write_elements(rank); }
+    bool build(int rank) { return number_nodes() && place_nodes() && write_elements(rank); }
 
 private:
     /// Finds the column of each node that came: that of the part where it has the node, otherwise a new one.
     bool number_nodes() {
         const dense1D<node_record, 8>& nodes = received_.nodes.records;
-        dense1D<numbered, 8> own, came;
-        if (!order_by_id(
-                part_.node_ids.size(), [&](std::size_t k) { return part_.node_ids[k]; }, own) ||
-            !order_by_id(
-                nodes.size(), [&](std::size_t k) { return nodes[k].id; }, came) ||
-            !column_of_.resize(nodes.size()))
+        id_order own, came;
+        if (!own.build(part_.node_ids.size(), [&](std::size_t k) { return part_.node_ids[k]; }) ||
+            !came.build(nodes.size(), [&](std::size_t k) { return nodes[k].id; }) || !column_of_.resize(nodes.size()))
             return false;
-        const numbered* mine = own.begin();
+        std::size_t mine = 0;
         for (std::size_t k = 0; k < came.size(); ++k) {
-            while (mine != own.end() && mine->id < came[k].id)
+            const std::size_t at = came[k];
+            while (mine != own.size() && part_.node_ids[own[mine]] < nodes[at].id)
                 ++mine;
-            if (mine != own.end() && mine->id == came[k].id)
-                column_of_[came[k].at] = mine->at;
-            else if (k > 0 && came[k - 1].id == came[k].id)
-                column_of_[came[k].at] = column_of_[came[k - 1].at];
-            else if (column_of_[came[k].at] = part_.pos.cols() + new_nodes_.size(); !new_nodes_.push_back(came[k].at))
+            if (mine != own.size() && part_.node_ids[own[mine]] == nodes[at].id)
+                column_of_[at] = own[mine];
+            else if (k > 0 && nodes[came[k - 1]].id == nodes[at].id)
+                column_of_[at] = column_of_[came[k - 1]];
+            else if (column_of_[at] = part_.pos.cols() + new_nodes_.size(); !new_nodes_.push_back(at))
                 return false;
         }
         return part_.pos.cols() + new_nodes_.size() <= meldra3d::detail::id_limit;
@@ -123,53 +125,43 @@ private:
         return true;
     }
 
-    /// Own elements are 0, 1, ..., those that came follow.
-    bool order_elements() {
-        const std::size_t own = part_.element_ids.size();
-        const dense1D<element_record, 8>& heads = received_.elements.records;
-        dense1D<numbered, 8> mine, came;
-        if (!order_by_id(
-                own, [&](std::size_t k) { return part_.element_ids[k]; }, mine) ||
-            !order_by_id(
-                heads.size(), [&](std::size_t k) { return heads[k].id; }, came) ||
-            !order_.resize(own + heads.size()))
-            return false;
-        for (numbered& element : came)
-            element.at += own;
-        std::merge(mine.begin(), mine.end(), came.begin(), came.end(), order_.begin());
-        return true;
-    }
-
+    /// Own elements and those that came, in the order of their IDs.
     bool write_elements(int rank) {
         const std::size_t own = part_.element_ids.size();
+        const dense1D<element_record, 8>& heads = received_.elements.records;
+        id_order mine, came;
         dense1D<int, 8> rank_of_came;
         dense1D<std::size_t, 8> nodes_from;
         extended_.connectivity.clear();
         extended_.element_ids.clear();
         extended_.ranks.clear();
         extended_.columns.clear();
-        if (!list_senders(rank_of_came, nodes_from) ||
-            !extended_.connectivity.resize(received_.rows, order_.size(), no_node) ||
-            !extended_.element_ids.resize(order_.size()) || !extended_.ranks.resize(order_.size()) ||
-            !extended_.columns.resize(order_.size()))
+        if (!mine.build(own, [&](std::size_t k) { return part_.element_ids[k]; }) ||
+            !came.build(heads.size(), [&](std::size_t k) { return heads[k].id; }) ||
+            !list_senders(rank_of_came, nodes_from) ||
+            !extended_.connectivity.resize(received_.rows, own + heads.size(), no_node) ||
+            !extended_.element_ids.resize(own + heads.size()) || !extended_.ranks.resize(own + heads.size()) ||
+            !extended_.columns.resize(own + heads.size()))
             return false;
-        for (std::size_t j = 0; j < order_.size(); ++j) {
-            const std::size_t at = order_[j].at;
+        for (std::size_t m = 0, c = 0; m + c < own + heads.size();) {
+            const std::size_t j = m + c;
             unsigned* const column = extended_.connectivity.col(j);
-            extended_.element_ids[j] = order_[j].id;
-            if (at < own) {
+            if (c == came.size() || (m < own && part_.element_ids[mine[m]] <= heads[came[c]].id)) {
+                const std::size_t at = mine[m++];
                 std::copy_n(part_.connectivity.col(at), part_.connectivity.rows(), column);
+                extended_.element_ids[j] = part_.element_ids[at];
                 extended_.ranks[j] = rank;
                 extended_.columns[j] = static_cast<unsigned>(at);
                 continue;
             }
-            const std::size_t came = at - own;
-            const auto sender = std::size_t(rank_of_came[came]);
-            extended_.ranks[j] = rank_of_came[came];
-            extended_.columns[j] = received_.elements.records[came].column;
+            const std::size_t at = came[c++];
+            extended_.element_ids[j] = heads[at].id;
+            extended_.ranks[j] = rank_of_came[at];
+            extended_.columns[j] = heads[at].column;
+            const std::size_t first = nodes_from[std::size_t(rank_of_came[at])];
             for (std::size_t i = 0; i < received_.rows; ++i)
-                if (const unsigned place = received_.connectivity[came * received_.rows + i]; place != no_node)
-                    column[i] = static_cast<unsigned>(column_of_[nodes_from[sender] + place]);
+                if (const unsigned place = received_.connectivity[at * received_.rows + i]; place != no_node)
+                    column[i] = static_cast<unsigned>(column_of_[first + place]);
         }
         return true;
     }
@@ -194,7 +186,6 @@ private:
     extended_part& extended_;
     dense1D<std::size_t, 8> column_of_; ///< of each node that came
     dense1D<std::size_t, 8> new_nodes_; ///< those that came and the part has not, in the order of IDs
-    dense1D<numbered, 8> order_;        ///< of the elements
 };
 
 } // namespace

@@ -30,17 +30,17 @@ struct question {
     std::uint32_t place;  ///< among the entries of its columns of the result
 };
 
-/// For each count that came, the sum of those of lower elements, and the sum of all. False when memory ran out.
-bool sum_up(const dense1D<element_count, 8>& came, dense1D<std::uint64_t, 8>& sums, std::uint64_t& total) {
-    dense1D<numbered, 8> order;
-    if (!order_by_id(
-            came.size(), [&](std::size_t k) { return came[k].element; }, order) ||
-        !sums.resize(came.size()))
+/// For each of n elements, of the ID and the count that element_at(k) gives, the sum of the counts of those with lower
+/// IDs; and the sum of all. False when memory ran out.
+template <class ElementAt>
+bool sum_up(std::size_t n, const ElementAt& element_at, dense1D<std::uint64_t, 8>& sums, std::uint64_t& total) {
+    id_order order;
+    if (!order.build(n, [&](std::size_t k) { return element_at(k).element; }) || !sums.resize(n))
         return false;
     total = 0;
-    for (const numbered& element : order) {
-        sums[element.at] = total;
-        total += came[element.at].count;
+    for (std::size_t k = 0; k < n; ++k) {
+        sums[order[k]] = total;
+        total += element_at(order[k]).count;
     }
     return true;
 }
@@ -99,7 +99,7 @@ private:
             });
             if (own) {
                 const unsigned column = extended_.columns[element];
-                found_.own[column] = element;
+                found_.own[column] = static_cast<unsigned>(element);
                 first_[column] = first;
                 counts_[column] = met - first;
             }
@@ -282,14 +282,14 @@ int extend_in_rows(const distributed_mesh& part, std::size_t rows, extended_part
 int sum_below(const distributed_mesh& part, const dense1D<unsigned int, 8>& counts, dense1D<std::uint64_t, 8>& sums,
               std::uint64_t& total, MPI_Comm comm) {
     const auto ranks = static_cast<std::uint64_t>(size_of(comm));
+    const auto own = [&](std::size_t j) { return element_count{part.element_ids[j], counts[j]}; };
+    if (ranks == 1)
+        return sum_up(counts.size(), own, sums, total) ? 0 : no_memory;
     const std::uint64_t each = part.elements / ranks + 1; // global IDs that a rank adds up
     by_rank<element_count> sent, came;
     dense1D<std::size_t, 8> place;
     const bool sorted = sort_by_rank(
-        counts.size(), size_of(comm), [&](std::size_t j) { return static_cast<int>(part.element_ids[j] / each); },
-        [&](std::size_t j) {
-            return element_count{part.element_ids[j], counts[j]};
-        },
+        counts.size(), size_of(comm), [&](std::size_t j) { return static_cast<int>(part.element_ids[j] / each); }, own,
         sent, place);
     if (const int status = agree(sorted ? 0 : no_memory, comm); status < 0)
         return status;
@@ -298,7 +298,8 @@ int sum_below(const distributed_mesh& part, const dense1D<unsigned int, 8>& coun
 
     dense1D<std::uint64_t, 8> replies, got;
     std::uint64_t here = 0;
-    const bool summed = sum_up(came.records, replies, here) && sums.resize(counts.size());
+    const auto at = [&](std::size_t k) { return came.records[k]; };
+    const bool summed = sum_up(came.records.size(), at, replies, here) && sums.resize(counts.size());
     if (const int status = agree(summed ? 0 : no_memory, comm); status < 0)
         return status;
     std::uint64_t before = 0; // of ranks below, which leaves rank 0 as it is

@@ -49,7 +49,7 @@ struct new_nodes {
     dense1D<unsigned int, 8> source;    ///< the place of each in the range of the extended result
     dense1D<unsigned int, 8> place;     ///< of each in that range: its place here; `no_node` for what is cut off
     dense1D<shared_new_node, 8> shared; ///< by rank and number
-    dense1D<std::size_t, 8> own;        ///< the element of the extended part that is each of the part's own
+    dense1D<unsigned int, 8> own;       ///< the element of the extended part that is each of the part's own
 };
 
 /// Numbers the new nodes of a result, those of a range of IDs. Collective over `comm`; the same status on all ranks: 0,
@@ -105,7 +105,7 @@ int cut_nodes(const distributed_mesh& part, dense2D<double>& pos, const part_num
 template <class Write>
 bool move_elements(extended_result& result, const new_nodes& found, dense2D<unsigned int>& cut, const Write& write) {
     dense2D<unsigned int>& all = result.connectivity;
-    const dense1D<std::size_t, 8>& own = found.own;
+    const dense1D<unsigned int, 8>& own = found.own;
     std::size_t columns = 0;
     for (const std::size_t element : own)
         columns += result.end(element) - result.begin(element);

@@ -91,9 +91,9 @@ struct shared_lists {
 
 /// Makes the lists of what others have of this part's nodes.
 bool make_lists(const distributed_mesh& part, dense1D<holder, 8>& others, shared_lists& lists) {
-    dense1D<numbered, 8> own;
+    id_order own;
     const auto id_at = [&](std::size_t j) { return part.node_ids[j]; };
-    if (!order_by_id(part.node_ids.size(), id_at, own) || !lists.nodes.resize(others.size()))
+    if (!own.build(part.node_ids.size(), id_at) || !lists.nodes.resize(others.size()))
         return false;
     std::sort(others.begin(), others.end(),
               [](const holder& a, const holder& b) { return a.rank != b.rank ? a.rank < b.rank : a.id < b.id; });
@@ -101,7 +101,7 @@ bool make_lists(const distributed_mesh& part, dense1D<holder, 8>& others, shared
         if (k == 0 || others[k].rank != others[k - 1].rank)
             if (!lists.neighbors.push_back(others[k].rank) || !lists.first.push_back(k))
                 return false;
-        lists.nodes[k] = static_cast<unsigned>(std::lower_bound(own.begin(), own.end(), numbered{others[k].id, 0})->at);
+        lists.nodes[k] = static_cast<unsigned>(own.find(others[k].id, id_at));
     }
     return lists.first.push_back(others.size());
 }

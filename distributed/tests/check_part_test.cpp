@@ -1,3 +1,4 @@
+#include "by_id.h"
 #include "check_part.h"
 
 #include "exchange.h"
@@ -116,4 +117,33 @@ TEST(AgreeOnPart, GivesOneStatusToAll) {
     part = lone_part();
     part.type = world_rank() == 0 ? ET_T3 : ET_TH4;
     EXPECT_EQ(agree_on_part(0, part, MPI_COMM_WORLD), one_differs);
+}
+
+TEST(IDOrder, IsThatOfTheIDs) {
+    std::mt19937_64 random(5);
+    for (const std::size_t n : {0u, 1u, 2u, 100u, 5000u, 70000u})
+        for (const unsigned bits : {1u, 17u, 40u, 64u}) {
+            std::vector<std::uint64_t> ids(n);
+            for (std::uint64_t& id : ids)
+                id = (random() >> (64 - bits)) + (bits < 64 ? 1000000000000 : 0);
+            for (const bool sorted : {false, true}) {
+                if (sorted)
+                    std::sort(ids.begin(), ids.end());
+                const auto id_at = [&](std::size_t k) { return ids[k]; };
+                meldra3d_mpi::detail::id_order order;
+                ASSERT_TRUE(order.build(n, id_at));
+                ASSERT_EQ(order.size(), n);
+                std::vector<std::size_t> expected(n);
+                std::iota(expected.begin(), expected.end(), std::size_t(0));
+                std::stable_sort(expected.begin(), expected.end(),
+                                 [&](std::size_t a, std::size_t b) { return ids[a] < ids[b]; });
+                std::vector<bool> seen(n, false);
+                for (std::size_t k = 0; k < n; ++k) {
+                    ASSERT_EQ(ids[order[k]], ids[expected[k]]);
+                    seen[order[k]] = true;
+                    ASSERT_EQ(ids[order.find(ids[k], id_at)], ids[k]);
+                }
+                EXPECT_EQ(std::count(seen.begin(), seen.end(), false), 0);
+            }
+        }
 }
