@@ -17,6 +17,7 @@
 #include "convert/node_layout.h"
 #include "convert/reference_nodes.h"
 #include "convert/shared_nodes.h"
+#include "convert/single_nodes.h"
 #include "frame/element_tables.h"
 #include "frame/id_count.h"
 
@@ -130,7 +131,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t elements_each = 16;
+    static constexpr std::size_t elements_each = 64;
 
     bool write(std::size_t first, std::size_t last) {
         const group_visit* edge = edges_.data();
@@ -214,9 +215,10 @@ public:
     }
 
     void run(const dense2D<unsigned int>& connect, const mesh_layouts& layouts, const dense2D<unsigned int>& out) {
+        if (!bent_ && counts_.nE <= 1 && counts_.nQ <= 1 && counts_.nT <= 1 && counts_.nH <= 1 && counts_.nX <= 1)
+            return run_singles(connect, out);
         for (std::size_t j = 0; j < connect.cols(); ++j) {
-            if (j + ahead < connect.cols())
-                prefetch(connect.col(j + ahead), connect.rows());
+            ask_for(connect, j + ahead);
             place_element(layouts.of(connect.col(j)), out.col(j));
         }
     }
@@ -241,6 +243,51 @@ private:
                 __builtin_prefetch(node(column[i]));
     }
 
+    [[gnu::always_inline]] void ask_for(const dense2D<unsigned int>& connect, std::size_t j) const {
+        if (j < connect.cols())
+            prefetch(connect.col(j), connect.rows());
+    }
+
+    /// Of elements with at most one node inside each edge, face and interior.
+    void run_singles(const dense2D<unsigned int>& connect, const dense2D<unsigned int>& out) {
+        for_each_element(
+            connect, 0, connect.cols(), [&]<const shape_record & Solid>(std::size_t j) __attribute__((always_inline)) {
+                ask_for(connect, j + ahead);
+                place_singles<Solid>(out.col(j));
+            });
+    }
+
+    /// One node behind the other; each that is not new is written over by the next. So there is no branch, which would
+    /// often be mispredicted, but where the last nodes come near.
+    template <const shape_record& Solid>
+    [[gnu::always_inline]] void place_singles(const unsigned* column) {
+        const single_nodes<Solid> element(nodes_, ld_, column);
+        const single_counts counts{counts_.nE != 0, counts_.nT != 0, counts_.nQ != 0, interior_count<Solid>() != 0};
+        const unsigned* id = column + Solid.nodes;
+        std::size_t next = next_;
+        if (next + Solid.edges + Solid.faces < last_)
+            element.for_each(
+                counts, [&](const paired_point& p) __attribute__((always_inline)) {
+                    p.write(node(next));
+                    next += std::size_t(*id++ == next);
+                });
+        else
+            element.for_each(
+                counts, [&](const paired_point& p) __attribute__((always_inline)) {
+                    if (*id++ == next)
+                        p.write(node(next++));
+                });
+        next_ = next;
+    }
+
+    template <const shape_record& Solid>
+    unsigned interior_count() const {
+        return Solid.nodes == 8   ? counts_.nH
+               : Solid.nodes == 6 ? counts_.nX
+               : Solid.nodes == 5 ? counts_.nY
+                                  : counts_.nTH;
+    }
+
     double place(unsigned i) const { return 2.0 * (i + 1) / (depth_ + 1) - 1; }
 
     double* node(std::size_t id) const { return nodes_ + id * ld_; }
@@ -255,32 +302,12 @@ private:
     void place_element(const element_layout& layout, const unsigned* column) {
         for (unsigned k = 0; k < layout.solid->nodes; ++k)
             vertices_[k] = at(column[k]);
-        if (counts_.nE != 1 || next_ + layout.solid->edges > last_)
-            place_edges(*layout.solid, column + layout.solid->nodes);
-        else
-            with_shape(layout.form, [&]<const shape_record & Solid>() { place_middles<Solid>(column + Solid.nodes); });
+        place_edges(*layout.solid, column + layout.solid->nodes);
         for (unsigned f = 0; f < layout.solid->faces; ++f)
             if (layout.face_size[f] != 0 && column[layout.face_row[f]] == next_)
                 place_face(layout, f, column);
         if (layout.interior != 0)
             place_interior(layout, column);
-    }
-
-    /// The middles of edges, one place behind the other; each that is not new is written over by the next. So there is
-    /// no branch, which would often be mispredicted.
-    template <const shape_record& Solid>
-    void place_middles(const unsigned* ids) {
-        std::size_t next = next_;
-        [&]<std::size_t... E>(std::index_sequence<E...>) {
-            const auto place = [&](const point& a, const point& b, unsigned id) {
-                const point p = middle_of_edge(a, b);
-                std::copy_n(&p[0], 3, node(next));
-                next += std::size_t(id == next);
-            };
-            (place(vertices_[Solid.edge[E][0]], vertices_[Solid.edge[E][1]], ids[E]), ...);
-        }
-        (std::make_index_sequence<Solid.edges>());
-        next_ = next;
     }
 
     void place_edges(const shape_record& solid, const unsigned* ids) {
@@ -381,9 +408,9 @@ bool memory_suffices(const dense2D<unsigned int>& out, std::uint64_t nodes) {
 std::uint64_t number_nodes(const conversion_inputs& in, const mesh_layouts& layouts, const node_counts& counts,
                            std::uint64_t first_new, edge_list& ends, dense2D<unsigned int>& out) {
     shared_nodes shared(counts, first_new);
-    const bool done = shared.find(in.connect, in.faces, in.edges) &&
+    const bool done = out.resize(layouts.width(), in.connect.cols()) &&
+                      shared.find(in.connect, in.faces, in.edges, {out.data(), out.size()}) &&
                       (!layouts.only_middles() || ends.resize(shared.edges())) &&
-                      out.resize(layouts.width(), in.connect.cols()) &&
                       connectivity_writer(in.connect, layouts, counts, shared, ends.data(), out).run();
     return done ? shared.next() : 0;
 }

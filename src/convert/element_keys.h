@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
@@ -37,6 +38,14 @@ struct face_visits {
     /// Tetrahedra alone have no quadrangles.
     bool any_in(const dense2D<unsigned int>& connect) const {
         return triangles || (quadrangles && connect.rows() != tetrahedron_record.nodes);
+    }
+
+    /// How many of them an element has.
+    template <const shape_record& Record>
+    std::size_t of() const {
+        constexpr auto with_3 = std::size_t(
+            std::count_if(Record.face_nodes.begin(), Record.face_nodes.end(), [](auto& f) { return f.size == 3; }));
+        return (triangles ? with_3 : 0) + (quadrangles ? Record.faces - with_3 : 0);
     }
 
     template <const shape_record& Record, std::size_t F, class Visit>

@@ -48,7 +48,9 @@ void visit_given(const dense2D<unsigned int>& faces, const dense2D<unsigned int>
 /// with a node missing cannot be used: its nodes are created.
 template <class Key>
 void set_given(node_groups<Key>& groups, const Key& key, const unsigned* ids, unsigned n) {
-    const unsigned group = groups.next(key).group;
+    group_visit visit{};
+    groups.next(1, &visit);
+    const unsigned group = visit.group;
     const bool whole = std::find(ids, ids + n, no_node) == ids + n;
     groups.first[group] = whole ? ids[0] : no_node;
     if (groups.ordered) {
@@ -68,7 +70,7 @@ struct id_group {
 } // namespace
 
 bool shared_nodes::find(const dense2D<unsigned int>& connect, const dense2D<unsigned int>& faces,
-                        const dense2D<unsigned int>& edges) {
+                        const dense2D<unsigned int>& edges, lent_room lent) {
     const auto given = [&](const auto& visit_edge, const auto& visit_face) {
         visit_given(faces, edges, connect.rows(), counts_, visit_edge, visit_face);
     };
@@ -84,7 +86,7 @@ bool shared_nodes::find(const dense2D<unsigned int>& connect, const dense2D<unsi
         if (face_keys_.any_in(connect))
             for_each_key(connect, 0, connect.cols(), face_keys_, visit);
     };
-    if (!edges_.run(counts_.nE > 1, each_edge) || !faces_.run(counts_.nT > 1 || counts_.nQ > 1, each_face))
+    if (!edges_.run(counts_.nE > 1, each_edge, lent) || !faces_.run(counts_.nT > 1 || counts_.nQ > 1, each_face, lent))
         return false;
     given([&](const elfes::edge2& key, const unsigned* ids) { set_given(edges_, key, ids, counts_.nE); },
           [&](const elfes::face_mix& key, const unsigned* ids) {
@@ -95,16 +97,16 @@ bool shared_nodes::find(const dense2D<unsigned int>& connect, const dense2D<unsi
 
 void shared_nodes::look_up(const dense2D<unsigned int>& connect, std::size_t first, std::size_t last,
                            group_visit* edge_groups, group_visit* face_groups) {
+    std::size_t edges = 0;
+    std::size_t faces = 0;
+    for_each_element(
+        connect, first, last, [&]<const shape_record & Solid>(std::size_t) __attribute__((always_inline)) {
+            edges += Solid.edges;
+            faces += face_keys_.of<Solid>();
+        });
     if (edge_keys_)
-        for_each_key(
-            connect, first, last, edge_visits(), [&](const elfes::edge2& key) __attribute__((always_inline)) {
-                *edge_groups++ = edges_.next(key);
-            });
-    if (face_keys_.any_in(connect))
-        for_each_key(
-            connect, first, last, face_keys_, [&](const elfes::face_mix& key) __attribute__((always_inline)) {
-                *face_groups++ = faces_.next(key);
-            });
+        edges_.next(edges, edge_groups);
+    faces_.next(faces, face_groups);
 }
 
 void shared_nodes::list_edge(unsigned group, const elfes::edge2& edge, unsigned* ids) const {

@@ -32,20 +32,23 @@ struct node_groups {
     dense1D<Key, 8> key;               ///< of each group as it came first or was given
     dense1D<const unsigned*, 8> given; ///< the caller's list of its nodes, null for new ones, whose IDs rise
 
-    /// Numbers the keys of a sequence. False when there is no memory.
+    /// Numbers the keys of a sequence; `lent` is written to. False when there is no memory.
     template <class ForEachKey>
-    bool run(bool in_order, const ForEachKey& for_each_key) {
+    bool run(bool in_order, const ForEachKey& for_each_key, lent_room lent) {
         ordered = in_order;
-        return numbers.run(for_each_key) && ids.resize(numbers.size()) &&
+        return numbers.run(for_each_key, lent) && ids.resize(numbers.size()) &&
                (!ordered || (key.resize(numbers.size()) && given.resize(numbers.size(), nullptr))) &&
                (first = ids.data(), true);
     }
 
-    /// The group of the next key of the sequence; what is known of it is asked for.
-    [[gnu::always_inline]] group_visit next(const Key& next_key) {
-        const auto [group, is_first] = numbers.next(next_key);
-        __builtin_prefetch(first + group);
-        return {group, is_first};
+    /// The groups of the next n keys of the sequence; what is known of them is asked for.
+    void next(std::size_t n, group_visit* to) {
+        const unsigned* const known = first;
+        numbers.next(
+            n, [&](unsigned group, bool is_first) __attribute__((always_inline)) {
+                __builtin_prefetch(known + group);
+                *to++ = {group, is_first};
+            });
     }
 
     /// True when the group has no nodes: nothing is known of one that is met for the first time, and one that was given
@@ -62,12 +65,12 @@ public:
     shared_nodes(const node_counts& counts, std::uint64_t first_new)
         : counts_(counts), side_(square_side(counts.nQ).value_or(0)), first_new_(first_new), next_(first_new) {}
 
-    /// Finds the edges and faces that elements share with each other and with the given ones. False when there is no
-    /// memory.
+    /// Finds the edges and faces that elements share with each other and with the given ones; `lent` is written to.
+    /// False when there is no memory.
     bool find(const dense2D<unsigned int>& connect, const dense2D<unsigned int>& faces,
-              const dense2D<unsigned int>& edges);
+              const dense2D<unsigned int>& edges, lent_room lent);
 
-    /// The groups of the edges and faces of an element, in the order of the elements.
+    /// The groups of the edges and faces of the next elements, which are asked for in order.
     void look_up(const dense2D<unsigned int>& connect, std::size_t first, std::size_t last, group_visit* edge_groups,
                  group_visit* face_groups);
 

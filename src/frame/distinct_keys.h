@@ -13,28 +13,40 @@
 
 namespace quorl::meldra3d::detail {
 
+/// Memory of the caller that may be written to for a while.
+struct lent_room {
+    unsigned* words = nullptr;
+    std::size_t size = 0; ///< in words
+};
+
 /// Numbers the distinct keys of a long sequence: equal keys get the same number, and the numbers are 0, 1, 2 and so on
 /// in no particular order.
 ///
 /// One hashed table of the edges or faces of a mesh in random order would be read outside the caches at every key. So
 /// the keys are first written to partitions by a few bits of another hash, in their own order, and a table that fits
 /// the cache is filled with one partition after another (S. Manegold, P. Boncz, M. Kersten, "Optimizing main-memory
-/// join on modern hardware", IEEE TKDE 14(4), 2002). The numbers of a partition take the place of its keys. Whoever
-/// goes through the same keys once more gets them back in the order of the sequence, which is kept in each partition.
+/// join on modern hardware", IEEE TKDE 14(4), 2002). Whoever goes through the same keys once more gets their numbers in
+/// the order of the sequence, which is kept in each partition.
+///
+/// The numbers stand one behind the other. The first keys lie where numbers will, which are written over keys that were
+/// read before, and the others in room that the caller lends: so most of the memory is in use only once.
 template <class Key>
 class distinct_keys {
 public:
-    /// Numbers the keys for which `for_each_key(visit)` calls visit(key), in the same order every time. False when
-    /// there is no memory.
+    /// Numbers the keys for which `for_each_key(visit)` calls visit(key), in the same order every time. Writes to
+    /// `lent` where it is large enough. False when there is no memory.
     template <class ForEachKey>
-    bool run(const ForEachKey& for_each_key) {
+    bool run(const ForEachKey& for_each_key, lent_room lent = {}) {
         table slots;
-        if (!distribute(for_each_key) || !slots.resize(most_keys()))
+        dense1D<unsigned, 8> own;
+        if (!find_partitions(for_each_key) || !numbers_.resize(begin_[partitions_]) || !lay_out(lent, own) ||
+            !slots.resize(most_keys()))
             return false;
-        for (std::size_t p = 0; p < partitions(); ++p) {
-            unsigned* const words = words_.data() + words_each * begin_[p];
-            cursors_[p] = {words, size_};
-            const std::uint64_t next = slots.number(words, end_[p] - begin_[p], size_);
+        distribute(for_each_key);
+        for (std::size_t p = 0; p < partitions_; ++p) {
+            unsigned* const numbers = numbers_.data() + begin_[p];
+            cursors_[p] = {numbers, size_};
+            const std::uint64_t next = slots.number(keys_[p], begin_[p + 1] - begin_[p], size_, numbers);
             if (next > no_node) // no number left
                 return false;
             size_ = static_cast<unsigned>(next);
@@ -45,20 +57,20 @@ public:
     /// How many distinct keys there are.
     unsigned size() const { return size_; }
 
-    /// The number of a key, and whether none before has it.
-    struct numbered {
-        unsigned number;
-        bool is_first;
-    };
-
-    /// The next key of the sequence.
-    [[gnu::always_inline]] numbered next(const Key& key) {
-        cursor& at = cursors_[partition_of(key)];
-        const unsigned number = *at.next++;
-        __builtin_prefetch(at.next + 31); // two lines on: there are more partitions than processors read ahead of
-        const bool is_first = number == at.unused;
-        at.unused += unsigned(is_first);
-        return {number, is_first};
+    /// Calls visit(number, is_first) for the next n keys of the sequence: is_first when no key before has the number.
+    template <class Visit>
+    [[gnu::always_inline]] void next(std::size_t n, Visit visit) {
+        const unsigned char* p = next_partition_;
+        for (next_partition_ += n; p != next_partition_; ++p) {
+            cursor& at = cursors_[*p];
+            const unsigned* const next = at.next;
+            const unsigned number = *next;
+            __builtin_prefetch(next + 32); // two lines on: there are more partitions than processors read ahead of
+            at.next = next + 1;
+            const bool is_first = number == at.unused;
+            at.unused += unsigned(is_first);
+            visit(number, is_first);
+        }
     }
 
 private:
@@ -77,25 +89,35 @@ private:
             return keys_.resize(slots) && numbers_.resize(slots);
         }
 
-        /// Writes the numbers of n keys, the least of which is `next`, over keys that were read before. Returns what is
-        /// next to the largest.
-        std::uint64_t number(unsigned* words, std::uint64_t n, std::uint64_t next) {
+        /// Writes the numbers of n keys, the least of which is `next`, perhaps over keys that were read before. Returns
+        /// what is next to the largest.
+        std::uint64_t number(const unsigned* words, std::uint64_t n, std::uint64_t next, unsigned* to) {
             const unsigned bits = bits_for(n);
             const std::size_t mask = (std::size_t(1) << bits) - 1;
             ordered_key* const keys = keys_.data();
             unsigned* const numbers = numbers_.data();
             std::memset(keys, free_byte, (mask + 1) * sizeof(ordered_key));
-            for (std::uint64_t k = 0; k < n; ++k) {
+            const auto key_at = [&](std::uint64_t k) __attribute__((always_inline)) {
                 ordered_key key;
                 std::memcpy(&key, words + words_each * k, sizeof key);
+                return key;
+            };
+            for (std::uint64_t k = 0; k < n; ++k) {
+                const std::uint64_t later = hash(key_at(std::min(k + ahead, n - 1))) >> (64 - bits);
+                __builtin_prefetch(keys + later);
+                __builtin_prefetch(numbers + later);
+                const ordered_key key = key_at(k);
                 std::size_t at = std::size_t(hash(key) >> (64 - bits));
-                while (!(keys[at] == key) && !is_free(keys[at]))
+                while ((int(keys[at] == key) | int(is_free(keys[at]))) == 0)
                     at = (at + 1) & mask;
-                if (is_free(keys[at])) {
-                    keys[at] = key;
-                    numbers[at] = static_cast<unsigned>(next++);
-                }
-                words[k] = numbers[at];
+                // Whether a key is new is foreseen no better than the toss of a coin: so there is no branch.
+                const auto is_new = unsigned(is_free(keys[at]));
+                const unsigned known = numbers[at];
+                const unsigned number = known ^ ((known ^ static_cast<unsigned>(next)) & (0 - is_new));
+                keys[at] = key;
+                numbers[at] = number;
+                to[k] = number;
+                next += is_new;
             }
             return next;
         }
@@ -108,6 +130,8 @@ private:
                 ++bits;
             return bits;
         }
+
+        static constexpr std::uint64_t ahead = 8; // keys whose slots are on their way
 
         // The first word of a free slot is `no_node` twice, which no key has.
         static constexpr int free_byte = 0xFF;
@@ -136,16 +160,14 @@ private:
     static constexpr std::uint64_t partition_keys = (std::uint64_t(3) << 18) / sizeof(Key);
     // With fewer partitions the table would be as large as the keys.
     static constexpr unsigned fewest_bits = 4;
-    // More partitions are slow to write to: lines of too many are open at a time.
-    static constexpr unsigned most_bits = 8;
+    // More partitions are slow to write to: lines and pages of too many are open at a time.
+    static constexpr unsigned most_bits = 6;
     static constexpr std::size_t most_partitions = std::size_t(1) << most_bits;
-
-    std::size_t partitions() const { return std::size_t(1) << (64 - shift_); }
 
     std::uint64_t most_keys() const {
         std::uint64_t most = 0;
-        for (std::size_t p = 0; p < partitions(); ++p)
-            most = std::max(most, end_[p] - begin_[p]);
+        for (std::size_t p = 0; p < partitions_; ++p)
+            most = std::max(most, begin_[p + 1] - begin_[p]);
         return most;
     }
 
@@ -160,44 +182,80 @@ private:
         }
         return (sum * 0x9E3779B97F4A7C15u) ^ (all * 0xD6E8FEB86659FD93u);
     }
-    [[gnu::always_inline]] std::size_t partition_of(const Key& key) const { return std::size_t(mix(key) >> shift_); }
 
+    /// Counts the keys.
     template <class ForEachKey>
-    bool distribute(const ForEachKey& for_each_key) {
-        std::array<std::uint64_t, most_partitions> end{};
-        const auto count = [&end](const Key& key) __attribute__((always_inline)) {
-            ++end[mix(key) >> (64 - most_bits)];
-        };
-        for_each_key(count);
-        const std::uint64_t total = std::accumulate(end.begin(), end.end(), std::uint64_t(0));
+    static std::uint64_t count(const ForEachKey& for_each_key) {
+        std::uint64_t n = 0;
+        for_each_key([&](const Key&) __attribute__((always_inline)) { ++n; });
+        return n;
+    }
+
+    /// Finds the partition of each key. False when there is no memory.
+    template <class ForEachKey>
+    bool find_partitions(const ForEachKey& for_each_key) {
+        const std::uint64_t total = count(for_each_key);
+        if (total > ~std::uint64_t(0) / sizeof(Key) || !partition_.resize(total))
+            return false;
         unsigned bits = fewest_bits;
         while (bits < most_bits && total >> bits > partition_keys)
             ++bits;
-        shift_ = 64 - bits;
-        std::uint64_t begin = 0;
-        for (std::size_t p = 0; p < partitions(); ++p) {
-            const std::size_t parts = most_partitions / partitions(); // that were counted one by one
-            begin_[p] = begin;
-            begin = std::accumulate(&end[p * parts], &end[p * parts] + parts, begin);
-        }
-        end = begin_;
-        if (!words_.resize(words_each * total))
-            return false;
-        unsigned* const words = words_.data();
-        const unsigned shift = shift_;
-        const auto write = [&](const Key& key) __attribute__((always_inline)) {
-            const ordered_key ordered = key.ordered();
-            std::memcpy(words + words_each * end[mix(key) >> shift]++, &ordered, sizeof ordered);
-        };
-        for_each_key(write);
-        end_ = end;
+        partitions_ = std::size_t(1) << bits;
+        // Counted by more bits than tell the partition: additions to one counter soon after each other would wait.
+        constexpr unsigned counted_bits = 8;
+        std::array<std::uint64_t, std::size_t(1) << counted_bits> counts{};
+        unsigned char* to = partition_.data();
+        for_each_key([&](const Key& key) __attribute__((always_inline)) {
+            const auto counted = std::size_t(mix(key) >> (64 - counted_bits));
+            *to++ = static_cast<unsigned char>(counted >> (counted_bits - bits));
+            ++counts[counted];
+        });
+        const std::size_t parts = counts.size() / partitions_; // that were counted one by one
+        for (std::size_t p = 0; p < partitions_; ++p)
+            begin_[p + 1] = std::accumulate(&counts[p * parts], &counts[p * parts] + parts, begin_[p]);
+        next_partition_ = partition_.data();
         return true;
     }
 
-    unsigned shift_ = 64 - fewest_bits;
-    std::array<std::uint64_t, most_partitions> begin_{};
-    std::array<std::uint64_t, most_partitions> end_{};
-    dense1D<unsigned, 8> words_; ///< the keys of the partitions; then, from the start of each, their numbers
+    /// Finds places for the keys of each partition: in the room of the numbers as long as they fit, then in the room
+    /// that is lent or, where that is too small, `own`. False when there is no memory.
+    bool lay_out(lent_room lent, dense1D<unsigned, 8>& own) {
+        const std::uint64_t total = begin_[partitions_];
+        std::size_t p = 0;
+        for (; p < partitions_ && words_each * begin_[p + 1] <= total; ++p)
+            keys_[p] = numbers_.data() + words_each * begin_[p];
+        const std::uint64_t others = words_each * (total - begin_[p]);
+        if (others > lent.size) {
+            if (!own.resize(others))
+                return false;
+            lent.words = own.data();
+        }
+        for (const std::uint64_t first = begin_[p]; p < partitions_; ++p)
+            keys_[p] = lent.words + words_each * (begin_[p] - first);
+        return true;
+    }
+
+    /// Writes the keys to their partitions.
+    template <class ForEachKey>
+    void distribute(const ForEachKey& for_each_key) {
+        std::array<unsigned*, most_partitions> to = keys_;
+        const unsigned char* p = partition_.data();
+        const auto write = [&](const Key& key) __attribute__((always_inline)) {
+            const ordered_key ordered = key.ordered();
+            unsigned*& next = to[*p++];
+            unsigned* const at = next;
+            next += words_each;
+            std::memcpy(at, &ordered, sizeof ordered);
+        };
+        for_each_key(write);
+    }
+
+    std::size_t partitions_ = 0;
+    dense1D<unsigned char, 8> partition_; ///< of each key of the sequence
+    const unsigned char* next_partition_ = nullptr;
+    std::array<std::uint64_t, most_partitions + 1> begin_{}; ///< of the numbers of each partition
+    std::array<unsigned*, most_partitions> keys_{};
+    dense1D<unsigned, 8> numbers_;
     std::array<cursor, most_partitions> cursors_{};
     unsigned size_ = 0;
 };

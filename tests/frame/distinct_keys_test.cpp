@@ -20,24 +20,35 @@ namespace {
 
 /// Numbers the keys, and checks them against those of an ordinary map; `name` is the same for equal keys only.
 template <class Key, class Name>
-void expect_numbers(const std::vector<Key>& keys, Name name) {
+void expect_numbers_with(std::vector<unsigned> lent, const std::vector<Key>& keys, Name name) {
     distinct_keys<Key> distinct;
-    ASSERT_TRUE(distinct.run([&](const auto& visit) {
+    const auto each_key = [&](const auto& visit) {
         for (const Key& key : keys)
             visit(key);
-    }));
+    };
+    ASSERT_TRUE(distinct.run(each_key, {lent.data(), lent.size()}));
     std::map<decltype(name(keys[0])), unsigned> number_of;
     std::vector<bool> taken(distinct.size());
-    for (const Key& key : keys) {
-        const auto [number, is_first] = distinct.next(key);
+    std::size_t k = 0;
+    const auto expect_next = [&](unsigned number, bool is_first) {
         ASSERT_LT(number, distinct.size());
-        const auto [known, is_new] = number_of.emplace(name(key), number);
+        const auto [known, is_new] = number_of.emplace(name(keys[k++]), number);
         ASSERT_EQ(known->second, number);
         ASSERT_EQ(is_first, is_new);
         ASSERT_EQ(taken[number], !is_new);
         taken[number] = true;
-    }
+    };
+    distinct.next(keys.size() / 3, expect_next); // in two portions
+    distinct.next(keys.size() - keys.size() / 3, expect_next);
+    EXPECT_EQ(k, keys.size());
     EXPECT_EQ(distinct.size(), number_of.size());
+}
+
+/// Likewise without room that is lent, and with as much as may be needed.
+template <class Key, class Name>
+void expect_numbers(const std::vector<Key>& keys, Name name) {
+    expect_numbers_with({}, keys, name);
+    expect_numbers_with(std::vector<unsigned>(4 * keys.size()), keys, name);
 }
 
 std::pair<unsigned, unsigned> edge_name(const edge2& edge) {
