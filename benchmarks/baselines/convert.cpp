@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstring>
 #include <numeric>
+#include <type_traits>
 #include <utility>
-#include <vector>
 
 namespace BASELINES {
 
@@ -91,39 +91,86 @@ struct hexahedron_cut : hexahedron {
 };
 
 constexpr std::uint64_t face_bit = std::uint64_t(1) << 63;
-constexpr std::uint64_t no_key = ~std::uint64_t(0);
 
-/// An edge by its nodes; a triangle by its three, 21 bits each; a quadrangle by its smallest node and the one across.
+/// What tells an edge or a triangle, and what tells a quadrangle. None has all bits set.
+using small_key = std::uint64_t;
+struct large_key {
+    std::uint64_t first, second;
+    friend bool operator==(const large_key& a, const large_key& b) {
+        return ((a.first ^ b.first) | (a.second ^ b.second)) == 0;
+    }
+    friend bool operator<(const large_key& a, const large_key& b) {
+        return a.first != b.first ? a.first < b.first : a.second < b.second;
+    }
+};
+
+template <class Key>
+constexpr Key no_key = ~std::uint64_t(0);
+template <>
+constexpr large_key no_key<large_key>{~std::uint64_t(0), ~std::uint64_t(0)};
+
+/// Two nodes, the smaller one first. No std::min: compilers make a branch of it, foreseen no better than a coin.
+std::uint64_t pair_of(std::uint64_t a, std::uint64_t b) {
+    const auto differ = unsigned(a ^ b) & (0u - unsigned(a > b));
+    return (a ^ differ) << 32 | (b ^ differ);
+}
+
+/// An edge by its nodes; a triangle by its three, 21 bits each; a quadrangle by the pairs of nodes across from each
+/// other, first the one with the smallest node (where both have it, the one that is met first).
 template <group G>
-std::uint64_t key_of(const unsigned* column) {
+auto key_of(const unsigned* column) {
     const std::uint64_t a = column[G.node[0]], b = column[G.node[1]];
-    if constexpr (G.size == 2) { // no std::min: compilers make a branch of it, foreseen no better than a coin
-        const auto differ = unsigned(a ^ b) & (0u - unsigned(a > b));
-        return (a ^ differ) << 32 | (b ^ differ);
+    if constexpr (G.size == 2) {
+        return pair_of(a, b);
     } else if constexpr (G.size == 3) {
         const std::uint64_t c = column[G.node[2]], least = std::min({a, b, c}), most = std::max({a, b, c});
         return face_bit | least << 42 | (a + b + c - least - most) << 21 | most;
     } else {
-        const std::uint64_t c = column[G.node[2]], d = column[G.node[3]];
-        const std::uint64_t least = std::min(std::min(a, c), std::min(b, d));
-        return face_bit | least << 32 | (least == std::min(a, c) ? std::max(a, c) : std::max(b, d));
+        const std::uint64_t even = pair_of(a, column[G.node[2]]), odd = pair_of(b, column[G.node[3]]);
+        const std::uint64_t least = even >> 32;
+        const bool swap = (int(odd >> 32 < least) | (int(odd >> 32 == least) & int(a != least) & int(b == least))) != 0;
+        const std::uint64_t differ = (even ^ odd) & (0 - std::uint64_t(swap));
+        return large_key{even ^ differ, odd ^ differ};
     }
 }
 
-std::uint64_t hash_of(std::uint64_t key) {
+std::uint64_t hash_of(small_key key) {
     key *= 0x9E3779B97F4A7C15u;
     return (key ^ key >> 32) * 0x9E3779B97F4A7C15u;
 }
 
-/// Calls visit(place, key) for all groups of all elements.
-template <class Shape, class Visit>
+std::uint64_t hash_of(const large_key& key) {
+    return (key.first * 0x9E3779B97F4A7C15u ^ key.second) * 0xD6E8FEB86659FD93u;
+}
+
+/// The edges and triangles of an element, which come first, and its quadrangles.
+template <class Shape>
+constexpr std::size_t smalls = std::size_t(std::count_if(Shape::groups.begin(), Shape::groups.end(),
+                                                         [](const group& g) { return g.size < 4; }));
+template <class Shape>
+constexpr std::size_t larges = Shape::groups.size() - smalls<Shape>;
+
+template <class Shape, class Key>
+constexpr std::size_t keys_each = std::is_same_v<Key, small_key> ? smalls<Shape> : larges<Shape>;
+
+/// Calls visit(key, sum, all) for all groups of all elements that have such keys, with the sum of their nodes and the
+/// exclusive or.
+template <class Shape, class Key, class Visit>
 void visit_keys(const unsigned* connect, std::size_t cols, const Visit& visit) {
-    constexpr std::size_t n = Shape::groups.size();
+    constexpr std::size_t first = std::is_same_v<Key, small_key> ? 0 : smalls<Shape>;
+    const auto visit_one = [&]<group G>(const unsigned* column, std::integral_constant<group, G>) {
+        std::uint64_t sum = 0, all = 0;
+        for (std::size_t i = 0; i < G.size; ++i) {
+            sum += column[G.node[i]];
+            all ^= column[G.node[i]];
+        }
+        visit(key_of<G>(column), sum, all);
+    };
     for (std::size_t j = 0; j < cols; ++j, connect += Shape::rows)
         [&]<std::size_t... K>(std::index_sequence<K...>) {
-            (visit(unsigned(j * n + K), key_of<Shape::groups[K]>(connect)), ...);
+            (visit_one(connect, std::integral_constant<group, Shape::groups[first + K]>()), ...);
         }
-    (std::make_index_sequence<n>());
+    (std::make_index_sequence<keys_each<Shape, Key>>());
 }
 
 /// The mean of some nodes.
@@ -175,11 +222,12 @@ void place_nodes(double* pos, std::size_t nodes, const unsigned* connect, const 
 
 constexpr std::size_t block = 16; // elements whose groups are looked up together
 
-/// Writes the elements a block at a time: look_up(j, column, elements) is told what is to come. Then number(k, new_id)
-/// gives the ID of the k-th group of the block, which is the new one where it is the first.
-template <class Shape, class LookUp, class Number>
+/// Writes the elements a block at a time: small and large, for the keys of either size, look up(j, column, elements)
+/// what is to come. Then number(k, new_id) gives the ID of the k-th such group of the block, which is the new one where
+/// it is the first.
+template <class Shape, class Small, class Large>
 refined_mesh write_elements(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols,
-                            const LookUp& look_up, const Number& number) {
+                            Small&& small, Large&& large) {
     constexpr std::size_t n = Shape::groups.size();
     refined_mesh made;
     made.connect = std::make_unique<fresh_memory>(sizeof(unsigned) * Shape::out_rows * Shape::pieces * cols,
@@ -190,12 +238,16 @@ refined_mesh write_elements(const double* pos, std::size_t nodes, const unsigned
     auto next = unsigned(nodes);
     const unsigned* column = connect;
     for (std::size_t j = 0; j < cols; ++j, column += Shape::rows) {
-        if (j % block == 0)
-            look_up(j, column, std::min(block, cols - j));
+        if (j % block == 0) {
+            small.look_up(j, column, std::min(block, cols - j));
+            if (larges<Shape> != 0)
+                large.look_up(j, column, std::min(block, cols - j));
+        }
         unsigned ids[Shape::rows + n + 1];
         std::copy_n(column, Shape::rows, ids);
         for (std::size_t k = 0; k < n; ++k) {
-            const unsigned id = number(j % block * n + k, next);
+            const unsigned id = k < smalls<Shape> ? small.number(j % block * smalls<Shape> + k, next)
+                                                  : large.number(j % block * larges<Shape> + k - smalls<Shape>, next);
             places[next - nodes] = unsigned(j * places_each<Shape> + k);
             next += id == next ? 1 : 0;
             ids[Shape::rows + k] = id;
@@ -215,86 +267,120 @@ refined_mesh write_elements(const double* pos, std::size_t nodes, const unsigned
     return made;
 }
 
-/// With first[place], the first place of the same key.
-template <class Shape>
-refined_mesh write_by_first_places(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols,
-                                   unsigned* first) {
-    constexpr std::size_t n = Shape::groups.size();
-    unsigned* of_block = first;
-    return write_elements<Shape>(
-        pos, nodes, connect, cols,
-        [&](std::size_t j, const unsigned*, std::size_t elements) {
-            of_block = first + j * n;
-            for (std::size_t k = 0; k < elements * n; ++k)
-                __builtin_prefetch(first + of_block[k]);
-        },
-        [&](std::size_t k, unsigned next) {
-            unsigned& mine = of_block[k]; // earlier ones are IDs already
-            return mine = first + mine == &mine ? next : first[mine];
-        });
-}
-
 struct by_open_addressing {
+    template <class Shape, class Key>
+    class table {
+    public:
+        explicit table(std::size_t cols) : bits_(bits_for(cols)), memory_((mask() + 1) * (sizeof(Key) + 8), huge) {
+            std::fill_n(keys(), mask() + 1, no_key<Key>);
+        }
+
+        void look_up(std::size_t, const unsigned* column, std::size_t elements) {
+            Key* to = of_block_;
+            visit_keys<Shape, Key>(column, elements, [&](const Key& key, std::uint64_t, std::uint64_t) {
+                *to++ = key;
+                __builtin_prefetch(keys() + (hash_of(key) >> (64 - bits_)));
+            });
+        }
+
+        unsigned number(std::size_t k, unsigned next) {
+            std::uint64_t* const ids = reinterpret_cast<std::uint64_t*>(keys() + mask() + 1);
+            std::size_t at = hash_of(of_block_[k]) >> (64 - bits_);
+            while (!(keys()[at] == no_key<Key>)&&!(keys()[at] == of_block_[k]))
+                at = (at + 1) & mask();
+            if (keys()[at] == no_key<Key>) {
+                keys()[at] = of_block_[k];
+                ids[at] = next;
+            }
+            return unsigned(ids[at]);
+        }
+
+    private:
+        static constexpr auto huge = fresh_memory::pages::huge;
+
+        static std::size_t bits_for(std::size_t cols) {
+            // Few edges are met less than three times, and no face more than twice.
+            constexpr std::size_t each = keys_each<Shape, Key>;
+            const std::size_t expected = std::is_same_v<Key, small_key> ? 2 * (each * cols / 3) : each * cols;
+            std::size_t bits = 4;
+            while ((std::size_t(1) << bits) < expected)
+                ++bits;
+            return bits;
+        }
+
+        std::size_t mask() const { return (std::size_t(1) << bits_) - 1; }
+        Key* keys() const { return memory_.as<Key>(); }
+
+        const std::size_t bits_;
+        const fresh_memory memory_;
+        Key of_block_[block * keys_each<Shape, Key> + 1];
+    };
+
     template <class Shape>
     static refined_mesh refine(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols) {
-        constexpr std::size_t n = Shape::groups.size();
-        std::size_t bits = 4;
-        while ((std::size_t(1) << bits) < 2 * (n * cols / 3)) // few keys are met less than three times
-            ++bits;
-        const std::size_t mask = (std::size_t(1) << bits) - 1;
-        const fresh_memory memory((mask + 1) * 16, fresh_memory::pages::huge);
-        std::uint64_t* const keys = memory.as<std::uint64_t>();
-        std::uint64_t* const ids = keys + mask + 1;
-        std::fill_n(keys, mask + 1, no_key);
-        std::uint64_t of_block[block * n];
-        return write_elements<Shape>(
-            pos, nodes, connect, cols,
-            [&](std::size_t, const unsigned* column, std::size_t elements) {
-                visit_keys<Shape>(column, elements, [&](unsigned k, std::uint64_t key) {
-                    of_block[k] = key;
-                    __builtin_prefetch(keys + (hash_of(key) >> (64 - bits)));
-                });
-            },
-            [&](std::size_t k, unsigned next) {
-                std::size_t at = hash_of(of_block[k]) >> (64 - bits);
-                while (keys[at] != no_key && keys[at] != of_block[k])
-                    at = (at + 1) & mask;
-                if (keys[at] == no_key) {
-                    keys[at] = of_block[k];
-                    ids[at] = next;
-                }
-                return unsigned(ids[at]);
-            });
+        return write_elements<Shape>(pos, nodes, connect, cols, table<Shape, small_key>(cols),
+                                     table<Shape, large_key>(cols));
     }
 };
 
+template <class Key>
 struct placed_key {
-    std::uint64_t key;
+    Key key;
     unsigned place;
 };
 
 struct key_then_place { // of this namespace, so that each compilation has its own sort
-    bool operator()(const placed_key& a, const placed_key& b) const {
-        return a.key != b.key ? a.key < b.key : a.place < b.place;
+    template <class Key>
+    bool operator()(const placed_key<Key>& a, const placed_key<Key>& b) const {
+        return a.key == b.key ? a.place < b.place : a.key < b.key;
     }
 };
 
 struct by_sorting {
+    /// Finds for each group the first that has the same key; then numbers the groups.
+    template <class Shape, class Key>
+    class firsts {
+    public:
+        firsts(const unsigned* connect, std::size_t cols)
+            : memory_(keys_each<Shape, Key> * cols * sizeof(unsigned) + 1, fresh_memory::pages::huge) {
+            const std::size_t n = keys_each<Shape, Key> * cols;
+            const fresh_memory keys(n * sizeof(placed_key<Key>) + 1, fresh_memory::pages::huge);
+            placed_key<Key>* const all = keys.as<placed_key<Key>>();
+            unsigned place = 0;
+            visit_keys<Shape, Key>(connect, cols, [&](const Key& key, std::uint64_t, std::uint64_t) {
+                all[place] = {key, place};
+                ++place;
+            });
+            std::sort(all, all + n, key_then_place());
+            for (std::size_t k = 0, leader = 0; k < n; ++k) {
+                if (!(all[k].key == all[leader].key))
+                    leader = k;
+                first()[all[k].place] = all[leader].place;
+            }
+        }
+
+        void look_up(std::size_t j, const unsigned*, std::size_t elements) {
+            of_block_ = first() + j * keys_each<Shape, Key>;
+            for (std::size_t k = 0; k < elements * keys_each<Shape, Key>; ++k)
+                __builtin_prefetch(first() + of_block_[k]);
+        }
+
+        unsigned number(std::size_t k, unsigned next) {
+            unsigned& mine = of_block_[k]; // earlier ones are IDs already
+            return mine = first() + mine == &mine ? next : first()[mine];
+        }
+
+    private:
+        unsigned* first() const { return memory_.as<unsigned>(); }
+
+        const fresh_memory memory_;
+        unsigned* of_block_ = nullptr;
+    };
+
     template <class Shape>
     static refined_mesh refine(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols) {
-        const std::size_t n = Shape::groups.size() * cols;
-        const fresh_memory keys(n * sizeof(placed_key), fresh_memory::pages::huge),
-            firsts(n * 4, fresh_memory::pages::huge);
-        placed_key* const all = keys.as<placed_key>();
-        unsigned* const first = firsts.as<unsigned>();
-        visit_keys<Shape>(connect, cols, [&](unsigned place, std::uint64_t key) { all[place] = {key, place}; });
-        std::sort(all, all + n, key_then_place());
-        for (std::size_t k = 0, leader = 0; k < n; ++k) {
-            if (all[k].key != all[leader].key)
-                leader = k;
-            first[all[k].place] = all[leader].place;
-        }
-        return write_by_first_places<Shape>(pos, nodes, connect, cols, first);
+        return write_elements<Shape>(pos, nodes, connect, cols, firsts<Shape, small_key>(connect, cols),
+                                     firsts<Shape, large_key>(connect, cols));
     }
 };
 
@@ -302,102 +388,103 @@ struct by_sorting {
 /// replaces the keys of one part after the other by numbers: equal keys have the same, and the first of them bears a
 /// mark. Whoever visits the keys once more meets their numbers in the same order.
 struct by_partitions {
-    static constexpr unsigned mark = 0x80000000u;
+    template <class Shape, class Key>
+    class partitions {
+    public:
+        partitions(const unsigned* connect, std::size_t cols)
+            : keys_(keys_each<Shape, Key> * cols * sizeof(Key) + 1, fresh_memory::pages::huge),
+              ids_(find(connect, cols) * sizeof(unsigned) + 1, fresh_memory::pages::huge) {}
 
-    /// Calls visit(part, key) for all groups of all elements. The part depends on the nodes and not on their order.
-    template <class Shape, std::size_t Bits, class Visit>
-    static void visit_parts(const unsigned* connect, std::size_t cols, const Visit& visit) {
-        const auto visit_one = [&]<group G>(const unsigned* column, std::integral_constant<group, G>) {
-            std::uint64_t sum = 0, all = 0;
-            for (std::size_t i = 0; i < G.size; ++i) {
-                sum += column[G.node[i]];
-                all ^= column[G.node[i]];
-            }
-            const std::uint64_t hash = sum * 0x9E3779B97F4A7C15u ^ all * 0xD6E8FEB86659FD93u;
-            visit(std::size_t(hash >> (64 - Bits)), key_of<G>(column));
-        };
-        for (std::size_t j = 0; j < cols; ++j, connect += Shape::rows)
-            [&]<std::size_t... K>(std::index_sequence<K...>) {
-                (visit_one(connect, std::integral_constant<group, Shape::groups[K]>()), ...);
-            }
-        (std::make_index_sequence<Shape::groups.size()>());
-    }
-
-    /// Numbers the keys of one part; the numbers are `first` and so on. Returns the next one.
-    static unsigned number(const unsigned* keys, std::size_t n, unsigned first, std::uint64_t* table,
-                           unsigned* number_of, std::size_t bits, unsigned* numbers) {
-        const std::size_t mask = (std::size_t(1) << bits) - 1;
-        std::fill_n(table, mask + 1, no_key);
-        for (std::size_t k = 0; k < n; ++k) {
-            std::uint64_t key;
-            std::memcpy(&key, keys + 2 * k, sizeof key);
-            std::size_t at = key * 0x9E3779B97F4A7C15u >> (64 - bits);
-            while (table[at] != key && table[at] != no_key)
-                at = (at + 1) & mask;
-            if (table[at] == key) {
-                numbers[k] = number_of[at];
-            } else {
-                table[at] = key;
-                number_of[at] = first;
-                numbers[k] = first++ | mark;
-            }
+        void look_up(std::size_t, const unsigned* column, std::size_t elements) {
+            unsigned* to = of_block_;
+            visit_parts(column, elements, [&](std::size_t part, const Key&) {
+                const unsigned* const number = keys_.template as<unsigned>() + next_of_part_[part]++;
+                __builtin_prefetch(number + 32);
+                __builtin_prefetch(ids_.template as<unsigned>() + (*number & ~mark));
+                *to++ = *number;
+            });
         }
-        return first;
-    }
+
+        unsigned number(std::size_t k, unsigned next) {
+            unsigned& id = ids_.template as<unsigned>()[of_block_[k] & ~mark];
+            if (of_block_[k] & mark)
+                id = next;
+            return id;
+        }
+
+    private:
+        static constexpr unsigned mark = 0x80000000u;
+        static constexpr std::size_t part_bits = 6; // stores to more parts are several times as slow
+        static constexpr std::size_t parts = std::size_t(1) << part_bits;
+        static constexpr std::size_t words_each = sizeof(Key) / sizeof(unsigned);
+
+        /// Calls visit(part, key). The part depends on the nodes and not on their order.
+        template <class Visit>
+        static void visit_parts(const unsigned* connect, std::size_t cols, const Visit& visit) {
+            visit_keys<Shape, Key>(connect, cols, [&](const Key& key, std::uint64_t sum, std::uint64_t all) {
+                const std::uint64_t hash = sum * 0x9E3779B97F4A7C15u ^ all * 0xD6E8FEB86659FD93u;
+                visit(std::size_t(hash >> (64 - part_bits)), key);
+            });
+        }
+
+        /// Puts numbers, part by part, in the place of the keys. Returns how many there are.
+        std::size_t find(const unsigned* connect, std::size_t cols) {
+            std::size_t end[parts] = {};
+            visit_parts(connect, cols, [&](std::size_t part, const Key&) { ++end[part]; });
+            const std::size_t largest = *std::max_element(end, end + parts);
+            std::exclusive_scan(end, end + parts, end, std::size_t(0));
+            std::copy_n(end, parts, next_of_part_);
+            unsigned* const words = keys_.template as<unsigned>();
+            visit_parts(connect, cols, [&](std::size_t part, const Key& key) {
+                std::memcpy(words + words_each * end[part]++, &key, sizeof key);
+            });
+            std::size_t bits = 4;
+            while ((std::size_t(1) << bits) <= largest)
+                ++bits;
+            const fresh_memory table(sizeof(Key) << bits, fresh_memory::pages::huge);
+            const fresh_memory number_of(sizeof(unsigned) << bits, fresh_memory::pages::huge);
+            unsigned numbers = 0;
+            for (std::size_t p = 0; p < parts; ++p) // written over keys that were read before
+                numbers = number_part(words + words_each * next_of_part_[p], end[p] - next_of_part_[p], numbers,
+                                      table.as<Key>(), number_of.as<unsigned>(), bits, words + next_of_part_[p]);
+            return numbers;
+        }
+
+        /// Numbers the keys of one part; the numbers are `first` and so on. Returns the next one.
+        static unsigned number_part(const unsigned* keys, std::size_t n, unsigned first, Key* table,
+                                    unsigned* number_of, std::size_t bits, unsigned* numbers) {
+            const std::size_t mask = (std::size_t(1) << bits) - 1;
+            std::fill_n(table, mask + 1, no_key<Key>);
+            for (std::size_t k = 0; k < n; ++k) {
+                Key key;
+                std::memcpy(&key, keys + words_each * k, sizeof key);
+                std::size_t at = slot_of(key) >> (64 - bits);
+                while (!(table[at] == key) && !(table[at] == no_key<Key>))
+                    at = (at + 1) & mask;
+                if (table[at] == key) {
+                    numbers[k] = number_of[at];
+                } else {
+                    table[at] = key;
+                    number_of[at] = first;
+                    numbers[k] = first++ | mark;
+                }
+            }
+            return first;
+        }
+
+        static std::uint64_t slot_of(small_key key) { return key * 0x9E3779B97F4A7C15u; }
+        static std::uint64_t slot_of(const large_key& key) { return hash_of(key); }
+
+        const fresh_memory keys_;
+        std::size_t next_of_part_[parts];
+        const fresh_memory ids_;
+        unsigned of_block_[block * keys_each<Shape, Key> + 1];
+    };
 
     template <class Shape>
     static refined_mesh refine(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols) {
-        constexpr std::size_t n = Shape::groups.size();
-        constexpr std::size_t part_bits = n > 6 ? 8 : 6; // a million elements give tables of one to two MiB
-        constexpr std::size_t parts = std::size_t(1) << part_bits;
-
-        std::size_t end[parts] = {};
-        visit_parts<Shape, part_bits>(connect, cols, [&](std::size_t part, std::uint64_t) { ++end[part]; });
-        const std::size_t largest = *std::max_element(end, end + parts);
-        std::exclusive_scan(end, end + parts, end, std::size_t(0));
-        std::size_t begin[parts];
-        std::copy_n(end, parts, begin);
-        const fresh_memory keys(n * cols * sizeof(std::uint64_t), fresh_memory::pages::huge);
-        unsigned* const words = keys.as<unsigned>();
-        visit_parts<Shape, part_bits>(connect, cols, [&](std::size_t part, std::uint64_t key) {
-            std::memcpy(words + 2 * end[part]++, &key, sizeof key);
-        });
-
-        std::size_t bits = 4;
-        while ((std::size_t(1) << bits) <= largest)
-            ++bits;
-        const fresh_memory table(sizeof(std::uint64_t) << bits, fresh_memory::pages::huge);
-        const fresh_memory number_of(sizeof(unsigned) << bits, fresh_memory::pages::huge);
-        unsigned numbers = 0;
-        for (std::size_t p = 0; p < parts; ++p) // the numbers take the place of keys that were read before
-            numbers = number(words + 2 * begin[p], end[p] - begin[p], numbers, table.as<std::uint64_t>(),
-                             number_of.as<unsigned>(), bits, words + begin[p]);
-        return write<Shape, part_bits>(pos, nodes, connect, cols, words, begin, numbers);
-    }
-
-    template <class Shape, std::size_t PartBits>
-    static refined_mesh write(const double* pos, std::size_t nodes, const unsigned* connect, std::size_t cols,
-                              const unsigned* numbers, std::size_t* next_of_part, unsigned last) {
-        const fresh_memory memory(last * sizeof(unsigned), fresh_memory::pages::huge);
-        unsigned* const ids = memory.as<unsigned>();
-        unsigned of_block[block * Shape::groups.size()];
-        return write_elements<Shape>(
-            pos, nodes, connect, cols,
-            [&](std::size_t, const unsigned* column, std::size_t elements) {
-                unsigned* to = of_block;
-                visit_parts<Shape, PartBits>(column, elements, [&](std::size_t part, std::uint64_t) {
-                    const unsigned* const number = numbers + next_of_part[part]++;
-                    __builtin_prefetch(number + 32);
-                    __builtin_prefetch(ids + (*number & ~mark));
-                    *to++ = *number;
-                });
-            },
-            [&](std::size_t k, unsigned next) {
-                unsigned& id = ids[of_block[k] & ~mark];
-                if (of_block[k] & mark)
-                    id = next;
-                return id;
-            });
+        return write_elements<Shape>(pos, nodes, connect, cols, partitions<Shape, small_key>(connect, cols),
+                                     partitions<Shape, large_key>(connect, cols));
     }
 };
 

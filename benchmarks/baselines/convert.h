@@ -2,7 +2,8 @@
 // hexahedra with less than two million nodes. Included once for each compilation, see harness.h.
 //
 // All check the IDs, and give each new node the number that the library gives it: in the order in which the elements
-// meet them. Three ways find what elements share, told by keys of 64 bits:
+// meet them. Three ways find what elements share, told by keys of 64 bits, and of 128 for quadrangles, of which two may
+// have three nodes in common:
 //   open addressing   one table, in which the elements look up and enter their edges and faces one by one
 //   sorting           all keys with their places, sorted
 //   partitions        the keys distributed by a hash, then a small table for each part, which stays in the cache and

@@ -1,7 +1,9 @@
-// Quadratic conversion by other hash tables, as one would write it with them: room for all edges and faces from the
-// start, coordinates and a full connectivity as results.
+// Quadratic conversion by other hash tables, as one would write it with them: the IDs are checked, there is room for
+// all edges and faces from the start, coordinates and a full connectivity are the results.
 
 #include <memory>
+#include <utility>
+#include <vector>
 
 #ifdef MELDRA3D_HAS_HOPSCOTCH
 #include <tsl/hopscotch_map.h>
@@ -29,13 +31,17 @@ std::uint64_t packed(unsigned a, unsigned b) {
     return std::uint64_t(std::min(a, b)) << 32 | std::max(a, b);
 }
 
-/// A quadrangle by its smallest node and the one across, which no two faces of these meshes share.
-std::uint64_t packed(const unsigned* column, const unsigned (&face)[4]) {
+using quadrangle = std::pair<std::uint64_t, std::uint64_t>;
+
+/// A quadrangle by the pairs of nodes across from each other, first the one with the smallest node. (Two quadrangles
+/// may have three nodes in common.)
+quadrangle packed(const unsigned* column, const unsigned (&face)[4]) {
     unsigned least = 0;
     for (unsigned k = 1; k < 4; ++k)
         if (column[face[k]] < column[face[least]])
             least = k;
-    return std::uint64_t(column[face[least]]) << 32 | column[face[(least + 2) % 4]];
+    const auto node = [&](unsigned k) { return column[face[(least + k) % 4]]; };
+    return {packed(node(0), node(2)), packed(node(1), node(3))};
 }
 
 /// The mixing steps of SplitMix (Steele, Lea and Flood 2014), for tables of 2^k buckets that do not mix themselves.
@@ -45,6 +51,7 @@ struct mixed {
         key = (key ^ key >> 27) * 0x94D049BB133111EBu;
         return key ^ key >> 31;
     }
+    std::size_t operator()(const quadrangle& key) const { return (*this)(key.first + (*this)(key.second)); }
 };
 
 /// Appends the mean of some corners.
@@ -75,6 +82,13 @@ void add_edges(Map& map, const unsigned* column, const unsigned (&edges)[Edges][
     }
 }
 
+bool all_below(const mesh& m) {
+    unsigned beyond = 0;
+    for (std::size_t k = 0; k < m.connect.size(); ++k)
+        beyond |= m.connect.data()[k] >= m.pos.cols() ? 1u : 0u;
+    return beyond == 0;
+}
+
 template <class Map>
 quadratic_mesh tetrahedra_of_10(const mesh& m) {
     const std::size_t n = m.connect.cols();
@@ -92,14 +106,15 @@ quadratic_mesh tetrahedra_of_10(const mesh& m) {
     return made;
 }
 
-template <class Map>
+template <class EdgeMap, class FaceMap>
 quadratic_mesh hexahedra_of_27(const mesh& m) {
     constexpr unsigned corners[8] = {0, 1, 2, 3, 4, 5, 6, 7};
     const std::size_t n = m.connect.cols();
     quadratic_mesh made{{m.pos.data(), m.pos.data() + m.pos.size()},
                         std::make_unique_for_overwrite<unsigned[]>(27 * n)};
     made.pos.reserve(3 * (m.pos.cols() + 8 * n));
-    Map edges, faces;
+    EdgeMap edges;
+    FaceMap faces;
     edges.reserve(3 * n + n / 8);
     faces.reserve(3 * n + n / 8);
     for (std::size_t j = 0; j < n; ++j) {
@@ -120,13 +135,20 @@ quadratic_mesh hexahedra_of_27(const mesh& m) {
     return made;
 }
 
-template <class Map>
-void BM_with_map(benchmark::State& state, const sample& s) {
+template <class EdgeMap, class FaceMap>
+quadratic_mesh quadratic(const mesh& m) {
+    if (!all_below(m))
+        return {};
+    return m.connect.rows() == 4 ? tetrahedra_of_10<EdgeMap>(m) : hexahedra_of_27<EdgeMap, FaceMap>(m);
+}
+
+template <class EdgeMap, class FaceMap>
+void BM_with_maps(benchmark::State& state, const sample& s) {
     const mesh& m = s.mesh();
     quadratic_mesh made;
     for (auto _ : state) {
         made = {};
-        made = m.connect.rows() == 4 ? tetrahedra_of_10<Map>(m) : hexahedra_of_27<Map>(m);
+        made = quadratic<EdgeMap, FaceMap>(m);
         benchmark::DoNotOptimize(made.connect.get());
     }
     dense2D<double> pos = m.pos;
@@ -158,11 +180,13 @@ const bench::suite all([] {
         bench::add("convert_into_quadratic", s, BM_convert_into_quadratic);
 #ifdef MELDRA3D_HAS_HOPSCOTCH
         bench::add("convert_into_quadratic:hopscotch_map", s,
-                   BM_with_map<tsl::hopscotch_map<std::uint64_t, unsigned, mixed>>);
+                   BM_with_maps<tsl::hopscotch_map<std::uint64_t, unsigned, mixed>,
+                                tsl::hopscotch_map<quadrangle, unsigned, mixed>>);
 #endif
 #ifdef MELDRA3D_HAS_ABSEIL
-        bench::add("convert_into_quadratic:flat_hash_map", s,
-                   BM_with_map<absl::flat_hash_map<std::uint64_t, unsigned>>);
+        bench::add(
+            "convert_into_quadratic:flat_hash_map", s,
+            BM_with_maps<absl::flat_hash_map<std::uint64_t, unsigned>, absl::flat_hash_map<quadrangle, unsigned>>);
 #endif
     }
 });
