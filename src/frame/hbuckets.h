@@ -299,7 +299,7 @@ private:
     }
 
     static constexpr std::size_t near_block = 64; // keys looked up together where the table is in the cache
-    static constexpr std::size_t far_block = 128; // and where it is not
+    static constexpr std::size_t far_block = 512; // and where it is not
 
     /// The table is larger than a second-level cache.
     bool is_far() const { return used_ > (std::uint64_t(2) << 20) / sizeof(node); }
@@ -381,13 +381,13 @@ private:
     /// one waits for memory the others go on. Whether a walk goes on is arithmetic: a branch would be mispredicted on
     /// most chains.
     void walk_side_by_side(const unsigned* words, std::size_t n, std::uint32_t* place) const {
-        std::array<std::uint8_t, far_block> walking;
-        std::iota(walking.begin(), walking.end(), std::uint8_t(0));
+        std::array<std::uint16_t, far_block> walking;
+        std::iota(walking.begin(), walking.end(), std::uint16_t(0));
         const node* const all = nodes();
         for (std::size_t left = n; left != 0;) {
             std::size_t still = 0;
             for (std::size_t i = 0; i < left; ++i) {
-                const std::uint8_t k = walking[i];
+                const std::uint16_t k = walking[i];
                 const node& here = all[place[k]];
                 const unsigned differs = stored<V>::key(here.value) == key_at(words + words_each * k) ? 0 : 1;
                 const unsigned step = here.distance() & (0 - (here.link & differs));
