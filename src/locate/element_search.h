@@ -100,7 +100,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t at_once = 8;
+    static constexpr std::size_t at_once = 16;
     static constexpr std::size_t ahead = 16; // points are asked for so many before their walks begin
 
     struct walker {
