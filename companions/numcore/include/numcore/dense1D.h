@@ -100,10 +100,9 @@ public:
 
     bool push_back(const T& element) noexcept {
         const T value = element; // may be an element of this very array
-        if (!reserve(size_ + 1, 2))
+        if (!__grows_in_place(size_ + 1) && !__move_to_new_block(__at_least(size_ + 1, 2)))
             return false;
-        ++size_;
-        data()[size_ - 1] = value;
+        storage_->data()[start_ + size_++] = value;
         return true;
     }
 
@@ -144,13 +143,24 @@ private:
     }
 
     bool __move_to_new_block(std::size_t capacity) noexcept {
-        Ptr<vector_num<T, N>> block(new (std::nothrow) vector_num<T, N>);
-        if (!block || !block->__grow(std::max(capacity, size_), 0, 1))
+        vector_num<T, N>* const block = __new_block(data(), size_, std::max(capacity, size_));
+        if (!block)
             return false;
-        std::copy_n(data(), size_, block->data());
-        storage_ = std::move(block);
+        storage_ = block;
         start_ = 0;
         return true;
+    }
+
+    /// A block with room for `capacity` elements that begins with a copy of n of them; null when there is no memory.
+    /// It is not told of the view, so that the members of one which grows in a loop can stay in registers.
+    static vector_num<T, N>* __new_block(const T* from, std::size_t n, std::size_t capacity) noexcept {
+        auto* const block = new (std::nothrow) vector_num<T, N>;
+        if (block && block->__grow(capacity, 0, 1)) {
+            std::copy_n(from, n, block->data());
+            return block;
+        }
+        delete block;
+        return nullptr;
     }
 
     void __swap(dense1D& other) noexcept {

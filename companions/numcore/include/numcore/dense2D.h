@@ -123,6 +123,13 @@ public:
 
     /// One more column of rows() values, which may be a column of this very matrix; amortised O(rows).
     bool append(const T* column) noexcept {
+        if (size_ != 0 && __holds_alone() && start_ + ld_ * cols_ + rows_ <= storage_->capacity()) {
+            T* const added = storage_->data() + start_ + ld_ * cols_;
+            for (std::size_t i = 0; i < rows_; ++i) // most columns are too short for a call of memcpy to pay
+                added[i] = column[i];
+            __set(rows_, cols_ + 1, ld_);
+            return true;
+        }
         const Ptr<vector_num<T, 8>> source = __fits(rows_, cols_ + 1, ld_) ? nullptr : storage_;
         if (cols_ + 1 == 0 || !__reshape(rows_, cols_ + 1, 2)) // `source` keeps what `column` may point to
             return false;
