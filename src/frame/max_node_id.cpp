@@ -4,16 +4,31 @@
 
 #include <meldra/element_type.h>
 
+#include "frame/quickest.h"
+
 namespace quorl::meldra3d::detail {
 
-std::optional<unsigned> largest_id(const dense2D<unsigned int>& connect) {
-    // One more than an ID, so that no_node becomes 0 and loses every comparison.
+namespace {
+
+/// One more than the largest ID, so that no_node becomes 0 and loses every comparison.
+[[gnu::always_inline]] inline unsigned bound_of(const unsigned* ids, std::size_t n) {
     unsigned bound = 0;
-    for (std::size_t j = 0; !connect.empty() && j < connect.cols(); ++j) {
-        const unsigned* const column = connect.col(j);
-        for (std::size_t i = 0; i < connect.rows(); ++i)
-            bound = std::max(bound, column[i] + 1);
-    }
+    for (std::size_t k = 0; k < n; ++k)
+        bound = std::max(bound, ids[k] + 1);
+    return bound;
+}
+
+} // namespace
+
+std::optional<unsigned> largest_id(const dense2D<unsigned int>& connect) {
+    unsigned bound = 0;
+    if (connect.ld() == connect.rows() && !connect.empty())
+        bound = quickest([&]() __attribute__((always_inline)) {
+            return bound_of(connect.data(), connect.rows() * connect.cols());
+        });
+    else
+        for (std::size_t j = 0; !connect.empty() && j < connect.cols(); ++j)
+            bound = std::max(bound, bound_of(connect.col(j), connect.rows()));
     return bound == 0 ? std::nullopt : std::optional<unsigned>(bound - 1);
 }
 

@@ -21,29 +21,34 @@ using namespace meldra3d::detail;
 
 constexpr std::size_t block = 4096; // entries between two looks at the verdict
 
-/// True when no entry is bad.
-template <class Bad>
-[[gnu::always_inline]] inline bool none_bad(const unsigned* ids, std::size_t n, Bad bad) {
+/// What an entry may be besides a node.
+enum class unused { allowed, forbidden };
+
+/// True when all entries are below `nodes`, or `no_node` where it is allowed. The largest tells; `no_node` is taken out
+/// of the comparison by adding 1 to all, so that it wraps to 0.
+template <unused Unused>
+[[gnu::always_inline]] inline bool all_good(const unsigned* ids, std::size_t n, unsigned nodes) {
+    constexpr unsigned added = Unused == unused::allowed ? 1 : 0;
     for (std::size_t first = 0; first < n; first += block) {
         const std::size_t last = std::min(n, first + block);
-        unsigned found = 0;
+        unsigned largest = 0;
         for (std::size_t k = first; k < last; ++k)
-            found |= unsigned(bad(ids[k]));
-        if (found != 0)
+            largest = std::max(largest, ids[k] + added);
+        if (added != 0 ? largest > nodes : largest >= nodes)
             return false;
     }
     return true;
 }
 
 /// Likewise for a matrix, in one run when it is contiguous.
-template <class Bad>
-[[gnu::always_inline]] inline bool none_bad(const dense2D<unsigned int>& connect, Bad bad) {
+template <unused Unused>
+[[gnu::always_inline]] inline bool all_good(const dense2D<unsigned int>& connect, unsigned nodes) {
     if (connect.empty())
         return true;
     if (connect.ld() == connect.rows())
-        return none_bad(connect.data(), connect.size(), bad);
+        return all_good<Unused>(connect.data(), connect.size(), nodes);
     for (std::size_t j = 0; j < connect.cols(); ++j)
-        if (!none_bad(connect.col(j), connect.rows(), bad))
+        if (!all_good<Unused>(connect.col(j), connect.rows(), nodes))
             return false;
     return true;
 }
@@ -149,15 +154,12 @@ bool admits_fewer_rows(const mixed_record& record, std::size_t rows) {
 
 bool check_IDs(const dense1D<unsigned int, 8>& ids, unsigned int nodes) {
     return quickest([&]() __attribute__((always_inline)) {
-        // no_node wraps to 0.
-        return none_bad(ids.data(), ids.size(), [nodes](unsigned id) { return id + 1 > nodes; });
+        return all_good<unused::allowed>(ids.data(), ids.size(), nodes);
     });
 }
 
 bool check_IDs(const dense2D<unsigned int>& connect, unsigned int nodes) {
-    return quickest([&]() __attribute__((always_inline)) {
-        return none_bad(connect, [nodes](unsigned id) { return id + 1 > nodes; });
-    });
+    return quickest([&]() __attribute__((always_inline)) { return all_good<unused::allowed>(connect, nodes); });
 }
 
 bool check_IDs(const dense2D<unsigned int>& connect, element_type type, unsigned int nodes) {
@@ -173,7 +175,7 @@ bool check_IDs(const dense2D<unsigned int>& connect, element_type type, unsigned
     return quickest([&]() __attribute__((always_inline)) {
         if (mixed && !one_linear_kind)
             return check_mixed(connect, *mixed, nodes);
-        return none_bad(connect, [nodes](unsigned id) { return id >= nodes; });
+        return all_good<unused::forbidden>(connect, nodes);
     });
 }
 
