@@ -25,6 +25,8 @@ void first_element_of_nodes(const unsigned* connect, std::size_t rows, std::size
 
 std::size_t drop_unused(std::vector<double>& pos, std::vector<unsigned>& connect, std::vector<unsigned>& new_ids) {
     constexpr unsigned none = 0xFFFFFFFFu;
+    if (!all_below(connect.data(), connect.size(), unsigned(pos.size() / 3)))
+        return 0;
     new_ids.assign(pos.size() / 3, none);
     for (const unsigned id : connect)
         new_ids[id] = 0;

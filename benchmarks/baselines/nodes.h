@@ -11,7 +11,8 @@ bool all_below(const unsigned* ids, std::size_t n, unsigned nodes);
 /// The first element that holds each node.
 void first_element_of_nodes(const unsigned* connect, std::size_t rows, std::size_t cols, std::vector<unsigned>& first);
 
-/// Renumbers the nodes in use from 0 on in their order, moves their coordinates up, and gives their number back.
+/// Renumbers the nodes in use from 0 on in their order, moves their coordinates up, and gives their number back. None
+/// where an ID is no node.
 std::size_t drop_unused(std::vector<double>& pos, std::vector<unsigned>& connect, std::vector<unsigned>& new_ids);
 
 } // namespace BASELINES

@@ -16,16 +16,22 @@ namespace {
 
 using matrix_range = std::pair<dense2D<unsigned int>*, dense2D<unsigned int>*>;
 
+template <class Visit>
+void visit_nodes(unsigned* ids, std::size_t n, Visit visit) {
+    for (std::size_t k = 0; k < n; ++k)
+        if (ids[k] != no_node)
+            visit(ids[k]);
+}
+
 /// Calls visit(entry) for each entry of each matrix that is a node.
 template <class Visit>
 void visit_nodes(const matrix_range& range, Visit visit) {
     for (dense2D<unsigned int>* matrix = range.first; matrix != range.second; ++matrix)
-        for (std::size_t j = 0; !matrix->empty() && j < matrix->cols(); ++j) {
-            unsigned* const column = matrix->col(j);
-            for (std::size_t i = 0; i < matrix->rows(); ++i)
-                if (column[i] != no_node)
-                    visit(column[i]);
-        }
+        if (matrix->ld() == matrix->rows())
+            visit_nodes(matrix->data(), matrix->size(), visit);
+        else
+            for (std::size_t j = 0; !matrix->empty() && j < matrix->cols(); ++j)
+                visit_nodes(matrix->col(j), matrix->rows(), visit);
 }
 
 /// Fills the map from old to new IDs, one entry for each node. Returns the number of nodes that are kept.
@@ -48,11 +54,22 @@ bool detach(dense2D<double>& pos, const matrix_range& range) {
     return done;
 }
 
-/// Moves the kept columns to their new places, which lie never behind the old ones.
+/// Moves the kept columns to their new places, which lie never behind the old ones. `Rows` is their length, or 0 where
+/// it is not known when compiling.
+template <std::size_t Rows>
+void move_up(double* columns, std::size_t ld, std::size_t length, const dense1D<unsigned int, 8>& new_ids) {
+    const std::size_t rows = Rows != 0 ? Rows : length;
+    const unsigned* const map = new_ids.data();
+    for (std::size_t id = 0; id < new_ids.size(); ++id)
+        if (map[id] != no_node && map[id] != id)
+            std::memcpy(columns + map[id] * ld, columns + id * ld, rows * sizeof(double));
+}
+
 void close_gaps(dense2D<double>& pos, const dense1D<unsigned int, 8>& new_ids, unsigned kept) {
-    for (std::size_t id = 0; id < new_ids.size() && !pos.empty(); ++id)
-        if (new_ids[id] != no_node && new_ids[id] != id)
-            std::memcpy(pos.col(new_ids[id]), pos.col(id), pos.rows() * sizeof(double));
+    if (pos.rows() == 3)
+        move_up<3>(pos.data(), pos.ld(), 3, new_ids);
+    else if (!pos.empty())
+        move_up<0>(pos.data(), pos.ld(), pos.rows(), new_ids);
     pos.resize(pos.rows(), kept); // shrinks, which needs no memory
 }
 
