@@ -244,7 +244,7 @@ MELDRA3D_API int extrude_line(const distributed_mesh& surface, const dense2D<dou
 /// may do, of the longest element), no other element holds the point. For the others, those beside faces and those that
 /// no walk finds, the boxes of the elements near them are made a tree and searched. 8 bytes come back from each rank,
 /// and the result from one. Linear in the elements of a part (of which the neighbours are found each time), but n log n
-/// in those near points that walks do not settle. Scratch memory: about 110 bytes an element and 190 a point.
+/// in those near points that walks do not settle. Scratch memory: about 100 bytes an element and 150 a point.
 MELDRA3D_API int get_elements_containing_points(const distributed_mesh& mesh, const dense2D<double>& points,
                                                 dense1D<std::uint64_t, 8>& elements, dense2D<double>& local,
                                                 double tolerance, MPI_Comm comm);
