@@ -18,6 +18,7 @@
 #include "frame/element_tables.h"
 #include "frame/hbuckets.h"
 #include "frame/id_count.h"
+#include "frame/max_node_id.h"
 #include "frame/morton_order.h"
 #include "locate/element_search.h"
 
@@ -196,10 +197,10 @@ private:
         return true;
     }
 
-    /// Marks the nodes to be copied and counts them. An array of all nodes: to fill it is little beside the checks of
-    /// the mesh, and a table of the surface nodes would be asked for each node of each face.
+    /// Marks the nodes to be copied and counts them. An array of all nodes up to the last of the surface: to fill it
+    /// is little beside the checks of the mesh, and a table would be asked for each node of each face.
     bool enter_nodes() {
-        if (!place_.resize(id_count(pos_.cols()), no_node))
+        if (!place_.resize(std::size_t(largest_id(surface_).value_or(0)) + 1, no_node))
             return false;
         for (std::size_t j = 0; j < surface_.cols(); ++j)
             for (const unsigned id : surface_face(j, plus).id)
