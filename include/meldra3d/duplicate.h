@@ -37,7 +37,8 @@ namespace quorl::meldra3d {
 /// `connectS` does not suit the type or names a node beyond `pos`; -199 when memory ran out or the copies could not be
 /// numbered. It returns 0, too, when the ancestor of a node to be copied is no element that holds it. Nothing is
 /// changed then, nor by any negative status.
-/// Time is linear in the surface and the elements around its nodes, besides the checks and a copy of `connectM`.
+/// Time is linear in the surface and the elements around its nodes, besides the checks, a copy of `connectM` and the
+/// filling of 4 bytes of working memory for each node up to the last of the surface.
 MELDRA3D_API int duplicate_surface_nodes(dense2D<double>& pos, dense2D<unsigned int>& connectM,
                                          const dense2D<unsigned int>& neighbors,
                                          const dense1D<unsigned int, 8>& ancestors,
