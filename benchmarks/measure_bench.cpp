@@ -71,7 +71,9 @@ void BM_angles(benchmark::State& state, const sample& s, angle_export call, plai
     double farthest = expected(view_of<plain::measured_mesh>(m), low.data(), high.data()) ? 0 : 1;
     for (std::size_t j = 0; j < low.size(); ++j)
         farthest = std::max({farthest, std::fabs(low[j] - least[j]), std::fabs(high[j] - most[j])});
-    bench::check(state, status == 0 && farthest < 1e-12, "wrong angles");
+    // Both parts of the argument of an arc tangent are small in a sliver whose corner lies almost on an edge. The loop
+    // takes its edges in another direction, and rounding is divided by that size.
+    bench::check(state, status == 0 && farthest < 1e-9, "wrong angles");
     bench::count(state, m.connect.cols(), bytes_of_angles(m));
 }
 
