@@ -86,7 +86,11 @@ struct suite {
 /// Registers body(state, sample, arguments...) as BM_<what>/<sample>.
 template <class Body, class... Arguments>
 void add(const std::string& what, const sample& s, Body body, Arguments... arguments) {
-    const auto run = [=](benchmark::State& state) { body(state, s, arguments...); };
+    const auto run = [=](benchmark::State& state) {
+        s.mesh();
+        back_memory(s.elements * 2048);
+        body(state, s, arguments...);
+    };
     benchmark::RegisterBenchmark(("BM_" + what + "/" + s.name()).c_str(), run)->Unit(benchmark::kMillisecond);
 }
 

@@ -50,6 +50,14 @@ fresh_memory::~fresh_memory() {
         munmap(start_, bytes_);
 }
 
+void back_memory(std::size_t bytes) {
+    constexpr std::size_t most = std::size_t(2) << 30;
+    const fresh_memory block(std::min(bytes, most), fresh_memory::pages::huge);
+    char* const first = block.as<char>();
+    for (std::size_t at = 0; first && at < std::min(bytes, most); at += huge_page)
+        std::memset(first + at, 1, 1);
+}
+
 double copy_speed() {
     static const double speed = measure_copy_speed();
     return speed;

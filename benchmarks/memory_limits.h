@@ -29,6 +29,11 @@ private:
     std::size_t bytes_ = 0;
 };
 
+/// Touches so much memory and gives it back, so that what is measured next takes memory that the machine has at hand. A
+/// virtual machine may hand memory that has been free for seconds to its host, which then has to find some at the next
+/// touch: that costs up to fifty times what the page itself does, and falls on whoever comes first.
+void back_memory(std::size_t bytes);
+
 /// Bytes a second, read and written ones counted, of copying a block that no cache holds: the best of three, measured
 /// when first asked for.
 double copy_speed();

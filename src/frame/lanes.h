@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 
@@ -12,10 +13,11 @@
 // Vectors never cross a call: everything that takes one is inlined. (Known to both compilers by this name.)
 #pragma GCC diagnostic ignored "-Wpsabi"
 
-// Four doubles at once, in the vector extension that both compilers have.
+// Four doubles, or words of 64 bits, at once, in the vector extension that both compilers have.
 namespace quorl::meldra3d::detail {
 
 using four_doubles = double __attribute__((vector_size(4 * sizeof(double))));
+using four_words = std::uint64_t __attribute__((vector_size(4 * sizeof(double))));
 using four_masks = long long __attribute__((vector_size(4 * sizeof(double)))); // all bits of a lane, or none
 
 [[gnu::always_inline]] inline four_doubles all(double x) {
@@ -84,9 +86,9 @@ template <class Real>
 /// Bit k for lane k.
 [[gnu::always_inline]] inline unsigned bits(const four_masks& lanes) {
 #if defined(__SSE2__)
-    __m128d halves[2];
+    __m128 halves[2];
     std::memcpy(halves, &lanes, sizeof halves);
-    return unsigned(_mm_movemask_pd(halves[0])) | unsigned(_mm_movemask_pd(halves[1])) << 2;
+    return unsigned(_mm_movemask_ps(__builtin_shufflevector(halves[0], halves[1], 0, 2, 4, 6)));
 #else
     return unsigned(lanes[0] & 1) | unsigned(lanes[1] & 2) | unsigned(lanes[2] & 4) | unsigned(lanes[3] & 8);
 #endif
