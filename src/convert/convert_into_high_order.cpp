@@ -152,13 +152,16 @@ private:
     bool write_middles(std::size_t first, std::size_t last) {
         const group_visit* group = edges_.data();
         bool done = true;
-        for_each_element(connect_, first, last, [&]<const shape_record & Solid>(std::size_t j) {
-            unsigned* const column = out_.col(j);
-            std::copy_n(connect_.col(j), Solid.nodes, column);
-            done = done && shared_.number_middles<Solid>(group, column, ends_);
-            group += Solid.edges;
-            std::fill(column + Solid.nodes + Solid.edges, column + out_.rows(), no_node);
-        });
+        for_each_element(
+            connect_, first, last, [&]<const shape_record & Solid>(std::size_t j) __attribute__((always_inline)) {
+                unsigned* const column = out_.col(j);
+                std::array<unsigned, Solid.nodes> vertices;
+                std::copy_n(connect_.col(j), Solid.nodes, vertices.begin());
+                std::copy_n(vertices.begin(), Solid.nodes, column);
+                done = done && shared_.number_middles<Solid>(group, vertices.data(), column + Solid.nodes, ends_);
+                group += Solid.edges;
+                std::fill(column + Solid.nodes + Solid.edges, column + out_.rows(), no_node);
+            });
         return done;
     }
 

@@ -78,10 +78,11 @@ public:
     bool number_middles(const group_visit* groups, unsigned n, unsigned* ids) { return number(edges_, groups, n, ids); }
     bool number_centres(const group_visit* groups, unsigned n, unsigned* ids) { return number(faces_, groups, n, ids); }
 
-    /// The same for all edges of an element, behind its vertices in `column`. Writes the edges whose middles are new
-    /// to `ends`, in the order of their IDs.
+    /// The same for all edges of an element of these vertices. Writes the edges whose middles are new to `ends`, in the
+    /// order of their IDs.
     template <const shape_record& Solid>
-    [[gnu::always_inline]] bool number_middles(const group_visit* groups, unsigned* column, elfes::edge2* ends) {
+    [[gnu::always_inline]] bool number_middles(const group_visit* groups, const unsigned* vertices, unsigned* ids,
+                                               elfes::edge2* ends) {
         std::uint64_t next = next_;
         [&]<std::size_t... E>(std::index_sequence<E...>) __attribute__((always_inline)) {
             const auto number_one = [&](group_visit visit, elfes::edge2 edge, unsigned& to) {
@@ -92,8 +93,7 @@ public:
                 }
                 to = id;
             };
-            (number_one(groups[E], {{column[Solid.edge[E][0]], column[Solid.edge[E][1]]}}, column[Solid.nodes + E]),
-             ...);
+            (number_one(groups[E], {{vertices[Solid.edge[E][0]], vertices[Solid.edge[E][1]]}}, ids[E]), ...);
         }
         (std::make_index_sequence<Solid.edges>());
         next_ = next;
