@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 namespace bench {
 
@@ -52,10 +53,12 @@ fresh_memory::~fresh_memory() {
 
 void back_memory(std::size_t bytes) {
     constexpr std::size_t most = std::size_t(2) << 30;
-    const fresh_memory block(std::min(bytes, most), fresh_memory::pages::huge);
-    char* const first = block.as<char>();
-    for (std::size_t at = 0; first && at < std::min(bytes, most); at += huge_page)
-        std::memset(first + at, 1, 1);
+    const auto available = std::size_t(sysconf(_SC_AVPHYS_PAGES)) * std::size_t(sysconf(_SC_PAGESIZE));
+    bytes = std::min({bytes, most, available / 4});
+    const fresh_memory block(bytes, fresh_memory::pages::huge);
+    constexpr std::size_t small_page = 4096;
+    for (std::size_t at = 0; block.as<char>() && at < bytes; at += small_page)
+        block.as<char>()[at] = 1;
 }
 
 double copy_speed() {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <map>
 #include <random>
 #include <utility>
@@ -90,6 +91,27 @@ TEST(DistinctKeys, EdgesOfFewPartitions) {
     for (unsigned k = 0; k < 512; ++k)
         for (const unsigned a : {k, 1024 - k})
             edges.push_back({{a, 1024 - a}});
+    expect_numbers(edges, edge_name);
+}
+
+// Buckets are told by the leading bits of a product. Here all keys of a partition fall into its last bucket, so that
+// they overflow it, go on at the first and fill half of the table.
+TEST(DistinctKeys, EdgesOfOneBucket) {
+    constexpr std::uint64_t factor = 0x9E3779B97F4A7C15u;
+    std::uint64_t inverse = factor; // modulo 2^64: each step of Newton's doubles the bits that are right
+    for (int step = 0; step < 5; ++step)
+        inverse *= 2 - factor * inverse;
+    ASSERT_EQ(factor * inverse, 1u);
+    std::vector<edge2> edges;
+    for (std::uint64_t k = 1; edges.size() < 20000; ++k) {
+        const std::uint64_t pair = (0 - k) * inverse;
+        const auto least = static_cast<unsigned>(pair >> 32);
+        const auto most = static_cast<unsigned>(pair);
+        if (least > most) // not the words of an edge
+            continue;
+        edges.push_back({{least, most}});
+        edges.push_back({{most, least}});
+    }
     expect_numbers(edges, edge_name);
 }
 
