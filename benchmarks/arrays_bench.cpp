@@ -151,7 +151,10 @@ void BM_dspev(benchmark::State& state, std::size_t n) {
 
 template <class Body, class... Arguments>
 void add(const std::string& call, const std::string& kind, std::size_t n, Body body, Arguments... arguments) {
-    const auto run = [=](benchmark::State& state) { body(state, arguments...); };
+    const auto run = [=](benchmark::State& state) {
+        bench::back_memory(n * 256);
+        body(state, arguments...);
+    };
     const std::string name = "BM_" + call + "/" + kind + "/none/" + std::to_string(n);
     benchmark::RegisterBenchmark(name.c_str(), run)->Unit(benchmark::kMicrosecond);
 }

@@ -92,7 +92,7 @@ void BM_duplicate_surface_nodes(benchmark::State& state, const sample& s, std::s
 
 const bench::suite all([] {
     for (const sample& s : bench::samples({"TH4"}, bench::million, {bench::order::grid, bench::order::shuffled}))
-        for (const std::size_t sides : {1, 2}) {
+        for (const std::size_t sides : {1u, 2u}) {
             const sample shown = s.with(sides == 1 ? "one-side" : "both-sides");
             bench::add("duplicate_surface_nodes", shown, BM_duplicate_surface_nodes, sides);
             bench::add("duplicate_surface_nodes:checks_and_copy", shown, BM_checks_and_copy, sides);

@@ -91,7 +91,7 @@ const bench::suite all([] {
         add("read/" + size, BM_read, pages);
         add("first_touch/" + size, BM_first_touch, pages, std::chrono::seconds(0));
         add("first_touch_after_idling/" + size, BM_first_touch, pages, std::chrono::seconds(5));
-        for (const std::size_t ahead : {0, 16, 64})
+        for (const std::size_t ahead : {0u, 16u, 64u})
             add("gather/" + size + "/ahead:" + std::to_string(ahead), BM_gather, pages, ahead);
     }
 });

@@ -107,7 +107,7 @@ private:
 
         /// The keys of four slots, one word of all behind the other.
         struct bucket {
-            four_words word[words_of_key];
+            std::uint64_t word[words_of_key][slots_each];
 
             [[gnu::always_inline]] bool is_free(unsigned slot) const { return word[0][slot] == free_word; }
             [[gnu::always_inline]] void set(unsigned slot, const ordered_key& key) {
@@ -156,10 +156,10 @@ private:
 
         /// A bit for each slot of a bucket that holds the key or none.
         [[gnu::always_inline]] static unsigned same_or_free(const bucket& in, const ordered_key& key) {
-            four_masks same = (four_masks)(in.word[0] == four_words{} + key.word[0]);
+            four_masks same = (four_masks)(load(in.word[0]) == four_words{} + key.word[0]);
             for (std::size_t w = 1; w < words_of_key; ++w)
-                same &= (four_masks)(in.word[w] == four_words{} + key.word[w]);
-            return bits(same | (four_masks)(in.word[0] == four_words{} + free_word));
+                same &= (four_masks)(load(in.word[w]) == four_words{} + key.word[w]);
+            return bits(same | (four_masks)(load(in.word[0]) == four_words{} + free_word));
         }
 
         /// Of the number of buckets for n keys. A table without free slots would be gone through from end to end.

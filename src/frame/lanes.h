@@ -32,6 +32,14 @@ using four_masks = long long __attribute__((vector_size(4 * sizeof(double)))); /
     return reinterpret_cast<const unaligned*>(from)->x;
 }
 
+/// Four words from anywhere in memory.
+[[gnu::always_inline]] inline four_words load(const std::uint64_t* from) {
+    struct __attribute__((packed, may_alias)) unaligned {
+        four_words x;
+    };
+    return reinterpret_cast<const unaligned*>(from)->x;
+}
+
 /// How many doubles one holds, and each of them.
 template <class Real>
 inline constexpr std::size_t lane_count = sizeof(Real) / sizeof(double);
