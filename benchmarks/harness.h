@@ -87,7 +87,6 @@ struct suite {
 template <class Body, class... Arguments>
 void add(const std::string& what, const sample& s, Body body, Arguments... arguments) {
     const auto run = [=](benchmark::State& state) {
-        s.mesh();
         back_memory(s.elements * 2048);
         body(state, s, arguments...);
     };
