@@ -124,7 +124,8 @@ private:
             const std::size_t mask = (std::size_t(1) << bits) - 1;
             bucket* const keys = first_bucket();
             auto* const numbers = reinterpret_cast<numbers_of_bucket*>(keys + mask + 1);
-            std::memset(static_cast<void*>(keys), free_byte, (mask + 1) * sizeof(bucket));
+            // Numbers, too: one of a free slot is read, though it does not count.
+            std::memset(static_cast<void*>(keys), free_byte, (mask + 1) * (sizeof(bucket) + sizeof(numbers_of_bucket)));
             const auto key_at = [&](std::uint64_t k) __attribute__((always_inline)) {
                 ordered_key key;
                 std::memcpy(&key, words + words_each * k, sizeof key);
