@@ -91,17 +91,15 @@ template <class Work>
         // NOLINTNEXTLINE(clang-analyzer-core.CallAndMessage): it loses the reference in the lambda
         return element_records[std::size_t(kind_of_column(mixed, connect.col(j), rows))].form;
     };
-    const auto run = [&](std::size_t begin, std::size_t end) __attribute__((always_inline)) {
+    const bool may_differ = rows == rows_of(ET_SOLID_MIX);
+    for (std::size_t begin = first, end = first; begin < last; begin = end) {
+        end = may_differ ? begin + 1 : last;
         with_shape(
             form_of(begin), [&]<const shape_record & Solid>() __attribute__((always_inline)) {
                 for (std::size_t j = begin; j < end; ++j)
                     work.template operator()<Solid>(j);
             });
-    };
-    if (first < last && rows != rows_of(ET_SOLID_MIX))
-        return run(first, last);
-    for (std::size_t j = first; j < last; ++j)
-        run(j, j + 1);
+    }
 }
 
 /// Calls visit(key) for each edge or face, as `visits` tells, of the elements from `first` to before `last` of a
