@@ -24,20 +24,21 @@ using four_masks = long long __attribute__((vector_size(4 * sizeof(double)))); /
     return four_doubles{x, x, x, x};
 }
 
-/// Four doubles from anywhere in memory.
-[[gnu::always_inline]] inline four_doubles load(const double* from) {
+/// Four doubles, or words, from anywhere in memory.
+template <class Four, class One>
+[[gnu::always_inline]] inline Four load_four(const One* from) {
     struct __attribute__((packed, may_alias)) unaligned {
-        four_doubles x;
+        Four x;
     };
     return reinterpret_cast<const unaligned*>(from)->x;
 }
 
-/// Four words from anywhere in memory.
+[[gnu::always_inline]] inline four_doubles load(const double* from) {
+    return load_four<four_doubles>(from);
+}
+
 [[gnu::always_inline]] inline four_words load(const std::uint64_t* from) {
-    struct __attribute__((packed, may_alias)) unaligned {
-        four_words x;
-    };
-    return reinterpret_cast<const unaligned*>(from)->x;
+    return load_four<four_words>(from);
 }
 
 /// How many doubles one holds, and each of them.

@@ -95,7 +95,7 @@ TEST(DistinctKeys, EdgesOfFewPartitions) {
 }
 
 // Buckets are told by the leading bits of a product. Here all keys of a partition fall into its last bucket, so that
-// they overflow it, go on at the first and fill half of the table.
+// they overflow it, go on at the first and fill a third of the table.
 TEST(DistinctKeys, EdgesOfOneBucket) {
     constexpr std::uint64_t factor = 0x9E3779B97F4A7C15u;
     std::uint64_t inverse = factor; // modulo 2^64: each step of Newton's doubles the bits that are right
